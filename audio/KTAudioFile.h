@@ -1,0 +1,53 @@
+#pragma once
+
+// One audio file opened for reading in the program's client format: 32-bit float, two
+// interleaved channels, at the file's own sample rate. The player reads its samples
+// through extAudioFile(); the controller asks totalFrames() and sampleRate().
+//
+// Every platform call goes through CheckError: a file that cannot be opened ends the
+// process. Callers that must survive a bad file check it first (see audioFileProblem).
+//
+// Thread contract: made and destroyed on the main thread. totalFrames(), sampleRate()
+// and outputFormat() may be called from any thread; reads through extAudioFile() are
+// serialised by the file itself.
+
+#include <cstdint>
+#include <mutex>
+#include <string>
+
+#include "platform/audio_file/ExtAudioFile.h"
+
+class KTAudioFile {
+public:
+    // initWithURL: a path or a file URL.
+    explicit KTAudioFile(const std::string& url);
+    ~KTAudioFile();
+    KTAudioFile(const KTAudioFile&) = delete;
+    KTAudioFile& operator=(const KTAudioFile&) = delete;
+
+    void openFile(const std::string& url);
+
+    // Each query asks the file again; nothing is cached.
+    std::int64_t totalFrames() const;
+    int sampleRate() const;
+    platform::AudioFileID audioFileId() const;
+
+    bool isLoaded() const { return loaded; }
+    void setLoaded(bool value) { loaded = value; }
+
+    platform::AudioStreamBasicDescription outputFormat() const;
+    void setOutputFormat(const platform::AudioStreamBasicDescription& format);
+
+    platform::ExtAudioFileRef extAudioFile() const { return file; }
+    void setExtAudioFile(platform::ExtAudioFileRef value) { file = value; }
+
+private:
+    bool loaded = false;
+    platform::ExtAudioFileRef file = nullptr;
+    mutable std::mutex formatLock; // outputFormat is read and written whole
+    platform::AudioStreamBasicDescription format{};
+};
+
+// Opens and closes the file without ending the process: empty when it can be opened,
+// otherwise a one-line reason such as "not an audio file ('typ?')".
+std::string audioFileProblem(const std::string& url);

@@ -1,0 +1,20 @@
+# Every third-party library is found once here and exposed as an imported target.
+find_package(Qt6 6.2 REQUIRED COMPONENTS Core Gui Widgets OpenGL OpenGLWidgets Test)
+find_package(OpenGL REQUIRED)
+find_package(PkgConfig REQUIRED)
+find_package(Threads REQUIRED)
+pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavformat libavcodec libswresample libavutil)
+pkg_check_modules(RUBBERBAND REQUIRED IMPORTED_TARGET rubberband>=3.0)
+pkg_check_modules(RTAUDIO REQUIRED IMPORTED_TARGET rtaudio)
+
+# LodePNG ships a header and a shared library but no CMake or pkg-config file.
+find_path(LODEPNG_INCLUDE_DIR lodepng.h REQUIRED)
+find_library(LODEPNG_LIBRARY lodepng REQUIRED)
+add_library(lodepng::lodepng UNKNOWN IMPORTED)
+set_target_properties(lodepng::lodepng PROPERTIES IMPORTED_LOCATION ${LODEPNG_LIBRARY}
+                                                  INTERFACE_INCLUDE_DIRECTORIES ${LODEPNG_INCLUDE_DIR})
+
+if(STUDYLOOP_BUILD_TESTS OR NOT DEFINED STUDYLOOP_BUILD_TESTS)
+  find_package(GTest REQUIRED)
+endif()
+find_package(benchmark QUIET)

@@ -1,0 +1,187 @@
+#include "tests/support/Fixtures.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <random>
+#include <stdexcept>
+#include <sys/wait.h>
+
+namespace fs = std::filesystem;
+
+namespace test_support {
+
+namespace {
+
+std::string hexHash(std::string_view text) {
+    char buffer[17];
+    std::snprintf(buffer, sizeof buffer, "%016zx", std::hash<std::string_view>{}(text));
+    return buffer;
+}
+
+std::string_view bytesOf(const std::vector<float>& samples) {
+    return {reinterpret_cast<const char*>(samples.data()), samples.size() * sizeof(float)};
+}
+
+void writeFile(const fs::path& path, std::string_view bytes) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out.write(bytes.data(), std::streamsize(bytes.size()));
+    if (!out)
+        throw std::runtime_error("cannot write " + path.string());
+}
+
+std::string channelLayout(int channels) {
+    switch (channels) {
+    case 1: return "mono";
+    case 2: return "stereo";
+    case 6: return "5.1";
+    default: return std::to_string(channels) + "c";
+    }
+}
+
+} // namespace
+
+int run(const std::string& commandLine) {
+    const int status = std::system(commandLine.c_str());
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+std::string shellQuote(const std::string& text) {
+    std::string quoted = "'";
+    for (char c : text) {
+        if (c == '\'')
+            quoted += "'\\''";
+        else
+            quoted += c;
+    }
+    return quoted + "'";
+}
+
+const std::vector<Encoding>& allEncodings() {
+    static const std::vector<Encoding> encodings = {
+        {"wav16", ".wav", {"-c:a", "pcm_s16le"}, true, 0},
+        {"wav24", ".wav", {"-c:a", "pcm_s24le"}, true, 0},
+        {"wavf32", ".wav", {"-c:a", "pcm_f32le"}, true, 0},
+        {"aiff", ".aiff", {"-c:a", "pcm_s16be"}, true, 0},
+        {"flac", ".flac", {"-c:a", "flac"}, true, 0},
+        {"alac", ".m4a", {"-c:a", "alac"}, true, 0},
+        {"mp3cbr", ".mp3", {"-c:a", "libmp3lame", "-b:a", "192k"}, false, 0},
+        {"mp3vbr", ".mp3", {"-c:a", "libmp3lame", "-q:a", "2"}, false, 0},
+        {"aac", ".m4a", {"-c:a", "aac", "-b:a", "192k"}, false, 0},
+        {"vorbis", ".ogg", {"-c:a", "libvorbis", "-q:a", "6"}, false, 0},
+        {"opus", ".opus", {"-c:a", "libopus", "-b:a", "192k"}, false, 48000},
+    };
+    return encodings;
+}
+
+const Encoding& encoding(std::string_view name) {
+    for (const auto& candidate : allEncodings())
+        if (candidate.name == name)
+            return candidate;
+    throw std::invalid_argument("no encoding " + std::string(name));
+}
+
+fs::path fixtureDirectory() {
+    const char* override = std::getenv("STUDYLOOP_FIXTURE_DIR");
+    fs::path directory = override && *override ? fs::path(override) : fs::path(STUDYLOOP_FIXTURE_DIR);
+    fs::create_directories(directory);
+    return directory;
+}
+
+fs::path makeFixture(const Signal& signal, const Encoding& format, std::string_view label) {
+    std::string arguments;
+    for (const auto& argument : format.ffmpegArguments)
+        arguments += " " + shellQuote(argument);
+    const std::string key = format.name + "|" + std::to_string(signal.sampleRate) + "|" +
+                            std::to_string(signal.channels) + "|" + arguments + "|" +
+                            hexHash(bytesOf(signal.samples));
+    const fs::path directory = fixtureDirectory();
+    const fs::path target = directory / (std::string(label) + "-" + std::to_string(signal.sampleRate) +
+                                         "-" + std::to_string(signal.channels) + "-" + format.name +
+                                         "-" + hexHash(key) + format.extension);
+    if (fs::exists(target))
+        return target;
+
+    // Written under a temporary name first, so a test running in parallel never sees a
+    // half-written file.
+    const fs::path raw = target.string() + ".raw";
+    const fs::path partial = target.parent_path() / (".partial-" + target.filename().string());
+    writeFile(raw, bytesOf(signal.samples));
+    const std::string command =
+        std::string(STUDYLOOP_FFMPEG) + " -nostdin -hide_banner -loglevel error -y -f f32le -ar " +
+        std::to_string(signal.sampleRate) + " -ac " + std::to_string(signal.channels) +
+        " -channel_layout " + channelLayout(signal.channels) + " -i " + shellQuote(raw.string()) +
+        arguments + " -f " + (format.extension == ".m4a" ? std::string("mp4") :
+                              format.extension == ".opus" ? std::string("ogg") :
+                              format.extension.substr(1)) +
+        " " + shellQuote(partial.string());
+    const int status = run(command);
+    fs::remove(raw);
+    if (status != 0)
+        throw std::runtime_error("ffmpeg failed (" + std::to_string(status) + "): " + command);
+    fs::rename(partial, target);
+    return target;
+}
+
+std::vector<float> decodeWithFfmpeg(const fs::path& file) {
+    const fs::path output = fixtureDirectory() / (".ref-" + hexHash(file.string()) + ".f32");
+    const std::string command = std::string(STUDYLOOP_FFMPEG) +
+                                " -nostdin -hide_banner -loglevel error -y -i " +
+                                shellQuote(file.string()) + " -f f32le -ac 2 " +
+                                shellQuote(output.string());
+    if (run(command) != 0)
+        throw std::runtime_error("ffmpeg could not decode " + file.string());
+    std::ifstream in(output, std::ios::binary);
+    std::vector<char> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    std::vector<float> samples(bytes.size() / sizeof(float));
+    std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(float));
+    fs::remove(output);
+    return samples;
+}
+
+fs::path missingFile() { return fixtureDirectory() / "does-not-exist.wav"; }
+
+fs::path emptyFile() {
+    const fs::path path = fixtureDirectory() / "empty.wav";
+    writeFile(path, "");
+    return path;
+}
+
+fs::path textFileNamedMp3() {
+    const fs::path path = fixtureDirectory() / "notes.mp3";
+    writeFile(path, "These are my practice notes, not a recording.\nBar 12: slow down.\n");
+    return path;
+}
+
+fs::path wavCutOffHalfway() {
+    const fs::path whole = makeFixture(makeRamp(20000, 2, 44100), encoding("wav16"), "whole");
+    const fs::path path = fixtureDirectory() / "cut-off-halfway.wav";
+    std::ifstream in(whole, std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    writeFile(path, std::string_view(bytes).substr(0, bytes.size() / 2));
+    return path;
+}
+
+fs::path validHeaderThenRandomBytes() {
+    const fs::path whole = makeFixture(makeNoise(44100, 2, 44100, 7), encoding("flac"), "header");
+    std::ifstream in(whole, std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    // Keep the stream header and metadata (they end well before 8 KiB) and replace the
+    // audio frames by noise of the same length.
+    std::mt19937 generator(1234);
+    for (std::size_t i = std::min<std::size_t>(8192, bytes.size()); i < bytes.size(); ++i)
+        bytes[i] = static_cast<char>(generator() & 0xff);
+    const fs::path path = fixtureDirectory() / "header-then-random.flac";
+    writeFile(path, bytes);
+    return path;
+}
+
+fs::path directoryPath() {
+    const fs::path path = fixtureDirectory() / "a-directory.wav";
+    fs::create_directories(path);
+    return path;
+}
+
+} // namespace test_support

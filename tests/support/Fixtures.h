@@ -1,0 +1,52 @@
+#pragma once
+
+// Real encoded audio files for the tests, made at test time by the ffmpeg tool from a
+// Signal, plus the bad files every reader must survive. Files are cached by content in
+// the build tree's fixtures folder, so each is encoded once per build.
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tests/support/Signals.h"
+
+namespace test_support {
+
+struct Encoding {
+    std::string name;      // "wav16", "mp3cbr", ...
+    std::string extension; // ".wav"
+    std::vector<std::string> ffmpegArguments;
+    bool lossless = false;
+    // Lossy codecs with a fixed rate (Opus: 48000) resample anything else.
+    int onlySampleRate = 0;
+};
+
+// wav16 wav24 wavf32 aiff flac alac mp3cbr mp3vbr aac vorbis opus
+const std::vector<Encoding>& allEncodings();
+const Encoding& encoding(std::string_view name);
+
+// Encodes `signal` with `format` (cached). Throws std::runtime_error when ffmpeg fails.
+std::filesystem::path makeFixture(const Signal& signal, const Encoding& format,
+                                  std::string_view label);
+
+// The folder fixtures live in (created on first use).
+std::filesystem::path fixtureDirectory();
+
+// Decodes `file` with the ffmpeg tool to interleaved float stereo at the file's rate
+// (ffmpeg's own down-mix), as the reference for what a decoder should give.
+std::vector<float> decodeWithFfmpeg(const std::filesystem::path& file);
+
+// Bad input.
+std::filesystem::path missingFile();
+std::filesystem::path emptyFile();
+std::filesystem::path textFileNamedMp3();
+std::filesystem::path wavCutOffHalfway();           // header promises twice the data it has
+std::filesystem::path validHeaderThenRandomBytes(); // a FLAC stream header, then noise
+std::filesystem::path directoryPath();
+
+// Runs a shell command line; returns its exit status.
+int run(const std::string& commandLine);
+std::string shellQuote(const std::string& text);
+
+} // namespace test_support
