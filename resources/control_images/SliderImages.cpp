@@ -1,0 +1,69 @@
+// The slider track is one rounded groove cut into three: a left cap, a one-point middle
+// that the slider stretches, and a right cap. The knob is a light disc with a dark rim.
+
+#include "resources/control_images/Drawings.h"
+#include "resources/control_images/ImageSet.h"
+#include "resources/control_images/Palette.h"
+
+#include <QPainter>
+
+namespace {
+
+constexpr double kTrackHeight = 6.0;
+constexpr double kCapWidth = 5.0;
+constexpr double kWholeWidth = 2 * kCapWidth + 1.0; // caps plus the one-point middle
+constexpr double kKnobSize = 18.0;
+
+// The rim is opaque (the accent mixed into the ground by hand rather than by alpha), so
+// every row of the middle slice is fully covered and the track has crisp edges.
+QColor rimColour() {
+    const QColor& a = palette::kAccent;
+    const QColor& b = palette::kField;
+    return QColor((a.red() + b.red()) / 2, (a.green() + b.green()) / 2, (a.blue() + b.blue()) / 2);
+}
+
+void drawWholeTrack(QPainter& painter) {
+    QLinearGradient groove(0, 0, 0, kTrackHeight);
+    groove.setColorAt(0, palette::kField.darker(140));
+    groove.setColorAt(1, palette::kFieldPartner);
+    painter.setBrush(groove);
+    painter.setPen(QPen(rimColour(), 1.0));
+    painter.drawRoundedRect(QRectF(0.5, 0.5, kWholeWidth - 1.0, kTrackHeight - 1.0), 2.5, 2.5);
+}
+
+// Draws the part of the whole track that starts at `fromX` and is `width` wide.
+void addTrackSlice(ImageSet& images, const QString& name, double fromX, double width) {
+    images.add(name, QSizeF(width, kTrackHeight), [fromX, width](QPainter& painter) {
+        painter.setClipRect(QRectF(0, 0, width, kTrackHeight));
+        painter.translate(-fromX, 0);
+        drawWholeTrack(painter);
+    });
+}
+
+void drawKnob(QPainter& painter) {
+    const QPointF centre(kKnobSize / 2, kKnobSize / 2 - 0.5);
+    const double radius = 7.5;
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(QColor(0, 0, 0, 80));
+    painter.drawEllipse(centre + QPointF(0, 1.0), radius + 0.5, radius + 0.5);
+
+    QRadialGradient face(centre - QPointF(2.0, 3.0), radius * 1.6);
+    face.setColorAt(0, palette::kWhite);
+    face.setColorAt(1, palette::kAccent.lighter(112));
+    painter.setBrush(face);
+    painter.setPen(QPen(palette::kField, 1.0));
+    painter.drawEllipse(centre, radius, radius);
+
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(palette::kFieldPartner);
+    painter.drawEllipse(centre, 2.0, 2.0);
+}
+
+} // namespace
+
+void drawSliderParts(ImageSet& images) {
+    addTrackSlice(images, "slider_left", 0.0, kCapWidth);
+    addTrackSlice(images, "slider_fill", kCapWidth, 1.0);
+    addTrackSlice(images, "slider_right", kCapWidth + 1.0, kCapWidth);
+    images.add("slider_knob", QSizeF(kKnobSize, kKnobSize), drawKnob);
+}
