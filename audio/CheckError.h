@@ -9,9 +9,9 @@
 // the calling thread (no static destructors, no joining of other threads), so it cannot
 // hang on a thread that holds a lock.
 
-#include <string>
-
 #include "platform/audio_file/AudioTypes.h"
+
+#include <string>
 
 // Returns normally only for status 0.
 void CheckError(platform::OSStatus error, const char* operation);

@@ -11,11 +11,11 @@
 // and outputFormat() may be called from any thread; reads through extAudioFile() are
 // serialised by the file itself.
 
+#include "platform/audio_file/ExtAudioFile.h"
+
 #include <cstdint>
 #include <mutex>
 #include <string>
-
-#include "platform/audio_file/ExtAudioFile.h"
 
 class KTAudioFile {
 public:

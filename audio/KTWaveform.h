@@ -54,7 +54,6 @@ public:
     std::uint32_t vbo = 0;
 
 private:
-    friend class KTWaveformReducer;
     std::vector<std::int16_t> samples_;
     std::vector<std::int16_t> coords_;
     std::int16_t globalMaxValue_ = -32768;

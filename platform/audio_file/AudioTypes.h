@@ -17,7 +17,9 @@ constexpr FourCharCode fourCharCode(const char (&code)[5]) {
            (FourCharCode(std::uint8_t(code[1])) << 16) |
            (FourCharCode(std::uint8_t(code[2])) << 8) | FourCharCode(std::uint8_t(code[3]));
 }
-constexpr OSStatus statusCode(const char (&code)[5]) { return OSStatus(fourCharCode(code)); }
+constexpr OSStatus statusCode(const char (&code)[5]) {
+    return OSStatus(fourCharCode(code));
+}
 
 constexpr OSStatus noErr = 0;
 constexpr OSStatus kAudioFileNotOpenError = -38;

@@ -17,10 +17,10 @@
 // seek from one thread and a read from another are safe. Never call from the real-time
 // audio thread: these calls decode and do file I/O.
 
+#include "platform/audio_file/AudioTypes.h"
+
 #include <cstdint>
 #include <string>
-
-#include "platform/audio_file/AudioTypes.h"
 
 namespace platform {
 

@@ -1,8 +1,8 @@
 #include "platform/log/Log.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
-#include <algorithm>
 #include <unistd.h>
 
 namespace platform {

@@ -34,10 +34,14 @@ void writeFile(const fs::path& path, std::string_view bytes) {
 
 std::string channelLayout(int channels) {
     switch (channels) {
-    case 1: return "mono";
-    case 2: return "stereo";
-    case 6: return "5.1";
-    default: return std::to_string(channels) + "c";
+    case 1:
+        return "mono";
+    case 2:
+        return "stereo";
+    case 6:
+        return "5.1";
+    default:
+        return std::to_string(channels) + "c";
     }
 }
 
@@ -85,7 +89,8 @@ const Encoding& encoding(std::string_view name) {
 
 fs::path fixtureDirectory() {
     const char* override = std::getenv("STUDYLOOP_FIXTURE_DIR");
-    fs::path directory = override && *override ? fs::path(override) : fs::path(STUDYLOOP_FIXTURE_DIR);
+    fs::path directory =
+        override && *override ? fs::path(override) : fs::path(STUDYLOOP_FIXTURE_DIR);
     fs::create_directories(directory);
     return directory;
 }
@@ -98,9 +103,10 @@ fs::path makeFixture(const Signal& signal, const Encoding& format, std::string_v
                             std::to_string(signal.channels) + "|" + arguments + "|" +
                             hexHash(bytesOf(signal.samples));
     const fs::path directory = fixtureDirectory();
-    const fs::path target = directory / (std::string(label) + "-" + std::to_string(signal.sampleRate) +
-                                         "-" + std::to_string(signal.channels) + "-" + format.name +
-                                         "-" + hexHash(key) + format.extension);
+    const fs::path target =
+        directory / (std::string(label) + "-" + std::to_string(signal.sampleRate) + "-" +
+                     std::to_string(signal.channels) + "-" + format.name + "-" + hexHash(key) +
+                     format.extension);
     if (fs::exists(target))
         return target;
 
@@ -113,9 +119,10 @@ fs::path makeFixture(const Signal& signal, const Encoding& format, std::string_v
         std::string(STUDYLOOP_FFMPEG) + " -nostdin -hide_banner -loglevel error -y -f f32le -ar " +
         std::to_string(signal.sampleRate) + " -ac " + std::to_string(signal.channels) +
         " -channel_layout " + channelLayout(signal.channels) + " -i " + shellQuote(raw.string()) +
-        arguments + " -f " + (format.extension == ".m4a" ? std::string("mp4") :
-                              format.extension == ".opus" ? std::string("ogg") :
-                              format.extension.substr(1)) +
+        arguments + " -f " +
+        (format.extension == ".m4a"    ? std::string("mp4")
+         : format.extension == ".opus" ? std::string("ogg")
+                                       : format.extension.substr(1)) +
         " " + shellQuote(partial.string());
     const int status = run(command);
     fs::remove(raw);
@@ -127,10 +134,9 @@ fs::path makeFixture(const Signal& signal, const Encoding& format, std::string_v
 
 std::vector<float> decodeWithFfmpeg(const fs::path& file) {
     const fs::path output = fixtureDirectory() / (".ref-" + hexHash(file.string()) + ".f32");
-    const std::string command = std::string(STUDYLOOP_FFMPEG) +
-                                " -nostdin -hide_banner -loglevel error -y -i " +
-                                shellQuote(file.string()) + " -f f32le -ac 2 " +
-                                shellQuote(output.string());
+    const std::string command =
+        std::string(STUDYLOOP_FFMPEG) + " -nostdin -hide_banner -loglevel error -y -i " +
+        shellQuote(file.string()) + " -f f32le -ac 2 " + shellQuote(output.string());
     if (run(command) != 0)
         throw std::runtime_error("ffmpeg could not decode " + file.string());
     std::ifstream in(output, std::ios::binary);
@@ -141,7 +147,9 @@ std::vector<float> decodeWithFfmpeg(const fs::path& file) {
     return samples;
 }
 
-fs::path missingFile() { return fixtureDirectory() / "does-not-exist.wav"; }
+fs::path missingFile() {
+    return fixtureDirectory() / "does-not-exist.wav";
+}
 
 fs::path emptyFile() {
     const fs::path path = fixtureDirectory() / "empty.wav";

@@ -4,12 +4,12 @@
 // Signal, plus the bad files every reader must survive. Files are cached by content in
 // the build tree's fixtures folder, so each is encoded once per build.
 
+#include "tests/support/Signals.h"
+
 #include <filesystem>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include "tests/support/Signals.h"
 
 namespace test_support {
 

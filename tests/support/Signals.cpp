@@ -32,8 +32,9 @@ Signal makeSine(std::int64_t frames, int channels, int sampleRate, double freque
     const double step = 2.0 * std::numbers::pi * frequency / sampleRate;
     for (std::int64_t frame = 0; frame < frames; ++frame)
         for (int channel = 0; channel < channels; ++channel)
-            signal.samples.push_back(static_cast<float>(
-                amplitude * std::sin(step * double(frame) + phase + channel * std::numbers::pi / 2)));
+            signal.samples.push_back(
+                static_cast<float>(amplitude * std::sin(step * double(frame) + phase +
+                                                        channel * std::numbers::pi / 2)));
     return signal;
 }
 

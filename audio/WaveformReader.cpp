@@ -1,0 +1,139 @@
+#include "audio/WaveformReader.h"
+
+#include "audio/CheckError.h"
+#include "audio/KTWaveform.h"
+#include "audio/PeakReducer.h"
+#include "platform/audio_file/ExtAudioFile.h"
+
+#include <algorithm>
+#include <thread>
+
+using namespace platform;
+
+namespace {
+
+constexpr std::uint32_t kChunkFrames = 32768;
+// Shorter files are read by one thread: starting a second decoder costs more than it saves.
+constexpr std::int64_t kMinSegmentFrames = 30 * 48000;
+
+ExtAudioFileRef openForReading(const std::string& url) {
+    ExtAudioFileRef file = nullptr;
+    CheckError(ExtAudioFileOpenURL(url, &file), "Open file");
+    AudioStreamBasicDescription fileFormat;
+    std::uint32_t size = sizeof fileFormat;
+    CheckError(
+        ExtAudioFileGetProperty(file, kExtAudioFileProperty_FileDataFormat, &size, &fileFormat),
+        "GetProperty");
+    const AudioStreamBasicDescription client = stereoFloatFormat(fileFormat.mSampleRate);
+    CheckError(ExtAudioFileSetProperty(file, kExtAudioFileProperty_ClientDataFormat, sizeof client,
+                                       &client),
+               "SetProperty");
+    return file;
+}
+
+struct Segment {
+    std::int64_t firstFrame = 0;
+    std::int64_t frames = 0;
+    std::int64_t framesRead = 0;
+    std::int16_t globalMax = -32768;
+};
+
+// Reduces one segment into out[firstFrame / 1000 ...]; `file` may be null to open one.
+void reduceSegment(const std::string& url, ExtAudioFileRef file, Segment& segment,
+                   std::int16_t* out) {
+    const bool ownFile = file == nullptr;
+    if (ownFile)
+        file = openForReading(url);
+    if (segment.firstFrame != 0)
+        CheckError(ExtAudioFileSeek(file, segment.firstFrame), "Seek waveform segment");
+    std::vector<float> chunk(std::size_t(kChunkFrames) * 2);
+    PeakReducer reducer(out);
+    while (segment.framesRead < segment.frames) {
+        std::uint32_t frames = std::uint32_t(
+            std::min<std::int64_t>(kChunkFrames, segment.frames - segment.framesRead));
+        AudioBufferList buffers;
+        buffers.mNumberBuffers = 1;
+        buffers.mBuffers[0] = {1, frames * 8, chunk.data()};
+        CheckError(ExtAudioFileRead(file, &frames, &buffers), "Read frames as floats");
+        if (frames == 0)
+            break;
+        reducer.feed(chunk.data(), frames);
+        segment.framesRead += frames;
+    }
+    reducer.finish();
+    segment.globalMax = reducer.globalMaxValue();
+    if (ownFile)
+        CheckError(ExtAudioFileDispose(file), "Close waveform file failed");
+}
+
+std::vector<Segment> planSegments(std::int64_t totalFrames, unsigned cores) {
+    const std::int64_t blocks =
+        (totalFrames + KTWaveform::kFramesPerSample - 1) / KTWaveform::kFramesPerSample;
+    const std::int64_t count = std::clamp<std::int64_t>(
+        std::min<std::int64_t>(cores, totalFrames / kMinSegmentFrames), 1, 64);
+    const std::int64_t blocksPerSegment = (blocks + count - 1) / count;
+    std::vector<Segment> segments;
+    for (std::int64_t first = 0; first < blocks; first += blocksPerSegment) {
+        Segment segment;
+        segment.firstFrame = first * KTWaveform::kFramesPerSample;
+        segment.frames =
+            std::min(totalFrames, (first + blocksPerSegment) * KTWaveform::kFramesPerSample) -
+            segment.firstFrame;
+        segments.push_back(segment);
+    }
+    if (segments.empty())
+        segments.push_back(Segment{});
+    return segments;
+}
+
+PeakData reduce(const std::string& url, ExtAudioFileRef file, std::int64_t totalFrames,
+                unsigned cores) {
+    PeakData peaks;
+    peaks.samples.resize(std::size_t((totalFrames + KTWaveform::kFramesPerSample - 1) /
+                                     KTWaveform::kFramesPerSample));
+    std::vector<Segment> segments = planSegments(totalFrames, cores);
+    std::vector<std::thread> helpers;
+    for (std::size_t i = 1; i < segments.size(); ++i)
+        helpers.emplace_back(reduceSegment, std::cref(url), nullptr, std::ref(segments[i]),
+                             peaks.samples.data() +
+                                 segments[i].firstFrame / KTWaveform::kFramesPerSample);
+    reduceSegment(url, file, segments[0], peaks.samples.data());
+    for (auto& helper : helpers)
+        helper.join();
+
+    std::int64_t read = 0;
+    for (const Segment& segment : segments) {
+        read += segment.framesRead;
+        peaks.globalMaxValue = std::max(peaks.globalMaxValue, segment.globalMax);
+        // A segment that ends early (the data stops short of what the file promised)
+        // leaves a hole in the middle: the caller reads the file again in one pass.
+        if (segment.framesRead < segment.frames && &segment != &segments.back() &&
+            segments.size() > 1)
+            return PeakData{{}, -32768, -1};
+    }
+    peaks.framesRead = std::int32_t(read);
+    peaks.samples.resize(
+        std::size_t((read + KTWaveform::kFramesPerSample - 1) / KTWaveform::kFramesPerSample));
+    return peaks;
+}
+
+} // namespace
+
+PeakData readPeaks(const std::string& url) {
+    ExtAudioFileRef file = openForReading(url);
+    std::int64_t totalFrames = 0;
+    std::uint32_t size = sizeof totalFrames;
+    CheckError(
+        ExtAudioFileGetProperty(file, kExtAudioFileProperty_FileLengthFrames, &size, &totalFrames),
+        "Get num frames");
+    // Frame counts are 32-bit from here on, as everywhere the peak data are used.
+    totalFrames = std::min<std::int64_t>(totalFrames, INT32_MAX);
+    PeakData peaks =
+        reduce(url, file, totalFrames, std::max(1u, std::thread::hardware_concurrency()));
+    if (peaks.framesRead < 0) {
+        CheckError(ExtAudioFileSeek(file, 0), "Seek waveform segment");
+        peaks = reduce(url, file, totalFrames, 1);
+    }
+    CheckError(ExtAudioFileDispose(file), "Close waveform file failed");
+    return peaks;
+}

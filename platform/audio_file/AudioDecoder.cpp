@@ -1,0 +1,485 @@
+#include "platform/audio_file/AudioDecoder.h"
+
+#include "platform/audio_file/OpenStatus.h"
+#include "platform/log/Log.h"
+
+#include <algorithm>
+#include <cstring>
+#include <mutex>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/intreadwrite.h>
+}
+
+namespace platform {
+
+namespace {
+
+// Corrupt data is reported once per packet through our own log; FFmpeg's messages about
+// the same packets would only repeat it, many times over.
+void silenceLibraryLog() {
+    static std::once_flag once;
+    std::call_once(once, [] { av_log_set_level(AV_LOG_QUIET); });
+}
+
+bool isPcm(AVCodecID id) {
+    return id >= AV_CODEC_ID_FIRST_AUDIO && id < AV_CODEC_ID_ADPCM_IMA_QT;
+}
+
+bool isLossless(AVCodecID id) {
+    if (isPcm(id))
+        return true;
+    const AVCodecDescriptor* descriptor = avcodec_descriptor_get(id);
+    return descriptor && (descriptor->props & AV_CODEC_PROP_LOSSLESS) &&
+           !(descriptor->props & AV_CODEC_PROP_LOSSY);
+}
+
+// Demuxers that only estimate timestamps after a seek: they read raw frames and guess
+// the time from the byte offset.
+bool estimatesTimestampsAfterSeek(const AVInputFormat* input) {
+    const std::string name = input->name;
+    return name == "mp3" || name == "aac" || name == "ac3" || name == "eac3" || name == "mp2";
+}
+
+constexpr std::int64_t kMaxConsecutiveReadErrors = 64;
+constexpr int kMaxCorruptPacketLines = 10;
+// Enough for the longest overlap or bit reservoir of the lossy codecs we meet (MP3 can
+// reach two frames back, Vorbis a long block, Opus wants 80 ms).
+constexpr std::int64_t kLossyPrerollSeconds = 1;
+
+} // namespace
+
+OSStatus AudioDecoder::open(const std::string& path, std::unique_ptr<AudioDecoder>& decoder) {
+    silenceLibraryLog();
+    if (const OSStatus status = statusOfPath(path); status != noErr)
+        return status;
+    std::unique_ptr<AudioDecoder> opened(new AudioDecoder);
+    if (const OSStatus status = opened->openStream(path); status != noErr)
+        return status;
+    decoder = std::move(opened);
+    return noErr;
+}
+
+AudioDecoder::~AudioDecoder() {
+    av_frame_free(&frame);
+    av_packet_free(&packet);
+    avcodec_free_context(&codec);
+    avformat_close_input(&format);
+}
+
+OSStatus AudioDecoder::openStream(const std::string& filePath) {
+    path = filePath;
+    if (avformat_open_input(&format, path.c_str(), nullptr, nullptr) < 0)
+        return kAudioFileUnsupportedFileTypeError;
+    if (avformat_find_stream_info(format, nullptr) < 0)
+        return kAudioFileInvalidFileError;
+    const AVCodec* decoderCodec = nullptr;
+    const int streamIndex =
+        av_find_best_stream(format, AVMEDIA_TYPE_AUDIO, -1, -1, &decoderCodec, 0);
+    if (streamIndex == AVERROR_DECODER_NOT_FOUND)
+        return kAudioFileUnsupportedDataFormatError;
+    if (streamIndex < 0)
+        return kAudioFileUnsupportedFileTypeError;
+    stream = format->streams[streamIndex];
+    for (unsigned i = 0; i < format->nb_streams; ++i)
+        if (int(i) != streamIndex)
+            format->streams[i]->discard = AVDISCARD_ALL;
+
+    const AVCodecParameters* parameters = stream->codecpar;
+    rate = parameters->sample_rate;
+    if (rate <= 0 || parameters->ch_layout.nb_channels <= 0)
+        return kAudioFileUnsupportedFileTypeError;
+
+    codec = avcodec_alloc_context3(decoderCodec);
+    packet = av_packet_alloc();
+    frame = av_frame_alloc();
+    if (!codec || !packet || !frame)
+        return kMemoryFullError;
+    if (avcodec_parameters_to_context(codec, parameters) < 0)
+        return kAudioFileUnsupportedDataFormatError;
+    codec->pkt_timebase = stream->time_base;
+    // Delay and padding are cut here, by position, the same way after every seek.
+    codec->flags2 |= AV_CODEC_FLAG2_SKIP_MANUAL;
+    if (avcodec_open2(codec, decoderCodec, nullptr) < 0)
+        return kAudioFileUnsupportedDataFormatError;
+
+    const AVCodecID id = parameters->codec_id;
+    prerollSamples = isLossless(id) ? 0 : kLossyPrerollSeconds * rate;
+    const bool containerKnowsLength = stream->duration > 0 && stream->duration != AV_NOPTS_VALUE &&
+                                      !estimatesTimestampsAfterSeek(format->iformat);
+    if (isPcm(id))
+        measurePcm();
+    else if (containerKnowsLength)
+        measureFromContainer();
+    else
+        measureByScanning();
+    if (length < 0)
+        length = 0;
+    return seek(0) == noErr ? noErr : kAudioFileInvalidFileError;
+}
+
+std::int64_t AudioDecoder::toSamples(std::int64_t timestamp) const {
+    return av_rescale_q(timestamp, stream->time_base, AVRational{1, rate});
+}
+
+std::int64_t AudioDecoder::toTimestamp(std::int64_t samples) const {
+    return av_rescale_q(samples, AVRational{1, rate}, stream->time_base);
+}
+
+// PCM: the length is what the data chunk holds, and no more than the file really has
+// (a file cut off short reads up to where its data ends).
+void AudioDecoder::measurePcm() {
+    const AVCodecParameters* parameters = stream->codecpar;
+    int frameBytes = parameters->block_align;
+    if (frameBytes <= 0)
+        frameBytes = parameters->ch_layout.nb_channels *
+                     std::max(1, av_get_bits_per_sample(parameters->codec_id) / 8);
+    std::int64_t dataStart = -1;
+    while (av_read_frame(format, packet) >= 0) {
+        const bool ours = packet->stream_index == stream->index;
+        if (ours) {
+            dataStart = packet->pos;
+            firstSample = packet->pts != AV_NOPTS_VALUE ? toSamples(packet->pts) : 0;
+        }
+        av_packet_unref(packet);
+        if (ours)
+            break;
+    }
+    const std::int64_t fileSize = avio_size(format->pb);
+    std::int64_t available =
+        dataStart >= 0 && fileSize > dataStart ? (fileSize - dataStart) / frameBytes : 0;
+    if (stream->duration > 0 && stream->duration != AV_NOPTS_VALUE)
+        available = std::min(available, toSamples(stream->duration));
+    length = available;
+}
+
+// Containers that know the exact length of the recording: FLAC's stream info, the edit
+// list of MP4, the last granule position of Ogg. Their durations include the codec's
+// pre-skip (Opus), which is not part of the recording.
+void AudioDecoder::measureFromContainer() {
+    firstSample = stream->start_time != AV_NOPTS_VALUE ? toSamples(stream->start_time) : 0;
+    length = toSamples(stream->duration) - std::max(0, stream->codecpar->initial_padding);
+}
+
+// Everything else: one pass over the packets (no decoding) adds up their durations and
+// takes the skip information the demuxer attaches: delay on the first packet, padding
+// on the last ones.
+void AudioDecoder::measureByScanning() {
+    byteSeeks = estimatesTimestampsAfterSeek(format->iformat) &&
+                !(format->iformat->flags & AVFMT_NO_BYTE_SEEK);
+    bool first = true;
+    std::int64_t startSkip = 0;
+    std::int64_t endDiscard = 0;
+    std::int64_t end = 0;
+    std::int64_t nextTimestamp = 0;
+    int errors = 0;
+    for (;;) {
+        const int status = av_read_frame(format, packet);
+        if (status == AVERROR_EOF || (status < 0 && ++errors > kMaxConsecutiveReadErrors))
+            break;
+        if (status < 0)
+            continue;
+        errors = 0;
+        if (packet->stream_index != stream->index) {
+            av_packet_unref(packet);
+            continue;
+        }
+        const std::int64_t timestamp = packet->pts != AV_NOPTS_VALUE ? packet->pts : nextTimestamp;
+        // Some demuxers trim the last packet with a negative duration stored in 32 bits.
+        const std::int64_t duration = std::max<std::int64_t>(0, std::int32_t(packet->duration));
+        std::size_t sideSize = 0;
+        const std::uint8_t* skip =
+            av_packet_get_side_data(packet, AV_PKT_DATA_SKIP_SAMPLES, &sideSize);
+        if (first) {
+            firstSample = toSamples(timestamp);
+            if (skip && sideSize >= 8)
+                startSkip = AV_RL32(skip);
+            else if (stream->codecpar->initial_padding > 0)
+                startSkip = stream->codecpar->initial_padding;
+            first = false;
+        }
+        if (skip && sideSize >= 8 && AV_RL32(skip + 4) > 0)
+            endDiscard += AV_RL32(skip + 4);
+        if (byteSeeks)
+            index.push_back({packet->pos, timestamp});
+        nextTimestamp = timestamp + duration;
+        end = std::max(end, toSamples(timestamp + duration));
+        av_packet_unref(packet);
+    }
+    firstSample += startSkip;
+    length = end - endDiscard - firstSample;
+    // Byte positions must rise for the index to be searched; a demuxer that does not
+    // report them cannot be restamped, and falls back to its own timestamps.
+    if (byteSeeks && (index.empty() ||
+                      std::any_of(index.begin(), index.end(),
+                                  [](const PacketEntry& e) { return e.bytePosition < 0; }) ||
+                      !std::is_sorted(index.begin(), index.end(),
+                                      [](const PacketEntry& a, const PacketEntry& b) {
+                                          return a.bytePosition < b.bytePosition;
+                                      }))) {
+        byteSeeks = false;
+        index.clear();
+    }
+}
+
+OSStatus AudioDecoder::seek(std::int64_t target) {
+    if (target < 0)
+        return kExtAudioFileInvalidSeekError;
+    // A position inside what is already decoded needs no demuxer seek.
+    const std::int64_t pendingEnd = pendingStart + std::int64_t(pending.size() / 2);
+    if (positionKnown && target >= pendingStart && target <= pendingEnd) {
+        pendingOffset = std::size_t(target - pendingStart);
+        readPosition = target;
+        return noErr;
+    }
+    readPosition = target;
+    pending.clear();
+    pendingOffset = 0;
+    pendingStart = target;
+    if (target >= length)
+        return noErr; // reads return nothing until the next seek
+    if (!repositionDemuxer(firstSample + target - prerollSamples))
+        return kExtAudioFileInvalidSeekError;
+    return noErr;
+}
+
+bool AudioDecoder::repositionDemuxer(std::int64_t rawTarget) {
+    avcodec_flush_buffers(codec);
+    demuxerDone = decoderDone = false;
+    positionKnown = false;
+    consecutiveReadErrors = 0;
+    int status;
+    if (byteSeeks) {
+        auto entry = std::upper_bound(index.begin(), index.end(), rawTarget,
+                                      [this](std::int64_t raw, const PacketEntry& e) {
+                                          return raw < toSamples(e.timestamp);
+                                      });
+        if (entry != index.begin())
+            --entry;
+        indexCursor = std::size_t(entry - index.begin());
+        cursorKnown = true;
+        status = av_seek_frame(format, -1, entry->bytePosition, AVSEEK_FLAG_BYTE);
+    } else {
+        status = av_seek_frame(format, stream->index,
+                               toTimestamp(std::max(rawTarget, firstSample - prerollSamples)),
+                               AVSEEK_FLAG_BACKWARD);
+    }
+    // Some demuxers cannot seek at all in a short file without an index; reading it
+    // again from the top always works and costs little there.
+    return status >= 0 || reopen();
+}
+
+// After a byte seek the demuxer's timestamps are guesses: give each packet the one it had
+// in the first pass, found by its byte position.
+void AudioDecoder::restampFromIndex(AVPacket* p) {
+    if (!cursorKnown || indexCursor >= index.size() || index[indexCursor].bytePosition != p->pos) {
+        auto entry = std::lower_bound(
+            index.begin(), index.end(), p->pos,
+            [](const PacketEntry& e, std::int64_t pos) { return e.bytePosition < pos; });
+        cursorKnown = entry != index.end() && entry->bytePosition == p->pos;
+        indexCursor = std::size_t(entry - index.begin());
+    }
+    if (cursorKnown) {
+        p->pts = p->dts = index[indexCursor].timestamp;
+        ++indexCursor;
+    } else {
+        p->pts = p->dts = AV_NOPTS_VALUE;
+    }
+}
+
+bool AudioDecoder::reopen() {
+    const int streamIndex = stream->index;
+    avformat_close_input(&format);
+    if (avformat_open_input(&format, path.c_str(), nullptr, nullptr) < 0 ||
+        avformat_find_stream_info(format, nullptr) < 0 || int(format->nb_streams) <= streamIndex) {
+        avformat_close_input(&format);
+        return false;
+    }
+    stream = format->streams[streamIndex];
+    for (unsigned i = 0; i < format->nb_streams; ++i)
+        if (int(i) != streamIndex)
+            format->streams[i]->discard = AVDISCARD_ALL;
+    indexCursor = 0;
+    cursorKnown = byteSeeks;
+    return true;
+}
+
+bool AudioDecoder::readPacket() {
+    if (!format)
+        return false;
+    for (;;) {
+        const int status = av_read_frame(format, packet);
+        if (status == AVERROR_EOF ||
+            (status < 0 && ++consecutiveReadErrors > kMaxConsecutiveReadErrors))
+            return false;
+        if (status < 0)
+            continue;
+        consecutiveReadErrors = 0;
+        if (packet->stream_index == stream->index) {
+            if (byteSeeks)
+                restampFromIndex(packet);
+            return true;
+        }
+        av_packet_unref(packet);
+    }
+}
+
+void AudioDecoder::noteCorruptPacket() {
+    // Corrupt data before the target is the expected cost of starting mid-stream.
+    if (!positionKnown || nextRawSample < firstSample + readPosition)
+        return;
+    if (corruptPacketsLogged < kMaxCorruptPacketLines)
+        log("skipped a corrupt packet at %.3f s of %s", double(nextRawSample - firstSample) / rate,
+            path.c_str());
+    else if (corruptPacketsLogged == kMaxCorruptPacketLines)
+        log("more corrupt packets skipped in %s", path.c_str());
+    ++corruptPacketsLogged;
+}
+
+// Decodes until at least one frame lands in `pending`, or the data ends. False at the end.
+bool AudioDecoder::decodeMore() {
+    while (!decoderDone) {
+        const int received = avcodec_receive_frame(codec, frame);
+        if (received == 0) {
+            takeFrame(frame);
+            av_frame_unref(frame);
+            if (pending.size() / 2 > pendingOffset)
+                return true;
+            continue;
+        }
+        if (received == AVERROR_EOF) {
+            decoderDone = true;
+            break;
+        }
+        if (received != AVERROR(EAGAIN)) {
+            noteCorruptPacket();
+            continue;
+        }
+        if (demuxerDone) {
+            decoderDone = true; // a decoder that will not drain
+            break;
+        }
+        if (!readPacket()) {
+            demuxerDone = true;
+            avcodec_send_packet(codec, nullptr);
+            continue;
+        }
+        const int sent = avcodec_send_packet(codec, packet);
+        av_packet_unref(packet);
+        if (sent < 0 && sent != AVERROR(EAGAIN))
+            noteCorruptPacket();
+    }
+    return pending.size() / 2 > pendingOffset;
+}
+
+// Converts one decoded frame and keeps the part from the read position to the end of
+// the recording.
+void AudioDecoder::takeFrame(const AVFrame* decoded) {
+    const std::int64_t timestamp =
+        decoded->pts != AV_NOPTS_VALUE ? decoded->pts : decoded->best_effort_timestamp;
+    std::int64_t start;
+    if (timestamp != AV_NOPTS_VALUE) {
+        start = toSamples(timestamp);
+    } else if (positionKnown) {
+        start = nextRawSample;
+    } else {
+        return; // no way to tell where this frame belongs; a later one will say
+    }
+    const std::int64_t frames = decoded->nb_samples;
+    const std::int64_t wantedRaw = firstSample + readPosition;
+    const std::int64_t endRaw = firstSample + length;
+
+    // A frame that starts later than expected follows a packet that could not be decoded:
+    // keep the timing by putting silence where that packet's sound was.
+    if (positionKnown && start > nextRawSample) {
+        const std::int64_t gapStart = std::max(nextRawSample, wantedRaw);
+        const std::int64_t gapEnd = std::min(start, endRaw);
+        if (gapEnd > gapStart &&
+            pendingStart + std::int64_t(pending.size() / 2) == gapStart - firstSample)
+            pending.resize(pending.size() + std::size_t(gapEnd - gapStart) * 2, 0.0f);
+    }
+    positionKnown = true;
+    nextRawSample = start + frames;
+
+    const std::int64_t keepFrom = std::max(start, wantedRaw);
+    const std::int64_t keepTo = std::min(start + frames, endRaw);
+    if (keepTo <= keepFrom)
+        return;
+    if (pending.size() / 2 == pendingOffset) {
+        pending.clear();
+        pendingOffset = 0;
+        pendingStart = keepFrom - firstSample;
+    } else if (pendingStart + std::int64_t(pending.size() / 2) != keepFrom - firstSample) {
+        return; // overlaps what is already there
+    }
+    const std::size_t before = pending.size();
+    if (!converter.convert(decoded, pending)) {
+        pending.resize(before);
+        noteCorruptPacket();
+        return;
+    }
+    // Drop the converted frames outside [keepFrom, keepTo).
+    const auto head = std::size_t(keepFrom - start) * 2;
+    const auto kept = std::size_t(keepTo - keepFrom) * 2;
+    if (head > 0)
+        std::memmove(pending.data() + before, pending.data() + before + head, kept * sizeof(float));
+    pending.resize(before + kept);
+}
+
+std::uint32_t AudioDecoder::read(float* out, std::uint32_t frames) {
+    std::uint32_t done = 0;
+    while (done < frames && readPosition < length) {
+        std::size_t available = pending.size() / 2 - pendingOffset;
+        if (available == 0) {
+            if (!decodeMore())
+                break;
+            available = pending.size() / 2 - pendingOffset;
+        }
+        const auto count = std::uint32_t(std::min<std::size_t>(available, frames - done));
+        std::memcpy(out + std::size_t(done) * 2, pending.data() + pendingOffset * 2,
+                    std::size_t(count) * 2 * sizeof(float));
+        pendingOffset += count;
+        done += count;
+        readPosition += count;
+        if (pendingOffset * 2 == pending.size()) {
+            pending.clear();
+            pendingOffset = 0;
+            pendingStart = readPosition;
+        }
+    }
+    return done;
+}
+
+int AudioDecoder::channels() const {
+    return stream->codecpar->ch_layout.nb_channels;
+}
+
+int AudioDecoder::bitsPerChannel() const {
+    const int bits = av_get_bits_per_sample(stream->codecpar->codec_id);
+    return bits > 0 ? bits : stream->codecpar->bits_per_raw_sample;
+}
+
+FourCharCode AudioDecoder::formatID() const {
+    switch (stream->codecpar->codec_id) {
+    case AV_CODEC_ID_MP3:
+        return fourCharCode(".mp3");
+    case AV_CODEC_ID_AAC:
+        return fourCharCode("aac ");
+    case AV_CODEC_ID_ALAC:
+        return fourCharCode("alac");
+    case AV_CODEC_ID_FLAC:
+        return fourCharCode("flac");
+    case AV_CODEC_ID_OPUS:
+        return fourCharCode("opus");
+    case AV_CODEC_ID_VORBIS:
+        return fourCharCode("vorb");
+    case AV_CODEC_ID_AC3:
+        return fourCharCode("ac-3");
+    default:
+        return isPcm(stream->codecpar->codec_id) ? kAudioFormatLinearPCM : fourCharCode("????");
+    }
+}
+
+} // namespace platform

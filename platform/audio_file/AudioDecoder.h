@@ -1,0 +1,107 @@
+#pragma once
+
+// One audio stream of a file, decoded by FFmpeg into interleaved stereo float frames at
+// the file's own rate, with an exact length and sample-accurate seeking.
+//
+// Frame 0 is the first sample of the original recording: the encoder delay that lossy
+// formats put in front (MP3's LAME/Xing delay, AAC priming, Opus pre-skip) and the
+// padding they put behind are cut here, from the skip information the demuxer reports,
+// rather than left to the decoder, so that the same rule applies after a seek.
+//
+// Positions come from packet timestamps. Where a demuxer only estimates timestamps after
+// a seek (MP3, ADTS AAC), the timestamps of a first pass over the packets are kept in an
+// index and given back to the packets after a seek, matched by byte position. Every seek
+// starts decoding some way before the target (the codec's pre-roll), so the decoder's
+// overlap and bit reservoir are in the state a decode from the start would have.
+//
+// Thread contract: not thread-safe; the owner serialises calls.
+
+#include "platform/audio_file/AudioTypes.h"
+#include "platform/audio_file/StereoConverter.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+struct AVFormatContext;
+struct AVCodecContext;
+struct AVPacket;
+struct AVFrame;
+struct AVStream;
+
+namespace platform {
+
+class AudioDecoder {
+public:
+    static OSStatus open(const std::string& path, std::unique_ptr<AudioDecoder>& decoder);
+    ~AudioDecoder();
+    AudioDecoder(const AudioDecoder&) = delete;
+    AudioDecoder& operator=(const AudioDecoder&) = delete;
+
+    int sampleRate() const { return rate; }
+    int channels() const;
+    FourCharCode formatID() const;
+    int bitsPerChannel() const;
+    std::int64_t lengthFrames() const { return length; }
+    std::int64_t position() const { return readPosition; }
+
+    // Reads up to `frames` frames from the position into `out` (2 floats a frame) and
+    // returns how many it read: fewer only at the end of the data.
+    std::uint32_t read(float* out, std::uint32_t frames);
+    // Any frame from 0 on; at or past the end, reads return 0 frames.
+    OSStatus seek(std::int64_t frame);
+
+private:
+    struct PacketEntry {
+        std::int64_t bytePosition;
+        std::int64_t timestamp; // in the stream's time base
+    };
+
+    AudioDecoder() = default;
+    OSStatus openStream(const std::string& path);
+    void measurePcm();
+    void measureByScanning();
+    void measureFromContainer();
+
+    bool repositionDemuxer(std::int64_t rawTarget);
+    bool decodeMore();
+    void takeFrame(const AVFrame* frame);
+    bool readPacket();
+    bool reopen();
+    void restampFromIndex(AVPacket* packet);
+    void noteCorruptPacket();
+
+    std::int64_t toSamples(std::int64_t timestamp) const;
+    std::int64_t toTimestamp(std::int64_t samples) const;
+
+    std::string path;
+    AVFormatContext* format = nullptr;
+    AVCodecContext* codec = nullptr;
+    AVStream* stream = nullptr;
+    AVPacket* packet = nullptr;
+    AVFrame* frame = nullptr;
+    StereoConverter converter;
+
+    int rate = 0;
+    bool byteSeeks = false;          // reposition by byte offset, restamp from the index
+    std::int64_t prerollSamples = 0; // decode this much before a seek target
+    std::int64_t firstSample = 0;    // raw sample position of frame 0
+    std::int64_t length = 0;         // frames
+    std::vector<PacketEntry> index;  // every packet, in order, when byteSeeks
+    std::size_t indexCursor = 0;     // the entry the next packet should be
+    bool cursorKnown = false;
+
+    std::int64_t readPosition = 0; // next frame a read returns
+    std::vector<float> pending;    // decoded frames from pendingStart on
+    std::size_t pendingOffset = 0; // frames of `pending` already handed out
+    std::int64_t pendingStart = 0;
+    std::int64_t nextRawSample = 0; // where the next decoded frame starts, once known
+    bool positionKnown = false;
+    bool demuxerDone = false;
+    bool decoderDone = false;
+    int corruptPacketsLogged = 0;
+    int consecutiveReadErrors = 0;
+};
+
+} // namespace platform

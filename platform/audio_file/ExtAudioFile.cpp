@@ -1,0 +1,145 @@
+#include "platform/audio_file/ExtAudioFile.h"
+
+#include "platform/audio_file/AudioDecoder.h"
+#include "platform/audio_file/OpenStatus.h"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <mutex>
+
+namespace platform {
+
+struct OpaqueExtAudioFile {
+    std::mutex lock;
+    std::unique_ptr<AudioDecoder> decoder;
+    bool clientFormatSet = false;
+};
+
+namespace {
+
+bool sameFormat(const AudioStreamBasicDescription& a, const AudioStreamBasicDescription& b) {
+    return a.mSampleRate == b.mSampleRate && a.mFormatID == b.mFormatID &&
+           a.mFormatFlags == b.mFormatFlags && a.mBytesPerPacket == b.mBytesPerPacket &&
+           a.mFramesPerPacket == b.mFramesPerPacket && a.mBytesPerFrame == b.mBytesPerFrame &&
+           a.mChannelsPerFrame == b.mChannelsPerFrame && a.mBitsPerChannel == b.mBitsPerChannel;
+}
+
+AudioStreamBasicDescription fileDataFormat(const AudioDecoder& decoder) {
+    AudioStreamBasicDescription format;
+    format.mSampleRate = decoder.sampleRate();
+    format.mFormatID = decoder.formatID();
+    format.mChannelsPerFrame = std::uint32_t(decoder.channels());
+    format.mFramesPerPacket = format.mFormatID == kAudioFormatLinearPCM ? 1 : 0;
+    if (format.mFormatID == kAudioFormatLinearPCM) {
+        format.mBitsPerChannel = std::uint32_t(decoder.bitsPerChannel());
+        format.mBytesPerFrame = format.mBitsPerChannel / 8 * format.mChannelsPerFrame;
+        format.mBytesPerPacket = format.mBytesPerFrame;
+    }
+    return format;
+}
+
+template <typename T> OSStatus copyOut(const T& value, std::uint32_t* ioDataSize, void* outData) {
+    if (!ioDataSize || !outData)
+        return kParamError;
+    if (*ioDataSize < sizeof(T))
+        return kExtAudioFileInvalidPropertySizeError;
+    std::memcpy(outData, &value, sizeof(T));
+    *ioDataSize = sizeof(T);
+    return noErr;
+}
+
+} // namespace
+
+OSStatus ExtAudioFileOpenURL(const std::string& location, ExtAudioFileRef* outFile) {
+    if (!outFile)
+        return kParamError;
+    *outFile = nullptr;
+    auto file = std::make_unique<OpaqueExtAudioFile>();
+    if (const OSStatus status = AudioDecoder::open(pathFromLocation(location), file->decoder);
+        status != noErr)
+        return status;
+    *outFile = file.release();
+    return noErr;
+}
+
+OSStatus ExtAudioFileGetProperty(ExtAudioFileRef file, ExtAudioFilePropertyID property,
+                                 std::uint32_t* ioDataSize, void* outData) {
+    if (!file)
+        return kAudioFileNotOpenError;
+    std::lock_guard guard(file->lock);
+    const AudioDecoder& decoder = *file->decoder;
+    switch (property) {
+    case kExtAudioFileProperty_FileDataFormat:
+        return copyOut(fileDataFormat(decoder), ioDataSize, outData);
+    case kExtAudioFileProperty_ClientDataFormat:
+        return copyOut(stereoFloatFormat(decoder.sampleRate()), ioDataSize, outData);
+    case kExtAudioFileProperty_FileLengthFrames:
+        return copyOut(std::int64_t(decoder.lengthFrames()), ioDataSize, outData);
+    case kExtAudioFileProperty_AudioFile:
+        return copyOut(reinterpret_cast<AudioFileID>(file), ioDataSize, outData);
+    default:
+        return kExtAudioFileInvalidPropertyError;
+    }
+}
+
+OSStatus ExtAudioFileSetProperty(ExtAudioFileRef file, ExtAudioFilePropertyID property,
+                                 std::uint32_t dataSize, const void* data) {
+    if (!file)
+        return kAudioFileNotOpenError;
+    if (property != kExtAudioFileProperty_ClientDataFormat)
+        return kExtAudioFileInvalidPropertyError;
+    if (dataSize != sizeof(AudioStreamBasicDescription) || !data)
+        return kExtAudioFileInvalidPropertySizeError;
+    AudioStreamBasicDescription wanted;
+    std::memcpy(&wanted, data, sizeof wanted);
+    std::lock_guard guard(file->lock);
+    if (!sameFormat(wanted, stereoFloatFormat(file->decoder->sampleRate())))
+        return kAudioConverterFormatNotSupportedError;
+    file->clientFormatSet = true;
+    return noErr;
+}
+
+OSStatus ExtAudioFileRead(ExtAudioFileRef file, std::uint32_t* ioNumberFrames,
+                          AudioBufferList* ioData) {
+    if (!file)
+        return kAudioFileNotOpenError;
+    if (!ioNumberFrames || !ioData || ioData->mNumberBuffers != 1 || !ioData->mBuffers[0].mData)
+        return kParamError;
+    std::lock_guard guard(file->lock);
+    if (!file->clientFormatSet)
+        return kAudioConverterFormatNotSupportedError;
+    AudioBuffer& buffer = ioData->mBuffers[0];
+    const std::uint32_t room = buffer.mDataByteSize / 8;
+    const std::uint32_t frames =
+        file->decoder->read(static_cast<float*>(buffer.mData), std::min(*ioNumberFrames, room));
+    *ioNumberFrames = frames;
+    buffer.mDataByteSize = frames * 8;
+    return noErr;
+}
+
+OSStatus ExtAudioFileSeek(ExtAudioFileRef file, std::int64_t frameOffset) {
+    if (!file)
+        return kAudioFileNotOpenError;
+    std::lock_guard guard(file->lock);
+    return file->decoder->seek(frameOffset);
+}
+
+OSStatus ExtAudioFileTell(ExtAudioFileRef file, std::int64_t* outFrameOffset) {
+    if (!file)
+        return kAudioFileNotOpenError;
+    if (!outFrameOffset)
+        return kParamError;
+    std::lock_guard guard(file->lock);
+    *outFrameOffset = file->decoder->position();
+    return noErr;
+}
+
+OSStatus ExtAudioFileDispose(ExtAudioFileRef file) {
+    if (!file)
+        return kAudioFileNotOpenError;
+    delete file;
+    return noErr;
+}
+
+} // namespace platform

@@ -1,0 +1,36 @@
+#pragma once
+
+// Turns decoded frames of any sample format and channel layout into interleaved stereo
+// float at the same rate: mono is copied to both channels, stereo passes through, more
+// channels are mixed down with FFmpeg's standard matrix (the one `ffmpeg -ac 2` uses).
+
+#include <vector>
+
+struct AVFrame;
+struct SwrContext;
+
+namespace platform {
+
+class StereoConverter {
+public:
+    StereoConverter() = default;
+    ~StereoConverter();
+    StereoConverter(const StereoConverter&) = delete;
+    StereoConverter& operator=(const StereoConverter&) = delete;
+
+    // Appends frame->nb_samples stereo frames to `out`. False when the frame's format
+    // cannot be converted.
+    bool convert(const AVFrame* frame, std::vector<float>& out);
+
+private:
+    bool configureFor(const AVFrame* frame);
+
+    SwrContext* resampler = nullptr;
+    int inputFormat = -1;
+    int inputRate = 0;
+    int inputChannels = 0;
+    unsigned long long inputLayoutMask = 0;
+    std::vector<float> monoScratch;
+};
+
+} // namespace platform

@@ -1,0 +1,111 @@
+// Files that are not what they claim: each gives a clear status or reads what it really
+// holds, and never crashes or hangs.
+
+#include "tests/platform/AudioFileReading.h"
+#include "tests/support/Fixtures.h"
+
+#include <gtest/gtest.h>
+
+using namespace test_support;
+using namespace platform;
+
+namespace {
+
+OSStatus openStatus(const std::string& location) {
+    ExtAudioFileRef file = nullptr;
+    const OSStatus status = ExtAudioFileOpenURL(location, &file);
+    if (file)
+        ExtAudioFileDispose(file);
+    EXPECT_EQ(status == noErr, file != nullptr);
+    return status;
+}
+
+TEST(AudioFileBadInput, OpenFailsWithTheStatusForWhatThePathIs) {
+    EXPECT_EQ(openStatus(missingFile()), kFileNotFoundError);
+    EXPECT_EQ(openStatus(""), kFileNotFoundError);
+    EXPECT_EQ(openStatus(emptyFile()), kAudioFileUnsupportedFileTypeError);
+    EXPECT_EQ(openStatus(textFileNamedMp3()), kAudioFileUnsupportedFileTypeError);
+    EXPECT_EQ(openStatus(directoryPath()), kAudioFileUnsupportedFileTypeError);
+    EXPECT_EQ(openStatus("file://elsewhere.example/music.wav"), kFileNotFoundError);
+}
+
+TEST(AudioFileBadInput, FileUrlsAreDecoded) {
+    const auto path = makeFixture(makeRamp(100, 2, 44100), encoding("wav16"), "url name");
+    std::string url = "file://";
+    for (char c : path.string())
+        url += c == ' ' ? std::string("%20") : std::string(1, c);
+    EXPECT_EQ(openStatus(url), noErr);
+}
+
+TEST(AudioFileBadInput, ATruncatedFileReadsToWhereItsDataEnds) {
+    OpenedFile file(wavCutOffHalfway());
+    ASSERT_EQ(file.status, noErr);
+    const std::int64_t length = file.length();
+    EXPECT_GT(length, 9000);
+    EXPECT_LT(length, 10000);
+    const std::vector<float> samples = file.readAll();
+    EXPECT_EQ(std::int64_t(samples.size() / 2), length);
+    const Signal ramp = makeRamp(length, 2, 44100);
+    EXPECT_EQ(samples, ramp.samples);
+}
+
+TEST(AudioFileBadInput, GarbageAfterAValidHeaderNeverHangsOrCrashes) {
+    OpenedFile file(validHeaderThenRandomBytes());
+    if (file.status != noErr)
+        return; // refusing the file outright is as good an answer
+    const std::int64_t length = file.length();
+    EXPECT_GE(length, 0);
+    const std::vector<float> samples = file.readAll();
+    EXPECT_LE(std::int64_t(samples.size() / 2), length);
+    EXPECT_EQ(file.seek(length / 2), noErr);
+    file.read(1000);
+}
+
+TEST(AudioFileBadInput, OnlyTheStereoFloatClientFormatIsAccepted) {
+    ExtAudioFileRef file = nullptr;
+    ASSERT_EQ(ExtAudioFileOpenURL(makeFixture(makeRamp(100, 2, 48000), encoding("flac"), "client"),
+                                  &file),
+              noErr);
+    float buffer[200];
+    AudioBufferList list{1, {{2, sizeof buffer, buffer}}};
+    std::uint32_t frames = 10;
+    EXPECT_EQ(ExtAudioFileRead(file, &frames, &list), kAudioConverterFormatNotSupportedError)
+        << "no client format set yet";
+
+    AudioStreamBasicDescription wrong = stereoFloatFormat(48000);
+    wrong.mChannelsPerFrame = 1;
+    wrong.mBytesPerFrame = wrong.mBytesPerPacket = 4;
+    EXPECT_EQ(
+        ExtAudioFileSetProperty(file, kExtAudioFileProperty_ClientDataFormat, sizeof wrong, &wrong),
+        kAudioConverterFormatNotSupportedError);
+    const AudioStreamBasicDescription otherRate = stereoFloatFormat(44100);
+    EXPECT_EQ(ExtAudioFileSetProperty(file, kExtAudioFileProperty_ClientDataFormat,
+                                      sizeof otherRate, &otherRate),
+              kAudioConverterFormatNotSupportedError);
+    const AudioStreamBasicDescription right = stereoFloatFormat(48000);
+    EXPECT_EQ(
+        ExtAudioFileSetProperty(file, kExtAudioFileProperty_ClientDataFormat, sizeof right, &right),
+        noErr);
+    EXPECT_EQ(
+        ExtAudioFileSetProperty(file, kExtAudioFileProperty_FileDataFormat, sizeof right, &right),
+        kExtAudioFileInvalidPropertyError);
+    frames = 10;
+    EXPECT_EQ(ExtAudioFileRead(file, &frames, &list), noErr);
+    EXPECT_EQ(frames, 10u);
+
+    AudioStreamBasicDescription fileFormat;
+    std::uint32_t size = sizeof fileFormat;
+    ASSERT_EQ(
+        ExtAudioFileGetProperty(file, kExtAudioFileProperty_FileDataFormat, &size, &fileFormat),
+        noErr);
+    EXPECT_EQ(fileFormat.mSampleRate, 48000);
+    EXPECT_EQ(fileFormat.mChannelsPerFrame, 2u);
+    EXPECT_EQ(fileFormat.mFormatID, fourCharCode("flac"));
+    size = 4;
+    EXPECT_EQ(
+        ExtAudioFileGetProperty(file, kExtAudioFileProperty_FileDataFormat, &size, &fileFormat),
+        kExtAudioFileInvalidPropertySizeError);
+    EXPECT_EQ(ExtAudioFileDispose(file), noErr);
+}
+
+} // namespace
