@@ -92,17 +92,11 @@ OSStatus AudioDecoder::openStream(const std::string& filePath) {
     if (rate <= 0 || parameters->ch_layout.nb_channels <= 0)
         return kAudioFileUnsupportedFileTypeError;
 
-    codec = avcodec_alloc_context3(decoderCodec);
     packet = av_packet_alloc();
     frame = av_frame_alloc();
-    if (!codec || !packet || !frame)
+    if (!packet || !frame)
         return kMemoryFullError;
-    if (avcodec_parameters_to_context(codec, parameters) < 0)
-        return kAudioFileUnsupportedDataFormatError;
-    codec->pkt_timebase = stream->time_base;
-    // Delay and padding are cut here, by position, the same way after every seek.
-    codec->flags2 |= AV_CODEC_FLAG2_SKIP_MANUAL;
-    if (avcodec_open2(codec, decoderCodec, nullptr) < 0)
+    if (!startDecoder())
         return kAudioFileUnsupportedDataFormatError;
 
     const AVCodecID id = parameters->codec_id;
@@ -117,7 +111,47 @@ OSStatus AudioDecoder::openStream(const std::string& filePath) {
         measureByScanning();
     if (length < 0)
         length = 0;
+    if (!isPcm(id) && !measureLabelOffset())
+        return kAudioFileInvalidFileError;
     return seek(0) == noErr ? noErr : kAudioFileInvalidFileError;
+}
+
+// A new decoder rather than a flushed one: AAC fills noise bands from a random generator
+// that a flush leaves where it was, so only a fresh decoder decodes a stretch the same way
+// twice.
+bool AudioDecoder::startDecoder() {
+    avcodec_free_context(&codec);
+    const AVCodec* decoderCodec = avcodec_find_decoder(stream->codecpar->codec_id);
+    codec = avcodec_alloc_context3(decoderCodec);
+    if (!decoderCodec || !codec || avcodec_parameters_to_context(codec, stream->codecpar) < 0)
+        return false;
+    codec->pkt_timebase = stream->time_base;
+    // Delay and padding are cut here, by position, the same way after every seek.
+    codec->flags2 |= AV_CODEC_FLAG2_SKIP_MANUAL;
+    return avcodec_open2(codec, decoderCodec, nullptr) >= 0;
+}
+
+// Decoded frames carry the timestamp of the packet whose decoding finished them. A codec
+// whose first packet only primes it (Vorbis) therefore labels every frame one packet late;
+// the difference between the first frame's label and the first packet's is that lateness.
+bool AudioDecoder::measureLabelOffset() {
+    if (!repositionDemuxer(INT64_MIN / 2))
+        return false;
+    std::int64_t firstPacket = AV_NOPTS_VALUE;
+    for (int packets = 0; packets < 64 && readPacket(); ++packets) {
+        if (firstPacket == AV_NOPTS_VALUE)
+            firstPacket = packet->pts;
+        avcodec_send_packet(codec, packet);
+        av_packet_unref(packet);
+        if (avcodec_receive_frame(codec, frame) == 0) {
+            const std::int64_t label = frame->pts;
+            av_frame_unref(frame);
+            if (label != AV_NOPTS_VALUE && firstPacket != AV_NOPTS_VALUE)
+                labelOffset = toSamples(label) - toSamples(firstPacket);
+            break;
+        }
+    }
+    return true;
 }
 
 std::int64_t AudioDecoder::toSamples(std::int64_t timestamp) const {
@@ -246,7 +280,8 @@ OSStatus AudioDecoder::seek(std::int64_t target) {
 }
 
 bool AudioDecoder::repositionDemuxer(std::int64_t rawTarget) {
-    avcodec_flush_buffers(codec);
+    if (!startDecoder())
+        return false;
     demuxerDone = decoderDone = false;
     positionKnown = false;
     consecutiveReadErrors = 0;
@@ -381,7 +416,7 @@ void AudioDecoder::takeFrame(const AVFrame* decoded) {
         decoded->pts != AV_NOPTS_VALUE ? decoded->pts : decoded->best_effort_timestamp;
     std::int64_t start;
     if (timestamp != AV_NOPTS_VALUE) {
-        start = toSamples(timestamp);
+        start = toSamples(timestamp) - labelOffset;
     } else if (positionKnown) {
         start = nextRawSample;
     } else {

@@ -67,6 +67,8 @@ private:
     bool repositionDemuxer(std::int64_t rawTarget);
     bool decodeMore();
     void takeFrame(const AVFrame* frame);
+    bool startDecoder();
+    bool measureLabelOffset();
     bool readPacket();
     bool reopen();
     void restampFromIndex(AVPacket* packet);
@@ -87,6 +89,7 @@ private:
     bool byteSeeks = false;          // reposition by byte offset, restamp from the index
     std::int64_t prerollSamples = 0; // decode this much before a seek target
     std::int64_t firstSample = 0;    // raw sample position of frame 0
+    std::int64_t labelOffset = 0;    // how far frame labels run ahead of their sound
     std::int64_t length = 0;         // frames
     std::vector<PacketEntry> index;  // every packet, in order, when byteSeeks
     std::size_t indexCursor = 0;     // the entry the next packet should be
