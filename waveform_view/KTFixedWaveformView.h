@@ -1,0 +1,178 @@
+#pragma once
+
+// The waveform view of the application window: the peak data of one file, the playhead and
+// the loop range with a grip at each end, drawn with fixed-function OpenGL.
+//
+// The view does not scroll itself. It sits inside a QScrollArea whose document widget is
+// only as wide as the zoom: the view is a child of that document and keeps its own geometry
+// equal to the visible part of the document, moved on every scroll, so it always covers the
+// visible strip and draws the part of the waveform that lies under it. Zooming is changing
+// the document's width.
+//
+//   document x:  0   25                                         docW-25  docW
+//                |---|==================== waveform area ==========|-------|
+//                          [visX ........ visX+visW]  <- this view's geometry
+//
+// Every position in pixels below is a document x (from the document's left edge) in
+// device-independent pixels; y grows downward.
+//
+// Thread contract: GUI thread only, like every QWidget. Rendering runs in the view's own
+// GL context from paintGL.
+// Ownership: the view owns its waveform (from setWaveform on) and its GL objects (textures,
+// the vertex buffer), which it creates and deletes in its own context. The scroll area and
+// the document belong to the window; the delegate is not owned (see
+// KTFixedWaveformViewDelegate.h).
+
+#include <QOpenGLFunctions_2_1>
+#include <QOpenGLWidget>
+#include <QRect>
+#include <QRectF>
+#include <array>
+#include <cstdint>
+#include <memory>
+
+class KTWaveform;
+class KTFixedWaveformViewDelegate;
+class QScrollArea;
+
+class KTFixedWaveformView : public QOpenGLWidget, protected QOpenGLFunctions_2_1 {
+public:
+    // Fixed geometry, in pixels.
+    static constexpr double kSideMargin = 25.0;
+    static constexpr double kHandleWidth = 16.0;
+    // The start handle ends one pixel before the range start: [start - 17, start - 1).
+    static constexpr double kStartHandleOffset = 17.0;
+    // The rectangle kept visible around the playhead while following it.
+    static constexpr double kFollowWindowWidth = 100.0;
+    static constexpr double kFollowWindowLead = 50.0;
+    // Following the playhead resumes this long after the last user scroll.
+    static constexpr int kScrollEndDelayMs = 1000;
+    // Zoom steps multiply or divide the document width; no zooming in below this density.
+    static constexpr double kZoomFactor = 1.5;
+    static constexpr double kDeepestFramesPerPixel = 250.0;
+
+    explicit KTFixedWaveformView(QWidget* parent = nullptr);
+    ~KTFixedWaveformView() override;
+
+    // Puts the view over `scrollView`'s document (a plain QWidget is made if it has none),
+    // follows its scrolling and resizing, and zooms fully out. Call once, before use.
+    void attachToScrollView(QScrollArea* scrollView);
+    QScrollArea* scrollView() const { return scrollView_; }
+    QWidget* documentView() const;
+    // The part of the document the scroll area shows, in document coordinates.
+    QRect documentVisibleRect() const;
+
+    KTFixedWaveformViewDelegate* delegate() const { return delegate_; }
+    void setDelegate(KTFixedWaveformViewDelegate* delegate) { delegate_ = delegate; }
+
+    // Takes the waveform; resets the playhead to 0, the range to the whole file and the
+    // zoom to fit. nullptr goes back to the empty view with its drop zone.
+    void setWaveform(std::unique_ptr<KTWaveform> waveform);
+    KTWaveform* waveform() const { return waveform_.get(); }
+
+    // Playback's entry: ignored while dragging; otherwise stores the frame and, unless the
+    // user scrolled less than a second ago, scrolls so the playhead stays in view.
+    void setPlayheadFrame(std::int32_t frame);
+    std::int32_t playheadFrame() const { return playheadFrame_; }
+    void resetPlayhead();
+    // The range is stored as given (no clamping, inverted ranges included); the caller
+    // keeps it sensible.
+    void setRangeStartFrame(std::int32_t frame);
+    std::int32_t rangeStartFrame() const { return rangeStartFrame_; }
+    void setRangeEndFrame(std::int32_t frame);
+    std::int32_t rangeEndFrame() const { return rangeEndFrame_; }
+
+    bool isDragging() const { return dragging_; }
+    void setDragging(bool dragging) { dragging_ = dragging; }
+    // The user scrolled less than a second ago (following is suspended).
+    bool isScrolling() const { return scrolling_; }
+    // The next scroll is the view's own (following the playhead).
+    bool isAutoscrolling() const { return autoscrolling_; }
+
+    // Zooms all the way out: the document becomes as wide as the scroll area.
+    void fitWidth();
+    // One zoom step about the middle of the visible strip.
+    void zoomIn();
+    void zoomOut();
+    // One zoom step that keeps the frame under `pivot` (scroll-area coordinates) in place.
+    void zoomInWithPivot(QPointF pivot);
+    void zoomOutWithPivot(QPointF pivot);
+
+    // Geometry; all in document pixels. With no waveform framesPerPixel is 0 and every
+    // frame maps to the left edge of the waveform area.
+    double waveformAreaWidth() const;
+    QRectF waveformAreaRect() const;
+    double framesPerPixel() const;
+    double rangeStartPixel() const { return pixelForFrame(rangeStartFrame_); }
+    double rangeEndPixel() const { return pixelForFrame(rangeEndFrame_); }
+    double playheadPixel() const { return pixelForFrame(playheadFrame_); }
+    double rangeWidthInPixels() const { return rangeEndPixel() - rangeStartPixel(); }
+    QRectF rangeStartHandleRect() const;
+    QRectF rangeEndHandleRect() const;
+    double pixelForFrame(std::int32_t frame) const;
+    // The frame under document x, truncated toward zero (not clamped to the file).
+    std::int32_t frameAtPixel(double x) const;
+
+    // Phase of the drop zone's arrow: 0 at rest, one whole unit moves it down a full tile.
+    float dropzoneDelta() const { return dropzoneDelta_; }
+    void setDropzoneDelta(float delta);
+
+    // How many times the waveform's vertices were computed and uploaded; they should be
+    // only when the bucket count changes.
+    int vertexUploadCount() const { return vertexUploads_; }
+
+    // The scroll area's clip scrolled; a scroll the view did not cause suspends following
+    // for a second.
+    void boundsDidChange();
+    // A second passed since the last user scroll.
+    void boundsDidFinishChanging();
+    // The scroll area changed size: a document narrower than it is widened to fit, a wider
+    // one keeps its zoom.
+    void windowResized();
+
+protected:
+    void initializeGL() override;
+    void resizeGL(int width, int height) override;
+    void paintGL() override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    void followVisibleRect();
+    void scrollDocumentRectToVisible(const QRectF& rect);
+    void setDocumentWidth(int width);
+    void scrollDocumentTo(double x);
+
+    void loadTextures();
+    void releaseGLResources();
+    void fillBackground();
+    void drawWaveform();
+    void drawInactiveOverlays();
+    void drawAxis();
+    void drawPlayhead();
+    void drawRangeHandles();
+    void drawDropzone();
+
+    QScrollArea* scrollView_ = nullptr;
+
+    KTFixedWaveformViewDelegate* delegate_ = nullptr;
+    std::unique_ptr<KTWaveform> waveform_;
+    std::int32_t playheadFrame_ = 0;
+    std::int32_t rangeStartFrame_ = 0;
+    std::int32_t rangeEndFrame_ = 0;
+    // Kept for the mouse handling: grab offset, what was grabbed, and the range drag.
+    float handleOffset_ = 0.0f;
+    std::int32_t activeArea_ = 0;
+    bool dragging_ = false;
+    bool scrolling_ = false;
+    bool autoscrolling_ = false;
+    bool draggingRange_ = false;
+    float draggingDirection_ = 0.0f;
+
+    bool glReady_ = false;
+    GLuint handleTexture_ = 0;
+    std::array<GLuint, 2> dropzoneTextures_{};
+    std::array<GLuint, 9> rangeTextures_{};
+    GLuint vbo_ = 0;
+    float dropzoneDelta_ = 0.0f;
+    int vertexUploads_ = 0;
+};

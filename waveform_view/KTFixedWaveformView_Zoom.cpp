@@ -1,0 +1,54 @@
+// Zoom steps: the document's width is the zoom, and each step keeps the frame under a
+// pivot where it is on screen.
+
+#include "waveform_view/KTFixedWaveformView.h"
+
+#include <QScrollArea>
+#include <QScrollBar>
+#include <algorithm>
+#include <cmath>
+
+void KTFixedWaveformView::zoomIn() {
+    if (scrollView_)
+        zoomInWithPivot(QPointF(std::floor(scrollView_->viewport()->width() * 0.5), 0.0));
+}
+
+void KTFixedWaveformView::zoomOut() {
+    if (scrollView_)
+        zoomOutWithPivot(QPointF(std::floor(scrollView_->viewport()->width() * 0.5), 0.0));
+}
+
+void KTFixedWaveformView::zoomInWithPivot(QPointF pivot) {
+    if (!scrollView_)
+        return;
+    QWidget* document = documentView();
+    const double pivotX = pivot.x() - document->x();
+    const double perPixel = framesPerPixel();
+    if (!(perPixel > kDeepestFramesPerPixel))
+        return;
+    const double anchorFrame = (pivotX - kSideMargin) * perPixel;
+    setDocumentWidth(static_cast<int>(std::floor(document->width() * kZoomFactor)));
+    scrollDocumentTo(std::floor(anchorFrame / framesPerPixel()) + kSideMargin - pivot.x());
+    followVisibleRect();
+    update();
+}
+
+void KTFixedWaveformView::zoomOutWithPivot(QPointF pivot) {
+    if (!scrollView_)
+        return;
+    QWidget* document = documentView();
+    const double pivotX = pivot.x() - document->x();
+    const double perPixel = framesPerPixel();
+    const int documentWidth = document->width();
+    const int scrollWidth = scrollView_->viewport()->width();
+    if (documentWidth <= scrollWidth)
+        return;
+    // Back to the start first, so the narrower document never shows past its end.
+    scrollDocumentTo(0.0);
+    setDocumentWidth(
+        std::max(static_cast<int>(std::floor(documentWidth / kZoomFactor)), scrollWidth));
+    scrollDocumentTo(std::floor((pivotX - kSideMargin) * perPixel / framesPerPixel()) +
+                     kSideMargin - pivot.x());
+    followVisibleRect();
+    update();
+}
