@@ -1,0 +1,117 @@
+#include "controls/ControlImages.h"
+#include "controls/KTCustomSliderCell.h"
+#include "tests/controls/Rendering.h"
+
+#include <QTest>
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr int kWidth = 200;
+constexpr int kHeight = 30;
+
+class SliderTest : public testing::Test {
+protected:
+    SliderTest() {
+        slider.resize(kWidth, kHeight);
+        slider.setRange(0, 100);
+        slider.setValue(50); // knob in the middle, both ends of the track in view
+    }
+    QImage look() { return controls_test::renderWidget(slider); }
+
+    KTCustomSliderCell slider;
+};
+
+struct Ticks {
+    QSlider::TickPosition position;
+    int interval;
+    int numberOfTickMarks;
+};
+
+class SliderTicks : public SliderTest, public testing::WithParamInterface<Ticks> {};
+
+TEST_P(SliderTicks, AreNeverDrawn) {
+    const QImage plain = look();
+    slider.setTickPosition(GetParam().position);
+    slider.setTickInterval(GetParam().interval);
+    slider.setNumberOfTickMarks(GetParam().numberOfTickMarks);
+    EXPECT_EQ(slider.numberOfTickMarks(), 0);
+    EXPECT_EQ(look(), plain);
+}
+
+INSTANTIATE_TEST_SUITE_P(Settings, SliderTicks,
+                         testing::Values(Ticks{QSlider::TicksAbove, 10, 0},
+                                         Ticks{QSlider::TicksBothSides, 1, 0},
+                                         Ticks{QSlider::NoTicks, 0, 11},
+                                         Ticks{QSlider::TicksBelow, 25, 5}));
+
+class SliderTrack : public SliderTest, public testing::WithParamInterface<int> {};
+
+// The track is what is opaque away from the knob: its rows at one column, its ends along its
+// middle row.
+TEST_P(SliderTrack, SitsInsetAndCentredWithTheHeightItsSwitchGives) {
+    slider.setTrackHeight(GetParam());
+    const QImage image = look();
+    const int fillHeight =
+        controls::loadControlImage("slider_fill").deviceIndependentSize().toSize().height();
+    const int expectedHeight = GetParam() == 0 ? fillHeight : fillHeight + 1;
+
+    int top = -1, rows = 0;
+    for (int y = 0; y < kHeight; ++y) {
+        if (image.pixelColor(30, y).alpha() > 0) {
+            top = top < 0 ? y : top;
+            ++rows;
+        }
+    }
+    EXPECT_EQ(rows, expectedHeight);
+    // (30 - 7) / 2 = 11.5 rounds away from zero, to 12.
+    EXPECT_EQ(top, (kHeight - expectedHeight + 1) / 2);
+
+    const int middle = top + rows / 2;
+    int left = 0;
+    while (left < kWidth && image.pixelColor(left, middle).alpha() == 0) {
+        ++left;
+    }
+    int right = kWidth;
+    while (right > 0 && image.pixelColor(right - 1, middle).alpha() == 0) {
+        --right;
+    }
+    EXPECT_EQ(left, 5);
+    EXPECT_EQ(right, kWidth - 4);
+}
+
+INSTANTIATE_TEST_SUITE_P(Switch, SliderTrack, testing::Values(0, 1, 20));
+
+TEST_F(SliderTest, DisabledDimsTheTrackButNotTheKnob) {
+    const QImage enabled = look();
+    slider.setEnabled(false);
+    const QImage disabled = look();
+
+    const QPoint track(30, kHeight / 2);
+    EXPECT_EQ(enabled.pixelColor(track).alpha(), 255);
+    EXPECT_NEAR(disabled.pixelColor(track).alpha(), 128, 2);
+
+    const QPoint knob(kWidth / 2, kHeight / 2 - 2);
+    EXPECT_EQ(disabled.pixelColor(knob), enabled.pixelColor(knob));
+    EXPECT_EQ(disabled.pixelColor(knob).alpha(), 255);
+}
+
+TEST_F(SliderTest, PressingTheTrackBringsTheKnobThereAndDraggingMovesIt) {
+    const int knobWidth =
+        controls::loadControlImage("slider_knob").deviceIndependentSize().toSize().width();
+    const int span = kWidth - knobWidth;
+    QTest::mousePress(&slider, Qt::LeftButton, Qt::NoModifier, QPoint(150, kHeight / 2));
+    EXPECT_TRUE(slider.isPressed());
+    EXPECT_NEAR(slider.value(), (150 - knobWidth / 2) * 100.0 / span, 1.0);
+
+    QTest::mouseMove(&slider, QPoint(100, kHeight / 2));
+    QMouseEvent move(QEvent::MouseMove, QPointF(100, kHeight / 2), QPointF(), Qt::NoButton,
+                     Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(&slider, &move);
+    EXPECT_NEAR(slider.value(), (100 - knobWidth / 2) * 100.0 / span, 1.0);
+
+    QTest::mouseRelease(&slider, Qt::LeftButton, Qt::NoModifier, QPoint(100, kHeight / 2));
+    EXPECT_FALSE(slider.isPressed());
+}
+
+} // namespace
