@@ -1,0 +1,94 @@
+#include "platform/audio_device/AudioDevice.h"
+
+#include "platform/audio_device/RtAudioDevice.h"
+
+#include <algorithm>
+#include <mutex>
+#include <thread>
+
+namespace platform {
+
+bool AudioDevice::attach(AudioRenderSource* source) {
+    for (auto& slot : sources) {
+        AudioRenderSource* empty = nullptr;
+        if (slot.compare_exchange_strong(empty, source, std::memory_order_acq_rel))
+            return true;
+    }
+    return false;
+}
+
+void AudioDevice::detach(AudioRenderSource* source) {
+    for (auto& slot : sources) {
+        AudioRenderSource* expected = source;
+        slot.compare_exchange_strong(expected, nullptr, std::memory_order_acq_rel);
+    }
+    // A render that began before the slot was cleared may still hold the pointer: wait
+    // until the sequence has moved past it.
+    const std::uint64_t seen = renderSequence.load(std::memory_order_acquire);
+    if (seen % 2 == 0)
+        return;
+    for (int spins = 0; renderSequence.load(std::memory_order_acquire) == seen; ++spins) {
+        if (spins < 1000)
+            std::this_thread::yield();
+        else
+            std::this_thread::sleep_for(std::chrono::microseconds(100));
+    }
+}
+
+std::uint32_t AudioDevice::mixSources(float* out, float* scratch, std::uint32_t frames) noexcept {
+    renderSequence.fetch_add(1, std::memory_order_acq_rel);
+    std::fill(out, out + 2 * std::size_t(frames), 0.0f);
+    std::uint32_t delivered = 0;
+    bool first = true;
+    for (auto& slot : sources) {
+        AudioRenderSource* source = slot.load(std::memory_order_acquire);
+        if (!source)
+            continue;
+        // The first source writes straight into the output; later ones are summed in.
+        std::uint32_t done = 0;
+        while (done < frames) {
+            const std::uint32_t block = std::min(frames - done, kMaxBlockFrames);
+            float* at = out + 2 * std::size_t(done);
+            const std::uint32_t got = source->renderAudio(first ? at : scratch, block);
+            if (!first) {
+                for (std::uint32_t i = 0; i < 2 * got; ++i)
+                    at[i] += scratch[i];
+            }
+            done += got;
+            if (got < block)
+                break;
+        }
+        delivered = std::max(delivered, done);
+        first = false;
+    }
+    renderSequence.fetch_add(1, std::memory_order_acq_rel);
+    return delivered;
+}
+
+bool AudioDevice::anySourceExpectsToRender() const noexcept {
+    for (const auto& slot : sources) {
+        const AudioRenderSource* source = slot.load(std::memory_order_acquire);
+        if (source && source->expectsToRender())
+            return true;
+    }
+    return false;
+}
+
+namespace {
+std::mutex defaultLock;
+std::shared_ptr<AudioDevice> defaultDevice;
+} // namespace
+
+std::shared_ptr<AudioDevice> defaultAudioDevice() {
+    std::lock_guard lock(defaultLock);
+    if (!defaultDevice)
+        defaultDevice = std::make_shared<RtAudioDevice>();
+    return defaultDevice;
+}
+
+void setDefaultAudioDevice(std::shared_ptr<AudioDevice> device) {
+    std::lock_guard lock(defaultLock);
+    defaultDevice = std::move(device);
+}
+
+} // namespace platform

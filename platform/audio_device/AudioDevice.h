@@ -1,0 +1,90 @@
+#pragma once
+
+// The output device that every audio queue plays through: one stereo 32-bit float stream,
+// opened once and kept open for the life of the program. Queues attach themselves as
+// sources; the device mixes whatever its sources produce and renders silence when none
+// has anything to play.
+//
+// Two kinds exist: the real output (RtAudioDevice, driven by the sound system's real-time
+// thread) and the offline device (OfflineAudioDevice, pulled block by block by a caller,
+// as fast as the machine allows). The queue code cannot tell them apart.
+//
+// Thread contract:
+// - attach, detach, prepareToPlay, sampleRate, outputLatencyFrames: any non-real-time
+//   thread.
+// - AudioRenderSource::renderAudio is called on the device's real-time thread (or the
+//   offline caller's thread) and must not lock, allocate, log or do I/O.
+// - detach returns only once the source is no longer being called, so its owner may
+//   destroy it right after.
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+namespace platform {
+
+class AudioRenderSource {
+public:
+    virtual ~AudioRenderSource() = default;
+
+    // Writes up to `frames` interleaved stereo frames to `out` and returns how many it
+    // wrote; the device fills the rest with silence (and mixes, when several sources
+    // play). Real-time thread.
+    virtual std::uint32_t renderAudio(float* out, std::uint32_t frames) noexcept = 0;
+
+    // True while the source has started playing and has not yet handed over its last
+    // frame, so a short render means "not ready yet" rather than "nothing to play". The
+    // offline device waits for such a source instead of inventing silence. Any thread.
+    virtual bool expectsToRender() const noexcept = 0;
+};
+
+class AudioDevice {
+public:
+    static constexpr int kMaxSources = 8;
+    static constexpr std::uint32_t kMaxBlockFrames = 4096;
+
+    virtual ~AudioDevice() = default;
+
+    // Frames per second of the stream. A real device that is not open yet reports the
+    // rate it will ask for.
+    virtual double sampleRate() const = 0;
+
+    // How many frames lie between handing a frame to the device and hearing it.
+    virtual std::uint32_t outputLatencyFrames() const = 0;
+
+    // Called before a source starts playing: a real device that has lost its sound server
+    // (or never had one) tries once to open it again here. Never blocks for long.
+    virtual void prepareToPlay(double preferredSampleRate) = 0;
+
+    // Adds a source; false when all slots are taken. The source must stay alive until
+    // detach has returned.
+    bool attach(AudioRenderSource* source);
+    void detach(AudioRenderSource* source);
+
+    // Frames handed out while a playing source had nothing ready (real devices only).
+    std::uint64_t underrunCount() const { return underruns.load(std::memory_order_relaxed); }
+
+protected:
+    // Renders `frames` frames from every attached source into `out` (mixing when there
+    // are several), silence where they have nothing. Returns the largest count any
+    // source delivered. Real-time safe. `scratch` holds at least kMaxBlockFrames frames.
+    std::uint32_t mixSources(float* out, float* scratch, std::uint32_t frames) noexcept;
+
+    // True when an attached source still expects to render.
+    bool anySourceExpectsToRender() const noexcept;
+
+    std::atomic<std::uint64_t> underruns{0};
+
+private:
+    std::atomic<AudioRenderSource*> sources[kMaxSources]{};
+    // Odd while mixSources runs, so detach can wait out a render in progress.
+    std::atomic<std::uint64_t> renderSequence{0};
+};
+
+// The device new queues play through. Until one is set, the first call opens the real
+// output device (RtAudioDevice) and keeps it for the rest of the program. Tests and the
+// render mode set an OfflineAudioDevice instead. Any thread.
+std::shared_ptr<AudioDevice> defaultAudioDevice();
+void setDefaultAudioDevice(std::shared_ptr<AudioDevice> device);
+
+} // namespace platform

@@ -1,0 +1,147 @@
+#pragma once
+
+// A pull-model output queue with the calls and values of the audio-queue service: the
+// caller allocates buffers, fills them with interleaved stereo float frames and enqueues
+// them; the queue hands each buffer back through the output callback once it has taken
+// its frames, plays them through a time/pitch stage (Rubber Band, real-time mode, R3
+// engine) into the output device, and reports start and stop through the running-state
+// listener.
+//
+// Timing, from the caller's buffers to the ear:
+//
+//   enqueued buffers --> Rubber Band --> output ring --> device --> heard
+//   (queue thread feeds it on demand)    (real-time thread drains it)
+//
+// AudioQueueGetCurrentTime gives mSampleTime in source frames as they are heard since the
+// queue last started from stopped: the frames fed, minus those still inside Rubber Band,
+// the output ring and the device. It holds still while paused.
+//
+// Threads:
+// - Each queue has a thread of its own (the queue thread). The output callback and the
+//   property listener run there, never on the device's real-time thread, and they may call
+//   back into any function here.
+// - The real-time thread only takes frames from a lock-free ring and reads atomics.
+// - Every function may be called from any thread except the real-time one. A function
+//   called from inside a callback never waits for the queue thread.
+//
+// Ownership: AudioQueueNewOutput makes the queue; AudioQueueDispose ends it and frees its
+// buffers. The caller owns nothing inside the buffers but their bytes.
+
+#include "platform/audio_file/AudioTypes.h"
+
+#include <cstdint>
+
+namespace platform {
+
+struct OpaqueAudioQueue;
+using AudioQueueRef = OpaqueAudioQueue*;
+
+struct AudioQueueBuffer {
+    const std::uint32_t mAudioDataBytesCapacity;
+    void* const mAudioData;
+    std::uint32_t mAudioDataByteSize;
+    void* mUserData;
+};
+using AudioQueueBufferRef = AudioQueueBuffer*;
+
+struct AudioTimeStamp {
+    double mSampleTime = 0;
+    std::uint64_t mHostTime = 0; // steady-clock nanoseconds of the reading
+    double mRateScalar = 1.0;
+    std::uint32_t mFlags = 0;
+};
+constexpr std::uint32_t kAudioTimeStampSampleTimeValid = 1;
+constexpr std::uint32_t kAudioTimeStampHostTimeValid = 2;
+
+using AudioQueuePropertyID = std::uint32_t;
+using AudioQueueParameterID = std::uint32_t;
+using AudioQueueParameterValue = float;
+using AudioQueueTimelineRef = void*;
+using Boolean = unsigned char;
+
+// UInt32, read only: 1 from start until the queue has stopped.
+constexpr AudioQueuePropertyID kAudioQueueProperty_IsRunning = fourCharCode("aqrn");
+// UInt32: 1 switches the time/pitch stage on (rate and pitch act only then).
+constexpr AudioQueuePropertyID kAudioQueueProperty_EnableTimePitch = fourCharCode("q_tp");
+// UInt32: one of the algorithms below.
+constexpr AudioQueuePropertyID kAudioQueueProperty_TimePitchAlgorithm = fourCharCode("qtpa");
+constexpr std::uint32_t kAudioQueueTimePitchAlgorithm_Spectral = fourCharCode("spec");
+
+// Linear gain, 0 to 1 (more is allowed and amplifies).
+constexpr AudioQueueParameterID kAudioQueueParam_Volume = 1;
+// Speed factor without pitch change, 1/32 to 32.
+constexpr AudioQueueParameterID kAudioQueueParam_PlayRate = 2;
+// Pitch shift in cents without speed change, -2400 to 2400.
+constexpr AudioQueueParameterID kAudioQueueParam_Pitch = 3;
+
+constexpr OSStatus kAudioQueueErr_InvalidBuffer = -66687;
+constexpr OSStatus kAudioQueueErr_InvalidParameter = -66678;
+constexpr OSStatus kAudioQueueErr_InvalidProperty = -66680;
+constexpr OSStatus kAudioQueueErr_InvalidPropertySize = -66679;
+constexpr OSStatus kAudioQueueErr_InvalidRunState = -66671;
+constexpr OSStatus kAudioQueueErr_InvalidDevice = -66683;
+constexpr OSStatus kAudioQueueErr_BufferInQueue = -66684;
+constexpr OSStatus kAudioQueueErr_DisposalPending = -66669;
+constexpr OSStatus kAudioFormatUnsupportedDataFormatError = statusCode("fmt?");
+
+using AudioQueueOutputCallback = void (*)(void* userData, AudioQueueRef queue,
+                                          AudioQueueBufferRef buffer);
+using AudioQueuePropertyListenerProc = void (*)(void* userData, AudioQueueRef queue,
+                                                AudioQueuePropertyID property);
+
+// Only `stereoFloatFormat(rate)` is accepted. The callbacks always run on the queue's own
+// thread, so `runLoop` must be null; `runLoopMode` and `flags` are ignored. The queue plays
+// through defaultAudioDevice().
+OSStatus AudioQueueNewOutput(const AudioStreamBasicDescription* format,
+                             AudioQueueOutputCallback callback, void* userData, void* runLoop,
+                             const void* runLoopMode, std::uint32_t flags, AudioQueueRef* outQueue);
+
+// immediate: stops at once, and returns only when no callback of this queue runs any more
+// (unless called from one). Not immediate: stops at once, returns without waiting; a
+// callback already running finishes, none starts after this call.
+OSStatus AudioQueueDispose(AudioQueueRef queue, bool immediate);
+
+OSStatus AudioQueueAllocateBuffer(AudioQueueRef queue, std::uint32_t bytes,
+                                  AudioQueueBufferRef* outBuffer);
+OSStatus AudioQueueFreeBuffer(AudioQueueRef queue, AudioQueueBufferRef buffer);
+
+// Packet descriptions are not used for linear PCM and must be absent.
+OSStatus AudioQueueEnqueueBuffer(AudioQueueRef queue, AudioQueueBufferRef buffer,
+                                 std::uint32_t numPacketDescriptions,
+                                 const void* packetDescriptions);
+
+// Starts, or resumes after a pause. `startTime` must be null (as soon as possible).
+OSStatus AudioQueueStart(AudioQueueRef queue, const AudioTimeStamp* startTime);
+OSStatus AudioQueuePause(AudioQueueRef queue);
+// immediate: silence at once and drop what is enqueued. Not immediate: the buffers
+// enqueued so far play out first, then the queue stops; buffers enqueued after this call
+// wait for the next start.
+OSStatus AudioQueueStop(AudioQueueRef queue, bool immediate);
+// Runs the enqueued frames through the time/pitch stage ahead of a start, so the first
+// frame is heard as soon as the queue starts. `framesToPrepare` 0 means all that fits.
+OSStatus AudioQueuePrime(AudioQueueRef queue, std::uint32_t framesToPrepare,
+                         std::uint32_t* outFramesPrepared);
+
+OSStatus AudioQueueSetParameter(AudioQueueRef queue, AudioQueueParameterID parameter,
+                                AudioQueueParameterValue value);
+OSStatus AudioQueueGetParameter(AudioQueueRef queue, AudioQueueParameterID parameter,
+                                AudioQueueParameterValue* outValue);
+
+OSStatus AudioQueueSetProperty(AudioQueueRef queue, AudioQueuePropertyID property, const void* data,
+                               std::uint32_t dataSize);
+OSStatus AudioQueueGetProperty(AudioQueueRef queue, AudioQueuePropertyID property, void* outData,
+                               std::uint32_t* ioDataSize);
+OSStatus AudioQueueAddPropertyListener(AudioQueueRef queue, AudioQueuePropertyID property,
+                                       AudioQueuePropertyListenerProc listener, void* userData);
+OSStatus AudioQueueRemovePropertyListener(AudioQueueRef queue, AudioQueuePropertyID property,
+                                          AudioQueuePropertyListenerProc listener, void* userData);
+
+// `timeline` must be null. `outTimeStamp->mSampleTime`: see the timing note above.
+OSStatus AudioQueueGetCurrentTime(AudioQueueRef queue, AudioQueueTimelineRef timeline,
+                                  AudioTimeStamp* outTimeStamp, Boolean* outDiscontinuity);
+
+// Diagnostics for tests and benchmarks: frames the real-time side wanted but the queue had
+// not ready while playing.
+std::uint64_t AudioQueueUnderrunCount(AudioQueueRef queue);
+
+} // namespace platform

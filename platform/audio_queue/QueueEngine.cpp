@@ -1,0 +1,659 @@
+#include "platform/audio_queue/QueueEngine.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <utility>
+
+namespace platform {
+
+// A buffer the caller fills: its bytes, and whether it currently sits in the queue.
+class QueueBuffer : public AudioQueueBuffer {
+public:
+    explicit QueueBuffer(std::uint32_t bytes)
+        : QueueBuffer(bytes,
+                      std::make_unique<float[]>((bytes + sizeof(float) - 1) / sizeof(float))) {}
+    bool inQueue = false;
+
+private:
+    QueueBuffer(std::uint32_t bytes, std::unique_ptr<float[]> data)
+        : AudioQueueBuffer{bytes, data.get(), 0, nullptr}, storage(std::move(data)) {}
+    std::unique_ptr<float[]> storage;
+};
+
+namespace {
+
+using RubberBand::RubberBandStretcher;
+
+constexpr std::size_t kFeedFrames = 512;      // frames per stretcher process call
+constexpr std::size_t kRetrieveFrames = 1024; // frames per stretcher retrieve call
+constexpr std::size_t kRingCapacityFrames = 8192;
+// How far the ring is filled ahead of the device. Every frame here is latency between a
+// rate or pitch change and hearing it, so keep it to what covers the queue thread's
+// wake-up interval with room for a busy machine.
+constexpr std::size_t kRingTargetFrames = 1536;
+constexpr auto kRunningWakeInterval = std::chrono::milliseconds(1);
+
+constexpr double kMinRate = 1.0 / 32, kMaxRate = 32;
+constexpr double kMinCents = -2400, kMaxCents = 2400;
+
+// Only for buffers known to come from this queue's allocateBuffer.
+QueueBuffer* owner(AudioQueueBufferRef buffer) {
+    return static_cast<QueueBuffer*>(buffer);
+}
+
+} // namespace
+
+OpaqueAudioQueue::OpaqueAudioQueue(double fileRate_, std::shared_ptr<AudioDevice> device_,
+                                   AudioQueueOutputCallback callback, void* userData)
+    : fileRate(fileRate_), device(std::move(device_)), deviceRate(device->sampleRate()),
+      outputCallback(callback), callbackUserData(userData), ring(2 * kRingCapacityFrames) {
+    const auto options =
+        RubberBandStretcher::OptionProcessRealTime | RubberBandStretcher::OptionEngineFiner;
+    stretcher =
+        std::make_unique<RubberBandStretcher>(std::size_t(std::lround(fileRate)), 2, options,
+                                              deviceRate / fileRate, fileRate / deviceRate);
+    stretcher->setMaxProcessSize(kFeedFrames);
+    for (int c = 0; c < 2; ++c) {
+        planarIn[c].assign(kFeedFrames, 0.0f);
+        planarOut[c].assign(kRetrieveFrames, 0.0f);
+    }
+    interleaved.assign(2 * kRetrieveFrames, 0.0f);
+    thread = std::thread([this] { threadMain(); });
+    device->attach(this);
+}
+
+OpaqueAudioQueue::~OpaqueAudioQueue() = default;
+
+// ---- calls --------------------------------------------------------------------------
+
+OSStatus OpaqueAudioQueue::dispose(bool immediate) {
+    const bool join = immediate && !onQueueThread();
+    {
+        std::lock_guard guard(stateLock);
+        if (disposed)
+            return kAudioQueueErr_DisposalPending;
+        disposed = true;
+        run = RunState::Stopped;
+        rtPlaying.store(false);
+        if (!join) {
+            thread.detach();
+            deleteOnExit = true;
+        }
+        quit = true;
+    }
+    wake.notify_all();
+    device->detach(this);
+    if (join) {
+        thread.join();
+        delete this;
+    }
+    return noErr;
+}
+
+OSStatus OpaqueAudioQueue::allocateBuffer(std::uint32_t bytes, AudioQueueBufferRef* out) {
+    if (!out || bytes == 0)
+        return kAudioQueueErr_InvalidParameter;
+    std::lock_guard guard(stateLock);
+    buffers.push_back(std::make_unique<QueueBuffer>(bytes));
+    *out = buffers.back().get();
+    return noErr;
+}
+
+OSStatus OpaqueAudioQueue::freeBuffer(AudioQueueBufferRef buffer) {
+    std::lock_guard guard(stateLock);
+    auto it = std::find_if(buffers.begin(), buffers.end(),
+                           [&](const auto& b) { return b.get() == buffer; });
+    if (it == buffers.end())
+        return kAudioQueueErr_InvalidBuffer;
+    if ((*it)->inQueue)
+        return kAudioQueueErr_BufferInQueue;
+    buffers.erase(it);
+    return noErr;
+}
+
+OSStatus OpaqueAudioQueue::enqueue(AudioQueueBufferRef buffer) {
+    {
+        std::lock_guard guard(stateLock);
+        if (disposed)
+            return kAudioQueueErr_DisposalPending;
+        const bool ours = std::any_of(buffers.begin(), buffers.end(),
+                                      [&](const auto& b) { return b.get() == buffer; });
+        if (!ours)
+            return kAudioQueueErr_InvalidBuffer;
+        if (owner(buffer)->inQueue)
+            return kAudioQueueErr_BufferInQueue;
+        if (buffer->mAudioDataByteSize > buffer->mAudioDataBytesCapacity ||
+            buffer->mAudioDataByteSize % 8 != 0)
+            return kAudioQueueErr_InvalidBuffer;
+        owner(buffer)->inQueue = true;
+        enqueued.push_back(buffer);
+        // Frames arriving after a stop that was asked for before any start belong to the
+        // next run, not to the one that stop ends.
+        if (run == RunState::Stopped)
+            stopPending = false;
+    }
+    wake.notify_all();
+    return noErr;
+}
+
+OSStatus OpaqueAudioQueue::start() {
+    {
+        std::lock_guard guard(stateLock);
+        if (disposed)
+            return kAudioQueueErr_DisposalPending;
+        if (run != RunState::Stopped) {
+            if (run == RunState::Paused) {
+                run = RunState::Running;
+                rtPlaying.store(true);
+            } else if (run == RunState::Stopping && !finalFedFlag.load()) {
+                run = RunState::Running; // taken back before its end was fed
+                drainCount = 0;
+            }
+            wake.notify_all();
+            return noErr;
+        }
+    }
+    // Outside the lock: a device that lost its server may try to open it again.
+    device->prepareToPlay(fileRate);
+    {
+        std::lock_guard guard(stateLock);
+        if (disposed)
+            return kAudioQueueErr_DisposalPending;
+        if (run != RunState::Stopped)
+            return noErr;
+        run = stopPending ? RunState::Stopping : RunState::Running;
+        stopPending = false;
+        freshStart.store(true);
+        rtPlaying.store(true, std::memory_order_release);
+        setRunning(true);
+    }
+    wake.notify_all();
+    return noErr;
+}
+
+OSStatus OpaqueAudioQueue::pause() {
+    std::lock_guard guard(stateLock);
+    if (disposed)
+        return kAudioQueueErr_DisposalPending;
+    if (run == RunState::Running) {
+        run = RunState::Paused;
+        rtPlaying.store(false, std::memory_order_release);
+    }
+    return noErr;
+}
+
+OSStatus OpaqueAudioQueue::stop(bool immediate) {
+    {
+        std::lock_guard guard(stateLock);
+        if (disposed)
+            return kAudioQueueErr_DisposalPending;
+        if (run == RunState::Stopped) {
+            if (immediate) {
+                for (AudioQueueBufferRef b : enqueued)
+                    owner(b)->inQueue = false;
+                enqueued.clear();
+                stopPending = false;
+                resetRequested = true;
+            } else {
+                stopPending = true;
+                drainCount = enqueued.size();
+            }
+            return noErr;
+        }
+        if (immediate || run == RunState::Paused) {
+            // A paused queue cannot play anything out: it stops where it is. An immediate
+            // stop also drops what waits in the queue; a paused one keeps it for the next
+            // start.
+            if (immediate) {
+                for (AudioQueueBufferRef b : enqueued)
+                    owner(b)->inQueue = false;
+                enqueued.clear();
+            }
+            run = RunState::Stopped;
+            rtPlaying.store(false, std::memory_order_release);
+            ring.requestDiscardUpTo(ring.writePosition());
+            resetRequested = true;
+            drainCount = 0;
+            setRunning(false);
+        } else if (run == RunState::Running) {
+            run = RunState::Stopping;
+            drainCount = enqueued.size();
+        }
+    }
+    wake.notify_all();
+    return noErr;
+}
+
+OSStatus OpaqueAudioQueue::prime(std::uint32_t* outFramesPrepared) {
+    {
+        std::lock_guard guard(stateLock);
+        if (disposed)
+            return kAudioQueueErr_DisposalPending;
+    }
+    const std::uint64_t before = ring.writePosition();
+    std::vector<AudioQueueBufferRef> used = pump(true);
+    if (outFramesPrepared)
+        *outFramesPrepared = std::uint32_t((ring.writePosition() - before) / 2);
+    {
+        std::lock_guard guard(stateLock);
+        usedByPrime.insert(usedByPrime.end(), used.begin(), used.end());
+    }
+    wake.notify_all();
+    return noErr;
+}
+
+OSStatus OpaqueAudioQueue::setParameter(AudioQueueParameterID parameter, float value) {
+    if (!std::isfinite(value))
+        return kAudioQueueErr_InvalidParameter;
+    switch (parameter) {
+    case kAudioQueueParam_Volume:
+        volume.store(std::max(value, 0.0f));
+        return noErr;
+    case kAudioQueueParam_PlayRate:
+        rate.store(float(std::clamp(double(value), kMinRate, kMaxRate)));
+        wake.notify_all();
+        return noErr;
+    case kAudioQueueParam_Pitch:
+        pitchCents.store(float(std::clamp(double(value), kMinCents, kMaxCents)));
+        wake.notify_all();
+        return noErr;
+    default:
+        return kAudioQueueErr_InvalidParameter;
+    }
+}
+
+OSStatus OpaqueAudioQueue::getParameter(AudioQueueParameterID parameter, float* value) const {
+    if (!value)
+        return kAudioQueueErr_InvalidParameter;
+    switch (parameter) {
+    case kAudioQueueParam_Volume:
+        *value = volume.load();
+        return noErr;
+    case kAudioQueueParam_PlayRate:
+        *value = rate.load();
+        return noErr;
+    case kAudioQueueParam_Pitch:
+        *value = pitchCents.load();
+        return noErr;
+    default:
+        return kAudioQueueErr_InvalidParameter;
+    }
+}
+
+OSStatus OpaqueAudioQueue::setProperty(AudioQueuePropertyID property, const void* data,
+                                       std::uint32_t size) {
+    if (!data)
+        return kAudioQueueErr_InvalidParameter;
+    if (size != sizeof(std::uint32_t))
+        return kAudioQueueErr_InvalidPropertySize;
+    std::uint32_t value;
+    std::memcpy(&value, data, sizeof value);
+    std::lock_guard guard(stateLock);
+    switch (property) {
+    case kAudioQueueProperty_EnableTimePitch:
+        timePitchEnabled = value != 0;
+        return noErr;
+    case kAudioQueueProperty_TimePitchAlgorithm:
+        // The spectral algorithm is the only one; it is what every other name gets too.
+        timePitchAlgorithm = value;
+        return noErr;
+    default:
+        return kAudioQueueErr_InvalidProperty;
+    }
+}
+
+OSStatus OpaqueAudioQueue::getProperty(AudioQueuePropertyID property, void* data,
+                                       std::uint32_t* size) const {
+    if (!data || !size)
+        return kAudioQueueErr_InvalidParameter;
+    if (*size < sizeof(std::uint32_t))
+        return kAudioQueueErr_InvalidPropertySize;
+    std::uint32_t value = 0;
+    {
+        std::lock_guard guard(stateLock);
+        switch (property) {
+        case kAudioQueueProperty_IsRunning:
+            // A listener hears the value its own notification was for, even when the
+            // state has moved on since.
+            value = onQueueThread() && reportingRunning >= 0 ? std::uint32_t(reportingRunning)
+                                                             : std::uint32_t(isRunningValue);
+            break;
+        case kAudioQueueProperty_EnableTimePitch:
+            value = timePitchEnabled;
+            break;
+        case kAudioQueueProperty_TimePitchAlgorithm:
+            value = timePitchAlgorithm;
+            break;
+        default:
+            return kAudioQueueErr_InvalidProperty;
+        }
+    }
+    std::memcpy(data, &value, sizeof value);
+    *size = sizeof value;
+    return noErr;
+}
+
+OSStatus OpaqueAudioQueue::addListener(AudioQueuePropertyID property,
+                                       AudioQueuePropertyListenerProc proc, void* userData) {
+    if (property != kAudioQueueProperty_IsRunning)
+        return kAudioQueueErr_InvalidProperty;
+    if (!proc)
+        return kAudioQueueErr_InvalidParameter;
+    std::lock_guard guard(stateLock);
+    listeners.push_back({proc, userData});
+    return noErr;
+}
+
+OSStatus OpaqueAudioQueue::removeListener(AudioQueuePropertyID property,
+                                          AudioQueuePropertyListenerProc proc, void* userData) {
+    if (property != kAudioQueueProperty_IsRunning)
+        return kAudioQueueErr_InvalidProperty;
+    std::lock_guard guard(stateLock);
+    std::erase_if(listeners,
+                  [&](const Listener& l) { return l.proc == proc && l.userData == userData; });
+    return noErr;
+}
+
+OSStatus OpaqueAudioQueue::currentTime(AudioTimeStamp* out) {
+    if (!out)
+        return kAudioQueueErr_InvalidParameter;
+    const std::uint64_t consumed = ring.readPosition() / 2;
+    const std::uint64_t latency = device->outputLatencyFrames();
+    const std::uint64_t heard = consumed > latency ? consumed - latency : 0;
+    out->mSampleTime = timeline.sourceFrameAt(heard, publishedSourceFed.load());
+    out->mHostTime = std::uint64_t(std::chrono::duration_cast<std::chrono::nanoseconds>(
+                                       std::chrono::steady_clock::now().time_since_epoch())
+                                       .count());
+    out->mRateScalar = 1.0;
+    out->mFlags = kAudioTimeStampSampleTimeValid | kAudioTimeStampHostTimeValid;
+    return noErr;
+}
+
+// ---- real-time side -------------------------------------------------------------------
+
+std::uint32_t OpaqueAudioQueue::renderAudio(float* out, std::uint32_t frames) noexcept {
+    if (!rtPlaying.load(std::memory_order_acquire))
+        return 0;
+    const auto got = std::uint32_t(ring.read(out, 2 * std::size_t(frames)) / 2);
+    // Ramp the gain across the block so a volume change does not click.
+    const float target = volume.load(std::memory_order_relaxed);
+    if (got > 0) {
+        const float step = (target - rtGain) / float(got);
+        for (std::uint32_t i = 0; i < got; ++i) {
+            rtGain += step;
+            out[2 * i] *= rtGain;
+            out[2 * i + 1] *= rtGain;
+        }
+        rtGain = target;
+        freshStart.store(false, std::memory_order_relaxed);
+    } else if (!freshStart.load(std::memory_order_relaxed)) {
+        rtGain = target;
+    }
+    if (got < frames && !freshStart.load(std::memory_order_relaxed) && expectsToRender())
+        underruns.fetch_add(1, std::memory_order_relaxed);
+    return got;
+}
+
+bool OpaqueAudioQueue::expectsToRender() const noexcept {
+    if (!rtPlaying.load(std::memory_order_acquire))
+        return false;
+    const std::uint64_t end = endPosition.load(std::memory_order_acquire);
+    return end == UINT64_MAX || ring.readPosition() < end;
+}
+
+// ---- queue thread ---------------------------------------------------------------------
+
+void OpaqueAudioQueue::threadMain() {
+    threadId.store(std::this_thread::get_id());
+    std::unique_lock lock(stateLock);
+    bool again = false;
+    while (!quit) {
+        const bool active = run == RunState::Running || run == RunState::Stopping;
+        const bool pending = !runningEvents.empty() || !usedByPrime.empty() || resetRequested;
+        if (!pending && !again) {
+            if (active)
+                wake.wait_for(lock, kRunningWakeInterval);
+            else
+                wake.wait(lock, [&] {
+                    return quit || run == RunState::Running || run == RunState::Stopping ||
+                           !runningEvents.empty() || !usedByPrime.empty() || resetRequested;
+                });
+        }
+        if (quit)
+            break;
+        std::vector<bool> events;
+        events.swap(runningEvents);
+        std::vector<AudioQueueBufferRef> used;
+        used.swap(usedByPrime);
+        lock.unlock();
+
+        deliverRunningEvents(events);
+        deliverCallbacks(used);
+        std::vector<AudioQueueBufferRef> pumped = pump(false);
+        deliverCallbacks(pumped);
+
+        lock.lock();
+        again = !pumped.empty();
+        // A stop that plays out completes once the device has taken the last frame.
+        if (run == RunState::Stopping) {
+            const std::uint64_t end = endPosition.load();
+            if (end != UINT64_MAX && ring.readPosition() >= end) {
+                run = RunState::Stopped;
+                rtPlaying.store(false, std::memory_order_release);
+                resetRequested = true;
+                setRunning(false);
+            }
+        }
+    }
+    const bool freeSelf = deleteOnExit;
+    lock.unlock();
+    if (freeSelf)
+        delete this;
+}
+
+void OpaqueAudioQueue::setRunning(bool running) {
+    if (isRunningValue == running)
+        return;
+    isRunningValue = running;
+    runningEvents.push_back(running);
+}
+
+void OpaqueAudioQueue::deliverRunningEvents(const std::vector<bool>& values) {
+    for (bool value : values) {
+        std::vector<Listener> targets;
+        {
+            std::lock_guard guard(stateLock);
+            if (disposed)
+                return;
+            targets = listeners;
+            reportingRunning = value ? 1 : 0;
+        }
+        for (const Listener& l : targets)
+            l.proc(l.userData, this, kAudioQueueProperty_IsRunning);
+        std::lock_guard guard(stateLock);
+        reportingRunning = -1;
+    }
+}
+
+void OpaqueAudioQueue::deliverCallbacks(const std::vector<AudioQueueBufferRef>& used) {
+    for (AudioQueueBufferRef buffer : used) {
+        {
+            std::lock_guard guard(stateLock);
+            if (disposed)
+                return;
+        }
+        if (outputCallback)
+            outputCallback(callbackUserData, this, buffer);
+    }
+}
+
+std::size_t OpaqueAudioQueue::ringTargetFrames() const {
+    return kRingTargetFrames;
+}
+
+std::vector<AudioQueueBufferRef> OpaqueAudioQueue::pump(bool priming) {
+    std::vector<AudioQueueBufferRef> used;
+    std::lock_guard engine(engineLock);
+    bool reset = false;
+    bool active = false;
+    {
+        std::lock_guard guard(stateLock);
+        if (disposed)
+            return used;
+        reset = std::exchange(resetRequested, false);
+        active = priming || run == RunState::Running || run == RunState::Stopping;
+    }
+    if (reset) {
+        ring.requestDiscardUpTo(ring.writePosition());
+        offsetInFront = 0;
+        prepared = false;
+    }
+    if (!active)
+        return used;
+    if (!prepared)
+        prepareRunLocked();
+    applyParametersLocked();
+
+    const std::size_t target = ringTargetFrames();
+    for (;;) {
+        if (drainStretcherLocked(target))
+            break; // the ring holds enough
+        if (endPosition.load() != UINT64_MAX)
+            break;
+        AudioQueueBufferRef front = nullptr;
+        bool stopping = false;
+        {
+            std::lock_guard guard(stateLock);
+            stopping = run == RunState::Stopping;
+            if (!enqueued.empty() && (!stopping || drainCount > 0))
+                front = enqueued.front();
+        }
+        if (front) {
+            const std::size_t frames = front->mAudioDataByteSize / 8;
+            const std::size_t n = std::min(frames - offsetInFront, kFeedFrames);
+            const float* data = static_cast<const float*>(front->mAudioData) + 2 * offsetInFront;
+            for (std::size_t i = 0; i < n; ++i) {
+                planarIn[0][i] = data[2 * i];
+                planarIn[1][i] = data[2 * i + 1];
+            }
+            if (n > 0) {
+                const float* channels[2] = {planarIn[0].data(), planarIn[1].data()};
+                stretcher->process(channels, n, false);
+                sourceFed += double(n);
+                publishedSourceFed.store(sourceFed);
+                offsetInFront += n;
+            }
+            if (offsetInFront >= frames) {
+                std::lock_guard guard(stateLock);
+                enqueued.pop_front();
+                owner(front)->inQueue = false;
+                if (drainCount > 0)
+                    --drainCount;
+                offsetInFront = 0;
+                used.push_back(front);
+            }
+            continue;
+        }
+        if (stopping && !finalFed) {
+            // Everything to be played is in. The stretcher holds back up to a window of
+            // input plus its delay; push that out with silence (the excess is cut where the
+            // input ends), ending with a final block so it gives out its tail.
+            std::fill(planarIn[0].begin(), planarIn[0].end(), 0.0f);
+            std::fill(planarIn[1].begin(), planarIn[1].end(), 0.0f);
+            const float* channels[2] = {planarIn[0].data(), planarIn[1].data()};
+            std::size_t flush = stretcher->getPreferredStartPad() + stretcher->getSamplesRequired();
+            for (; flush > kFeedFrames; flush -= kFeedFrames)
+                stretcher->process(channels, kFeedFrames, false);
+            stretcher->process(channels, flush, true);
+            finalFed = true;
+            finalFedFlag.store(true);
+            continue;
+        }
+        break; // waiting for buffers
+    }
+    return used;
+}
+
+void OpaqueAudioQueue::prepareRunLocked() {
+    stretcher->reset();
+    applyParametersLocked();
+    // Real-time mode does no alignment of its own: lead in with the silence it prefers and
+    // drop the delay it reports, so source frame 0 is the first frame heard.
+    std::fill(planarIn[0].begin(), planarIn[0].end(), 0.0f);
+    std::fill(planarIn[1].begin(), planarIn[1].end(), 0.0f);
+    const float* channels[2] = {planarIn[0].data(), planarIn[1].data()};
+    for (std::size_t pad = stretcher->getPreferredStartPad(); pad > 0;) {
+        const std::size_t n = std::min(pad, kFeedFrames);
+        stretcher->process(channels, n, false);
+        pad -= n;
+    }
+    outputToDiscard = stretcher->getStartDelay();
+    sourceFed = 0;
+    sourceWritten = 0;
+    publishedSourceFed.store(0);
+    finalFed = false;
+    finalFedFlag.store(false);
+    endPosition.store(UINT64_MAX);
+    timeline.restart(ring.writePosition() / 2);
+    prepared = true;
+}
+
+void OpaqueAudioQueue::applyParametersLocked() {
+    bool enabled;
+    {
+        std::lock_guard guard(stateLock);
+        enabled = timePitchEnabled;
+    }
+    const double wantRate = enabled ? double(rate.load()) : 1.0;
+    const double wantCents = enabled ? double(pitchCents.load()) : 0.0;
+    if (prepared && wantRate == appliedRate && wantCents == appliedPitchCents)
+        return;
+    // A device at another rate than the file is converted here too: the time ratio
+    // stretches to the device's rate and the pitch scale takes the shift back out.
+    stretcher->setTimeRatio(deviceRate / fileRate / wantRate);
+    stretcher->setPitchScale(std::exp2(wantCents / 1200.0) * fileRate / deviceRate);
+    appliedRate = wantRate;
+    appliedPitchCents = wantCents;
+}
+
+bool OpaqueAudioQueue::drainStretcherLocked(std::size_t targetFrames) {
+    for (;;) {
+        const std::size_t level = std::size_t(ring.writePosition() - ring.readPosition()) / 2;
+        if (level >= targetFrames)
+            return true;
+        const int available = stretcher->available();
+        if (available < 0) {
+            // The tail is out: the last frame of this run is the last one written.
+            if (finalFed && endPosition.load() == UINT64_MAX)
+                endPosition.store(ring.writePosition());
+            return false;
+        }
+        if (available == 0)
+            return false;
+        const std::size_t n =
+            std::min({std::size_t(available), targetFrames - level, kRetrieveFrames});
+        float* channels[2] = {planarOut[0].data(), planarOut[1].data()};
+        const std::size_t got = stretcher->retrieve(channels, n);
+        std::size_t first = std::min(outputToDiscard, got);
+        outputToDiscard -= first;
+        std::size_t count = got - first;
+        const double sourcePerOutput = appliedRate * fileRate / deviceRate;
+        if (finalFed) {
+            // The stretcher's tail runs past the input; cut it where the input ends.
+            const double left = std::max(0.0, (sourceFed - sourceWritten) / sourcePerOutput);
+            count = std::min(count, std::size_t(std::llround(left)));
+        }
+        for (std::size_t i = 0; i < count; ++i) {
+            interleaved[2 * i] = planarOut[0][first + i];
+            interleaved[2 * i + 1] = planarOut[1][first + i];
+        }
+        if (count > 0) {
+            timeline.append(ring.writePosition() / 2, sourceWritten, sourcePerOutput);
+            ring.write(interleaved.data(), 2 * count);
+            sourceWritten += double(count) * sourcePerOutput;
+        }
+    }
+}
+
+} // namespace platform

@@ -1,0 +1,135 @@
+#pragma once
+
+// The object behind an AudioQueueRef: its thread, its buffers, the time/pitch stage and
+// the ring to the output device. AudioQueue.cpp is the thin call layer in front of it.
+//
+// Threads and what each may touch:
+// - Callers (main thread, or the queue thread from inside a callback): the control state
+//   under `stateLock`, then a wake-up of the queue thread.
+// - Queue thread: the stretcher and the feeding state under `engineLock` (a caller that
+//   primes takes it too), the callbacks with no lock held.
+// - Real-time thread (renderAudio): the ring's consumer side and atomics only.
+
+#include "platform/audio_device/AudioDevice.h"
+#include "platform/audio_queue/AudioQueue.h"
+#include "platform/audio_queue/PlaybackTimeline.h"
+#include "platform/audio_queue/SpscRing.h"
+
+#include <atomic>
+#include <condition_variable>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <rubberband/RubberBandStretcher.h>
+#include <thread>
+#include <vector>
+
+namespace platform {
+class QueueBuffer;
+}
+
+struct platform::OpaqueAudioQueue final : platform::AudioRenderSource {
+    OpaqueAudioQueue(double fileRate, std::shared_ptr<AudioDevice> device,
+                     AudioQueueOutputCallback callback, void* userData);
+    ~OpaqueAudioQueue() override;
+
+    // The call layer.
+    OSStatus dispose(bool immediate);
+    OSStatus allocateBuffer(std::uint32_t bytes, AudioQueueBufferRef* out);
+    OSStatus freeBuffer(AudioQueueBufferRef buffer);
+    OSStatus enqueue(AudioQueueBufferRef buffer);
+    OSStatus start();
+    OSStatus pause();
+    OSStatus stop(bool immediate);
+    OSStatus prime(std::uint32_t* outFramesPrepared);
+    OSStatus setParameter(AudioQueueParameterID parameter, float value);
+    OSStatus getParameter(AudioQueueParameterID parameter, float* value) const;
+    OSStatus setProperty(AudioQueuePropertyID property, const void* data, std::uint32_t size);
+    OSStatus getProperty(AudioQueuePropertyID property, void* data, std::uint32_t* size) const;
+    OSStatus addListener(AudioQueuePropertyID property, AudioQueuePropertyListenerProc proc,
+                         void* userData);
+    OSStatus removeListener(AudioQueuePropertyID property, AudioQueuePropertyListenerProc proc,
+                            void* userData);
+    OSStatus currentTime(AudioTimeStamp* out);
+    std::uint64_t underrunCount() const { return underruns.load(std::memory_order_relaxed); }
+
+    // AudioRenderSource, real-time thread.
+    std::uint32_t renderAudio(float* out, std::uint32_t frames) noexcept override;
+    bool expectsToRender() const noexcept override;
+
+private:
+    enum class RunState { Stopped, Running, Paused, Stopping };
+    struct Listener {
+        AudioQueuePropertyListenerProc proc;
+        void* userData;
+    };
+
+    bool onQueueThread() const { return std::this_thread::get_id() == threadId.load(); }
+    void threadMain();
+    // One round of work for the queue thread (or a primer): feed the stretcher from the
+    // enqueued buffers and move its output into the ring, up to the ring's target level.
+    // Returns the buffers it used up, for their callbacks.
+    std::vector<AudioQueueBufferRef> pump(bool priming);
+    void prepareRunLocked(); // engineLock held: fresh stretcher run for a start
+    void applyParametersLocked();
+    bool drainStretcherLocked(std::size_t ringTargetFrames);
+    void deliverCallbacks(const std::vector<AudioQueueBufferRef>& used);
+    void deliverRunningEvents(const std::vector<bool>& values);
+    void setRunning(bool running); // stateLock held: records the change for the listeners
+    std::size_t ringTargetFrames() const;
+
+    // Fixed at creation.
+    const double fileRate;
+    const std::shared_ptr<AudioDevice> device;
+    const double deviceRate;
+    const AudioQueueOutputCallback outputCallback;
+    void* const callbackUserData;
+
+    // Control state (stateLock).
+    mutable std::mutex stateLock;
+    std::condition_variable wake;
+    RunState run = RunState::Stopped;
+    std::deque<AudioQueueBufferRef> enqueued;
+    std::size_t drainCount = 0; // buffers still to play out before a stop completes
+    std::vector<std::unique_ptr<QueueBuffer>> buffers;
+    std::vector<Listener> listeners;
+    std::vector<bool> runningEvents;              // IsRunning changes not yet reported
+    std::vector<AudioQueueBufferRef> usedByPrime; // callbacks a primer left to the thread
+    bool isRunningValue = false;
+    bool stopPending = false; // a stop asked for before the start it applies to
+    bool resetRequested = false;
+    bool quit = false;
+    bool disposed = false;
+    bool deleteOnExit = false; // disposed without joining: the thread frees the queue
+    bool timePitchEnabled = false;
+    std::uint32_t timePitchAlgorithm = kAudioQueueTimePitchAlgorithm_Spectral;
+
+    // Feeding state (engineLock).
+    std::mutex engineLock;
+    std::unique_ptr<RubberBand::RubberBandStretcher> stretcher;
+    std::size_t offsetInFront = 0;   // frames of the front buffer already fed
+    std::size_t outputToDiscard = 0; // start delay still to drop
+    double sourceFed = 0;            // source frames fed in this run
+    double sourceWritten = 0;        // source frames the ring's output stands for
+    bool finalFed = false;
+    bool prepared = false; // the stretcher is padded and ready for the next start
+    double appliedRate = 1, appliedPitchCents = 0;
+    std::vector<float> planarIn[2], planarOut[2], interleaved;
+
+    // Shared with the real-time thread.
+    SpscRing<float> ring;
+    PlaybackTimeline timeline;
+    std::atomic<bool> rtPlaying{false};
+    std::atomic<std::uint64_t> endPosition{UINT64_MAX}; // ring position of the last sample
+    std::atomic<float> volume{1.0f}, rate{1.0f}, pitchCents{0.0f};
+    std::atomic<double> publishedSourceFed{0};
+    std::atomic<std::uint64_t> underruns{0};
+    std::atomic<bool> freshStart{true}; // no frame delivered since the last start
+    std::atomic<bool> finalFedFlag{false};
+    float rtGain = 1.0f; // real-time thread only
+
+    std::atomic<std::thread::id> threadId{};
+    // The IsRunning value a listener being called on the queue thread is told about.
+    int reportingRunning = -1; // queue thread only; -1 when no listener runs
+    std::thread thread;
+};

@@ -1,0 +1,285 @@
+#include "playback/KTAudioQueuePlayer.h"
+
+#include "audio/CheckError.h"
+#include "platform/log/Log.h"
+
+#include <QCoreApplication>
+#include <QThread>
+#include <QTimer>
+#include <algorithm>
+#include <cmath>
+
+using namespace platform;
+
+namespace {
+// The volume curve: linear in decibels, level 1 at unity gain, level 0 at about -27.39 dB.
+constexpr double kVolumeCurveExponent = 3.1534023932147273;
+constexpr double kVolumeCurveScale = 0.04270657483438783;
+} // namespace
+
+KTAudioQueuePlayer::KTAudioQueuePlayer(QObject* parent) : QObject(parent) {}
+
+KTAudioQueuePlayer::~KTAudioQueuePlayer() {
+    if (AudioQueueRef q = queue.exchange(nullptr))
+        AudioQueueDispose(q, true);
+}
+
+void KTAudioQueuePlayer::setAudioFile(std::shared_ptr<KTAudioFile> file) {
+    const std::int32_t total = file ? std::int32_t(file->totalFrames()) : 0;
+    audioFile_.store(std::move(file));
+    setCompleted(true);
+    setPlaying(false);
+    lastSampleTime.store(0);
+    playheadFrame.store(0);
+    rangeStartFrame_.store(0);
+    rangeNumFrames.store(total);
+    stopPlaybackTimer();
+    setupAudioQueue();
+}
+
+ExtAudioFileRef KTAudioQueuePlayer::extAudioFile() const {
+    const std::shared_ptr<KTAudioFile> file = audioFile_.load();
+    return file ? file->extAudioFile() : nullptr;
+}
+
+void KTAudioQueuePlayer::setupAudioQueue() {
+    if (AudioQueueRef old = queue.load())
+        CheckError(AudioQueueDispose(old, false), "AudioQueueDispose");
+    const std::shared_ptr<KTAudioFile> file = audioFile_.load();
+    const AudioStreamBasicDescription format =
+        file ? file->outputFormat() : AudioStreamBasicDescription{};
+    AudioQueueRef made = nullptr;
+    CheckError(AudioQueueNewOutput(&format, &KTAudioQueuePlayer::outputCallback, this, nullptr,
+                                   nullptr, 0, &made),
+               "AudioQueueNewOutput failed");
+    queue.store(made);
+
+    const std::uint32_t enable = 1;
+    CheckError(
+        AudioQueueSetProperty(made, kAudioQueueProperty_EnableTimePitch, &enable, sizeof enable),
+        "Failed to enable time/pitch");
+    const std::uint32_t algorithm = kAudioQueueTimePitchAlgorithm_Spectral;
+    CheckError(AudioQueueSetProperty(made, kAudioQueueProperty_TimePitchAlgorithm, &algorithm,
+                                     sizeof algorithm),
+               "Failed to choose time/pitch algorithm");
+    AudioQueueAddPropertyListener(made, kAudioQueueProperty_IsRunning,
+                                  &KTAudioQueuePlayer::isRunningListener, this);
+    for (AudioQueueBufferRef& buffer : buffers)
+        CheckError(AudioQueueAllocateBuffer(made, kBufferBytes, &buffer),
+                   "AudioQueueAllocateBuffer failed");
+}
+
+void KTAudioQueuePlayer::outputCallback(void* userData, AudioQueueRef, AudioQueueBufferRef buffer) {
+    auto* player = static_cast<KTAudioQueuePlayer*>(userData);
+    if (player->isCompleted())
+        return;
+    const ExtAudioFileRef file = player->extAudioFile();
+    std::int64_t position = 0;
+    CheckError(ExtAudioFileTell(file, &position), "ExtAudioFileTell");
+    // Unsigned on purpose: a read position past the range end gives a huge count, so a
+    // full buffer is read rather than none, until the file itself runs out.
+    const auto frames = std::uint32_t(player->rangeEndFrame() - std::int32_t(position));
+    std::uint32_t toRead = std::min(frames, kBufferFrames);
+    if (toRead != 0) {
+        AudioBufferList list;
+        list.mNumberBuffers = 1;
+        list.mBuffers[0].mNumberChannels = 2;
+        list.mBuffers[0].mDataByteSize = toRead * kBytesPerFrame;
+        list.mBuffers[0].mData = buffer->mAudioData;
+        CheckError(ExtAudioFileRead(file, &toRead, &list), "ExtAudioFileRead failed");
+        if (toRead > 0) {
+            buffer->mAudioDataByteSize = toRead * kBytesPerFrame;
+            AudioQueueEnqueueBuffer(player->queue.load(), buffer, 0, nullptr);
+            return;
+        }
+    }
+    // The range is used up: what is enqueued still plays out before the queue stops.
+    player->setCompleted(true);
+    AudioQueueStop(player->queue.load(), false);
+}
+
+void KTAudioQueuePlayer::isRunningListener(void* userData, AudioQueueRef queue,
+                                           AudioQueuePropertyID) {
+    auto* player = static_cast<KTAudioQueuePlayer*>(userData);
+    std::uint32_t running = 0;
+    std::uint32_t size = sizeof running;
+    CheckError(AudioQueueGetProperty(queue, kAudioQueueProperty_IsRunning, &running, &size),
+               "Get property: isRunning");
+    if (running) {
+        player->startPlaybackTimer();
+        return;
+    }
+    // Whatever stopped the queue, the range end or stop(), the player goes back to the
+    // range start; a looped player then plays again.
+    player->stopPlaybackTimer();
+    player->setCurrentFrame(player->rangeStartFrame());
+    player->setPlaying(false);
+    if (player->isLooped()) {
+        player->play();
+    } else if (KTAudioQueuePlayerDelegate* delegate = player->delegate()) {
+        delegate->playerDidCompletePlayback(player);
+    }
+}
+
+void KTAudioQueuePlayer::play() {
+    if (isPlaying())
+        return;
+    const AudioQueueRef q = queue.load();
+    if (isCompleted()) {
+        lastSampleTime.store(0); // the queue's time starts again at 0 after a stop
+        setCompleted(false);
+        for (AudioQueueBufferRef buffer : buffers)
+            outputCallback(this, q, buffer);
+        AudioQueuePrime(q, 0, nullptr);
+    }
+    CheckError(AudioQueueStart(q, nullptr), "AudioQueueStart failed");
+    setPlaying(true);
+}
+
+void KTAudioQueuePlayer::pause() {
+    if (isPlaying() && !isCompleted()) {
+        CheckError(AudioQueuePause(queue.load()), "AudioQueuePause failed");
+        setPlaying(false);
+    }
+}
+
+void KTAudioQueuePlayer::stop() {
+    log("player:stop");
+    if (isPlaying() && playbackTimer) {
+        playbackTimer->stop();
+        playbackTimer->deleteLater();
+        playbackTimer = nullptr;
+    }
+    AudioQueueStop(queue.load(), false);
+    CheckError(ExtAudioFileSeek(extAudioFile(), rangeStartFrame_.load()), "ExtAudioFileSeek");
+    lastSampleTime.store(0);
+    playheadFrame.store(0);
+    setPlaying(false);
+}
+
+void KTAudioQueuePlayer::rewind() {
+    const std::shared_ptr<KTAudioFile> file = audioFile_.load();
+    const double amount = file ? file->outputFormat().mSampleRate * 2 : 0;
+    auto frame = std::int32_t(double(playheadFrame.load()) - amount);
+    if (frame < 0)
+        frame = 0;
+    playheadFrame.store(frame);
+    CheckError(ExtAudioFileSeek(extAudioFile(), std::int64_t(frame) + rangeStartFrame_.load()),
+               "ExtAudioFileSeek");
+    if (!isPlaying())
+        if (KTAudioQueuePlayerDelegate* d = delegate())
+            d->playerDidMovePlayheadToFrame(this, int(currentFrame()));
+}
+
+void KTAudioQueuePlayer::ffwd() {
+    const std::shared_ptr<KTAudioFile> file = audioFile_.load();
+    const double amount = file ? file->outputFormat().mSampleRate * 2 : 0;
+    auto frame = std::int32_t(double(playheadFrame.load()) + amount);
+    // Strictly greater: a playhead landing exactly on the range length stays there.
+    if (frame > rangeNumFrames.load())
+        frame = rangeNumFrames.load() - 1;
+    playheadFrame.store(frame);
+    CheckError(ExtAudioFileSeek(extAudioFile(), std::int64_t(frame) + rangeStartFrame_.load()),
+               "ExtAudioFileSeek");
+    if (!isPlaying())
+        if (KTAudioQueuePlayerDelegate* d = delegate())
+            d->playerDidMovePlayheadToFrame(this, int(currentFrame()));
+}
+
+void KTAudioQueuePlayer::setPlaybackRate(double rate) {
+    AudioQueueSetParameter(queue.load(), kAudioQueueParam_PlayRate, float(rate));
+}
+
+void KTAudioQueuePlayer::setPitchShift(float cents) {
+    AudioQueueSetParameter(queue.load(), kAudioQueueParam_Pitch, cents);
+}
+
+void KTAudioQueuePlayer::setVolume(double level) {
+    const double gain = std::exp(kVolumeCurveExponent * level) * kVolumeCurveScale;
+    AudioQueueSetParameter(queue.load(), kAudioQueueParam_Volume, float(gain));
+}
+
+double KTAudioQueuePlayer::currentFrame() const {
+    const std::int32_t start = rangeStartFrame_.load();
+    const std::int32_t playhead = playheadFrame.load();
+    if (isPlaying()) {
+        // While the last buffers drain past the range end the playhead shows the start.
+        if (playhead >= 0 && playhead < rangeNumFrames.load())
+            return double(start) + playhead;
+        return start;
+    }
+    return double(start) + playhead;
+}
+
+void KTAudioQueuePlayer::setCurrentFrame(double frame) {
+    CheckError(ExtAudioFileSeek(extAudioFile(), std::int64_t(frame)), "ExtAudioFileSeek");
+    playheadFrame.store(std::int32_t(frame - rangeStartFrame_.load()));
+}
+
+std::int32_t KTAudioQueuePlayer::currentSampleTime() const {
+    AudioTimeStamp stamp;
+    AudioQueueGetCurrentTime(queue.load(), nullptr, &stamp, nullptr);
+    return std::int32_t(stamp.mSampleTime);
+}
+
+void KTAudioQueuePlayer::setRangeStartFrameNumFrames(double start, double numFrames) {
+    CheckError(ExtAudioFileSeek(extAudioFile(), std::int64_t(start)), "ExtAudioFileSeek failed");
+    playheadFrame.store(0);
+    rangeStartFrame_.store(std::int32_t(start));
+    rangeNumFrames.store(std::int32_t(numFrames));
+}
+
+std::int32_t KTAudioQueuePlayer::rangeEndFrame() const {
+    return rangeStartFrame_.load() + rangeNumFrames.load();
+}
+
+bool KTAudioQueuePlayer::isPlaybackComplete() const {
+    return playheadFrame.load() >= rangeNumFrames.load();
+}
+
+bool KTAudioQueuePlayer::onMainThread() const {
+    return QThread::currentThread() == thread();
+}
+
+void KTAudioQueuePlayer::startPlaybackTimer() {
+    if (onMainThread())
+        startTimerOnMainThread();
+    else
+        QMetaObject::invokeMethod(
+            this, [this] { startTimerOnMainThread(); }, Qt::QueuedConnection);
+}
+
+void KTAudioQueuePlayer::stopPlaybackTimer() {
+    if (onMainThread())
+        stopTimerOnMainThread();
+    else
+        QMetaObject::invokeMethod(
+            this, [this] { stopTimerOnMainThread(); }, Qt::QueuedConnection);
+}
+
+void KTAudioQueuePlayer::startTimerOnMainThread() {
+    // A timer already running is replaced, not ended: its ticks only repeat reports.
+    playbackTimer = new QTimer(this);
+    playbackTimer->setTimerType(Qt::PreciseTimer);
+    playbackTimer->setInterval(kPlaybackTimerMilliseconds);
+    connect(playbackTimer, &QTimer::timeout, this, &KTAudioQueuePlayer::playbackTimerCallback);
+    playbackTimer->start();
+}
+
+void KTAudioQueuePlayer::stopTimerOnMainThread() {
+    if (!playbackTimer)
+        return;
+    playbackTimer->stop();
+    playbackTimer->deleteLater();
+    playbackTimer = nullptr;
+}
+
+void KTAudioQueuePlayer::playbackTimerCallback() {
+    if (!isPlaying())
+        return;
+    const std::int32_t t = currentSampleTime();
+    playheadFrame.fetch_add(t - lastSampleTime.load());
+    lastSampleTime.store(t);
+    if (KTAudioQueuePlayerDelegate* d = delegate())
+        d->playerDidMovePlayheadToFrame(this, int(currentFrame()));
+}

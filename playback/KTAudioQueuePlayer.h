@@ -1,0 +1,134 @@
+#pragma once
+
+// The looping player: plays the range [rangeStartFrame, rangeEndFrame) of one audio file
+// through an output queue with time/pitch processing, reports its playhead about 14 times
+// a second and, at the end of the range, either stops or starts the range again.
+//
+//   file read position ---> 3 queue buffers ---> time/pitch ---> device ---> heard
+//   (up to 3000 frames ahead of what is heard, plus what the stretcher holds)
+//
+// playheadFrame counts frames since rangeStartFrame. It moves by the queue's own sample
+// time at each 0.07 s timer tick, so the reported playhead is where the sound is.
+//
+// States (playing / completed): Loaded (no / yes) after setAudioFile; Playing (yes / no);
+// Paused (no / no); Draining (yes / yes) while the last buffers play out; Stopped after the
+// queue has stopped. When the queue stops, the running-state listener seeks back to the
+// range start and either plays again (looped) or reports completion, whatever stopped it,
+// so stop() on a looped player starts the range again.
+//
+// Threads:
+// - Construct, destroy and call every public method on the main thread (the thread that
+//   runs the Qt event loop the playhead timer needs), except where noted.
+// - The queue's output callback and running-state listener run on the queue's thread;
+//   the listener calls setCurrentFrame, play and the timer methods from there, the timer
+//   itself is always made and ended on the main thread.
+// - The fields shared by those threads are atomics; the file's read position is shared
+//   through the file, which serialises its own calls.
+//
+// Ownership: the player shares the audio file with its caller and owns the queue (made
+// anew for each file) and the timer. The delegate is not owned.
+//
+// Failures of platform calls go through CheckError and end the process.
+
+#include "audio/KTAudioFile.h"
+#include "platform/audio_queue/AudioQueue.h"
+#include "playback/KTAudioQueuePlayerDelegate.h"
+
+#include <QObject>
+#include <array>
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+class QTimer;
+
+class KTAudioQueuePlayer : public QObject {
+    Q_OBJECT
+
+public:
+    static constexpr int kNumberBuffers = 3;
+    static constexpr std::uint32_t kBufferFrames = 1000;
+    static constexpr std::uint32_t kBytesPerFrame = 8;
+    static constexpr std::uint32_t kBufferBytes = kBufferFrames * kBytesPerFrame;
+    static constexpr int kPlaybackTimerMilliseconds = 70;
+
+    explicit KTAudioQueuePlayer(QObject* parent = nullptr);
+    // Disposes of the queue and waits for its callbacks to end: do not destroy the player
+    // while its delegate is blocked waiting for the main thread.
+    ~KTAudioQueuePlayer() override;
+
+    std::shared_ptr<KTAudioFile> audioFile() const { return audioFile_.load(); }
+    // Takes the file and makes a new queue for it; the player is then Loaded with the
+    // whole file as its range.
+    void setAudioFile(std::shared_ptr<KTAudioFile> file);
+
+    void play();
+    void pause();
+    void stop();
+    void rewind(); // 2 seconds back
+    void ffwd();   // 2 seconds forward
+
+    void setPlaybackRate(double rate); // speed factor, 1.0 = normal
+    void setPitchShift(float cents);   // pitch without change of speed
+    void setVolume(double level);      // 1.0 = full gain, 0.0 about -27.4 dB
+
+    // The absolute frame the playhead stands on. Any thread.
+    double currentFrame() const;
+    // Seeks the file; the playhead follows. Main thread or the queue's thread.
+    void setCurrentFrame(double frame);
+    // The queue's sample time, truncated. Any thread.
+    std::int32_t currentSampleTime() const;
+
+    void setRangeStartFrameNumFrames(double start, double numFrames);
+    std::int32_t rangeStartFrame() const { return rangeStartFrame_.load(); }
+    void setRangeStartFrame(std::int32_t frame) { rangeStartFrame_.store(frame); }
+    std::int32_t rangeEndFrame() const;
+    bool isPlaybackComplete() const;
+
+    bool isPlaying() const { return playing.load(); }
+    void setPlaying(bool value) { playing.store(value); }
+    bool isLooped() const { return looped.load(); }
+    void setLooped(bool value) { looped.store(value); }
+    bool isCompleted() const { return _completed.load(); }
+    void setCompleted(bool value) { _completed.store(value); }
+
+    KTAudioQueuePlayerDelegate* delegate() const { return delegate_.load(); }
+    void setDelegate(KTAudioQueuePlayerDelegate* value) { delegate_.store(value); }
+
+    // (Re)creates the queue for the current file.
+    void setupAudioQueue();
+    // Start and end the playhead timer; from the queue's thread they are carried out on
+    // the main thread, in the order they were asked for.
+    void startPlaybackTimer();
+    void stopPlaybackTimer();
+    // One timer tick. Main thread.
+    void playbackTimerCallback();
+
+    // For diagnostics (benchmarks, tests): the current queue, null before setAudioFile.
+    platform::AudioQueueRef audioQueue() const { return queue.load(); }
+
+    // The queue's callbacks, with the player as user data.
+    static void outputCallback(void* userData, platform::AudioQueueRef queue,
+                               platform::AudioQueueBufferRef buffer);
+    static void isRunningListener(void* userData, platform::AudioQueueRef queue,
+                                  platform::AudioQueuePropertyID property);
+
+private:
+    bool onMainThread() const;
+    void startTimerOnMainThread();
+    void stopTimerOnMainThread();
+    platform::ExtAudioFileRef extAudioFile() const;
+
+    std::atomic<platform::AudioQueueRef> queue{nullptr};
+    std::array<platform::AudioQueueBufferRef, kNumberBuffers> buffers{};
+    QTimer* playbackTimer = nullptr; // main thread only
+    std::atomic<std::int32_t> playheadFrame{0};
+    std::atomic<std::int32_t> rangeStartFrame_{0};
+    std::atomic<std::int32_t> rangeNumFrames{0};
+    std::atomic<std::int32_t> lastSampleTime{0};
+    std::atomic<bool> playing{false};
+    std::atomic<bool> looped{false};
+    std::atomic<bool> _completed{false};
+    std::atomic<std::shared_ptr<KTAudioFile>> audioFile_;
+    std::atomic<KTAudioQueuePlayerDelegate*> delegate_{nullptr};
+};
