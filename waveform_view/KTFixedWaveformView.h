@@ -144,6 +144,7 @@ private:
 
     void loadTextures();
     void releaseGLResources();
+    void setBlending();
     void fillBackground();
     void drawWaveform();
     void drawInactiveOverlays();

@@ -119,6 +119,12 @@ void KTFixedWaveformView::paintGL() {
     glFlush();
 }
 
+void KTFixedWaveformView::setBlending() {
+    // Colours blend by their alpha; the framebuffer's own alpha stays at the background's
+    // 1, so the frame composes (and is grabbed) as the opaque picture it is.
+    glBlendFuncSeparate(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA, GL_ZERO, GL_ONE);
+}
+
 void KTFixedWaveformView::fillBackground() {
     glMatrixMode(GL_PROJECTION);
     glPushMatrix();
@@ -154,7 +160,7 @@ void KTFixedWaveformView::drawInactiveOverlays() {
     glMatrixMode(GL_MODELVIEW);
     glLoadIdentity();
     glEnable(GL_BLEND);
-    glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    setBlending();
     // The margin left of the waveform area is dimmed too; the dimming stops one pixel
     // short of the range start.
     const double start = rangeStartPixel() - 1.0;
@@ -253,7 +259,7 @@ void KTFixedWaveformView::drawDropzone() {
     glEnable(GL_TEXTURE_2D);
     glDisable(GL_MULTISAMPLE);
     glEnable(GL_BLEND);
-    glBlendFunc(GL_SRC_ALPHA, GL_ONE_MINUS_SRC_ALPHA);
+    setBlending();
     glColor4f(1.0f, 1.0f, 1.0f, 1.0f);
 
     const int half = kDropzoneHalfSize;

@@ -42,7 +42,6 @@ Rgb backgroundAt(int row, int height) {
     return mix(kBackgroundTop, kBackgroundBottom, up);
 }
 
-// The framebuffer's colour channels as drawn; its alpha is not shown on screen.
 Rgb pixelAt(const QImage& image, int x, int y) {
     const QRgb value = image.pixel(x, y);
     return {static_cast<double>(qRed(value)), static_cast<double>(qGreen(value)),
@@ -67,15 +66,14 @@ bool isWhite(const Rgb& colour) {
 }
 
 QImage grab(KTFixedWaveformView& view) {
-    QImage image = view.grabFramebuffer();
-    // Only the colour channels count; the raw values are what reached the framebuffer.
-    if (image.format() == QImage::Format_ARGB32_Premultiplied ||
-        image.format() == QImage::Format_ARGB32)
-        image.reinterpretAsFormat(QImage::Format_RGB32);
-    else if (image.format() == QImage::Format_RGBA8888_Premultiplied ||
-             image.format() == QImage::Format_RGBA8888)
-        image.reinterpretAsFormat(QImage::Format_RGBX8888);
-    return image;
+    return view.grabFramebuffer();
+}
+
+// Blending leaves the frame opaque, or the window would show (and grab) it wrongly.
+testing::AssertionResult opaque(const QImage& image, int x, int y) {
+    if (qAlpha(image.pixel(x, y)) == 255)
+        return testing::AssertionSuccess();
+    return testing::AssertionFailure() << "alpha " << qAlpha(image.pixel(x, y));
 }
 
 // 600 peak samples over a 600-pixel area: 200 buckets of 3 samples, 3 pixels each.
@@ -140,6 +138,8 @@ TEST_F(RenderingTest, OutsideTheRangeIsDimmedEvenlyBeforeAndLighterBelowAfter) {
         EXPECT_TRUE(near(pixelAt(image, 100, row), mix(background, kWaveform, 0.95)));
         EXPECT_TRUE(near(pixelAt(image, 500, row), mix(background, kWaveform, 0.80 + 0.10 * up)));
         EXPECT_TRUE(isWaveform(pixelAt(image, 300, row)));
+        EXPECT_TRUE(opaque(image, 100, row));
+        EXPECT_TRUE(opaque(image, 500, row));
         // The edges (under the grips' gaps): one undimmed pixel before the start, dimming
         // from the end on.
         EXPECT_TRUE(near(pixelAt(image, 205, row), mix(background, kWaveform, 0.95)));
@@ -185,6 +185,8 @@ TEST_P(RangeFrameRendering, GripsAlwaysEdgesAndTopLineOnlyWhenThereIsRoom) {
     // The solid grips at both ends of both edges.
     for (int row : {5, bottom - 5}) {
         EXPECT_TRUE(isWhite(pixelAt(image, start - 8, row))) << row;
+        for (int x = start - 16; x < end + 16; ++x)
+            ASSERT_TRUE(opaque(image, x, row)) << x;
         EXPECT_TRUE(isWhite(pixelAt(image, end + 8, row))) << row;
     }
     // The edge lines: the first two and the last two columns of the range.
@@ -300,6 +302,8 @@ TEST_F(DropzoneTest, EmptyViewShowsTheCentredPictureWithItsTray) {
     EXPECT_TRUE(isWhite(pixelAt(image, centreX, top + 198)));
     EXPECT_TRUE(near(pixelAt(image, centreX, top + 262), backgroundAt(top + 262, image.height())));
     EXPECT_TRUE(near(pixelAt(image, 20, 20), backgroundAt(20, image.height())));
+    for (int y = top; y < top + 256; y += 3)
+        ASSERT_TRUE(opaque(image, centreX + 60, y)) << y;
 }
 
 class ArrowOffset : public DropzoneTest, public testing::WithParamInterface<float> {};
