@@ -410,52 +410,44 @@ bool AudioDecoder::decodeMore() {
 }
 
 // Converts one decoded frame and keeps the part from the read position to the end of
-// the recording.
+// the recording, in its place: a frame that starts later than the one before it ended
+// follows a packet that could not be decoded, and silence keeps the time where that
+// packet's sound was.
 void AudioDecoder::takeFrame(const AVFrame* decoded) {
     const std::int64_t timestamp =
         decoded->pts != AV_NOPTS_VALUE ? decoded->pts : decoded->best_effort_timestamp;
     std::int64_t start;
-    if (timestamp != AV_NOPTS_VALUE) {
+    if (timestamp != AV_NOPTS_VALUE)
         start = toSamples(timestamp) - labelOffset;
-    } else if (positionKnown) {
+    else if (positionKnown)
         start = nextRawSample;
-    } else {
+    else
         return; // no way to tell where this frame belongs; a later one will say
-    }
     const std::int64_t frames = decoded->nb_samples;
-    const std::int64_t wantedRaw = firstSample + readPosition;
-    const std::int64_t endRaw = firstSample + length;
-
-    // A frame that starts later than expected follows a packet that could not be decoded:
-    // keep the timing by putting silence where that packet's sound was.
-    if (positionKnown && start > nextRawSample) {
-        const std::int64_t gapStart = std::max(nextRawSample, wantedRaw);
-        const std::int64_t gapEnd = std::min(start, endRaw);
-        if (gapEnd > gapStart &&
-            pendingStart + std::int64_t(pending.size() / 2) == gapStart - firstSample)
-            pending.resize(pending.size() + std::size_t(gapEnd - gapStart) * 2, 0.0f);
-    }
     positionKnown = true;
     nextRawSample = start + frames;
 
-    const std::int64_t keepFrom = std::max(start, wantedRaw);
-    const std::int64_t keepTo = std::min(start + frames, endRaw);
-    if (keepTo <= keepFrom)
-        return;
     if (pending.size() / 2 == pendingOffset) {
         pending.clear();
         pendingOffset = 0;
-        pendingStart = keepFrom - firstSample;
-    } else if (pendingStart + std::int64_t(pending.size() / 2) != keepFrom - firstSample) {
-        return; // overlaps what is already there
+        pendingStart = readPosition;
     }
+    const std::int64_t expected = firstSample + pendingStart + std::int64_t(pending.size() / 2);
+    const std::int64_t endRaw = firstSample + length;
+    const std::int64_t keepFrom = std::max(start, expected);
+    const std::int64_t keepTo = std::min(start + frames, endRaw);
+    if (keepTo <= keepFrom)
+        return;
+    if (keepFrom > expected)
+        pending.resize(pending.size() + std::size_t(keepFrom - expected) * 2, 0.0f);
+
     const std::size_t before = pending.size();
     if (!converter.convert(decoded, pending)) {
         pending.resize(before);
         noteCorruptPacket();
         return;
     }
-    // Drop the converted frames outside [keepFrom, keepTo).
+    // Keep only the converted frames in [keepFrom, keepTo).
     const auto head = std::size_t(keepFrom - start) * 2;
     const auto kept = std::size_t(keepTo - keepFrom) * 2;
     if (head > 0)
