@@ -4,6 +4,8 @@
 
 #include <QTest>
 #include <gtest/gtest.h>
+#include <ostream>
+#include <string>
 
 namespace {
 
@@ -28,6 +30,11 @@ struct Ticks {
     int numberOfTickMarks;
 };
 
+void PrintTo(const Ticks& t, std::ostream* out) {
+    *out << "position " << t.position << ", interval " << t.interval << ", marks "
+         << t.numberOfTickMarks;
+}
+
 class SliderTicks : public SliderTest, public testing::WithParamInterface<Ticks> {};
 
 TEST_P(SliderTicks, AreNeverDrawn) {
@@ -43,7 +50,12 @@ INSTANTIATE_TEST_SUITE_P(Settings, SliderTicks,
                          testing::Values(Ticks{QSlider::TicksAbove, 10, 0},
                                          Ticks{QSlider::TicksBothSides, 1, 0},
                                          Ticks{QSlider::NoTicks, 0, 11},
-                                         Ticks{QSlider::TicksBelow, 25, 5}));
+                                         Ticks{QSlider::TicksBelow, 25, 5}),
+                         [](const auto& info) {
+                             return "position" + std::to_string(info.param.position) + "_interval" +
+                                    std::to_string(info.param.interval) + "_marks" +
+                                    std::to_string(info.param.numberOfTickMarks);
+                         });
 
 class SliderTrack : public SliderTest, public testing::WithParamInterface<int> {};
 

@@ -6,6 +6,8 @@
 #include <QTest>
 #include <functional>
 #include <gtest/gtest.h>
+#include <ostream>
+#include <string>
 
 namespace {
 
@@ -34,6 +36,23 @@ struct TimeCase {
     const char* text;
 };
 
+void PrintTo(const TimeCase& c, std::ostream* out) {
+    *out << c.seconds << " s";
+}
+
+// "61.5" as a test name: "61_5".
+std::string nameOf(float value) {
+    std::string name = std::to_string(value);
+    name.erase(name.find_last_not_of('0') + 1);
+    if (!name.empty() && name.back() == '.') {
+        name.pop_back();
+    }
+    for (char& c : name) {
+        c = c == '.' ? '_' : (c == '-' ? 'm' : c);
+    }
+    return name;
+}
+
 class TimeReading : public TimerViewTest, public testing::WithParamInterface<TimeCase> {};
 
 TEST_P(TimeReading, ShowsMinutesSecondsAndHundredths) {
@@ -44,13 +63,18 @@ TEST_P(TimeReading, ShowsMinutesSecondsAndHundredths) {
 INSTANTIATE_TEST_SUITE_P(Times, TimeReading,
                          testing::Values(TimeCase{0.0f, "0:00.00"}, TimeCase{61.5f, "1:01.50"},
                                          TimeCase{599.25f, "9:59.25"},
-                                         TimeCase{3600.0f, "60:00.00"}));
+                                         TimeCase{3600.0f, "60:00.00"}),
+                         [](const auto& info) { return "s" + nameOf(info.param.seconds); });
 
 struct FlashCase {
     int type;
     float value;
     const char* text;
 };
+
+void PrintTo(const FlashCase& c, std::ostream* out) {
+    *out << "type " << c.type << ", value " << c.value;
+}
 
 class FlashReading : public TimerViewTest, public testing::WithParamInterface<FlashCase> {};
 
@@ -67,7 +91,14 @@ INSTANTIATE_TEST_SUITE_P(Flashes, FlashReading,
                                          FlashCase{KTTimerView::kFlashPercentage, 5.0f, "05%"},
                                          FlashCase{KTTimerView::kFlashPercentage, 100.0f, "100%"},
                                          FlashCase{KTTimerView::kFlashPercentage, 250.0f, "250%"},
-                                         FlashCase{7, 3.0f, ""}));
+                                         FlashCase{7, 3.0f, ""}),
+                         [](const auto& info) {
+                             const char* kind =
+                                 info.param.type == KTTimerView::kFlashPitch        ? "pitch"
+                                 : info.param.type == KTTimerView::kFlashPercentage ? "percent"
+                                                                                    : "unknown";
+                             return kind + nameOf(info.param.value);
+                         });
 
 // Polls until the view shows `text`; returns the milliseconds `clock` read then, or -1.
 qint64 waitUntilShown(const std::function<std::string()>& read, const std::string& text,
