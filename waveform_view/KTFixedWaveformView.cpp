@@ -34,6 +34,8 @@ KTFixedWaveformView::KTFixedWaveformView(QWidget* parent) : QOpenGLWidget(parent
 }
 
 KTFixedWaveformView::~KTFixedWaveformView() {
+    // The base class destroys the context after this part of the object is gone.
+    disconnect(contextDestroyed_);
     if (glReady_) {
         makeCurrent();
         releaseGLResources();

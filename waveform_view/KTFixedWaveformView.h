@@ -170,6 +170,7 @@ private:
     float draggingDirection_ = 0.0f;
 
     bool glReady_ = false;
+    QMetaObject::Connection contextDestroyed_;
     GLuint handleTexture_ = 0;
     std::array<GLuint, 2> dropzoneTextures_{};
     std::array<GLuint, 9> rangeTextures_{};

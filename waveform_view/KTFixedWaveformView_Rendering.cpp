@@ -51,7 +51,8 @@ void KTFixedWaveformView::initializeGL() {
     glReady_ = true;
     if (waveform_)
         waveform_->totalBuckets = 0;
-    connect(context(), &QOpenGLContext::aboutToBeDestroyed, this, [this] {
+    disconnect(contextDestroyed_);
+    contextDestroyed_ = connect(context(), &QOpenGLContext::aboutToBeDestroyed, this, [this] {
         makeCurrent();
         releaseGLResources();
         doneCurrent();
