@@ -1,0 +1,259 @@
+// The player's states, ranges, loops and transport on the offline device, pulled by hand.
+
+#include "tests/playback/PlayerHarness.h"
+#include "tests/playback/SignalAnalysis.h"
+#include "tests/support/Signals.h"
+
+#include <cmath>
+
+namespace playback_test {
+namespace {
+
+using test_support::makeSine;
+
+// The stretcher fades in over its first window and rings out over its last; measurements
+// of pitch and level skip that much at both ends.
+constexpr std::size_t kEdge = 4096;
+
+struct State {
+    bool playing;
+    bool completed;
+};
+State stateOf(const KTAudioQueuePlayer& p) {
+    return {p.isPlaying(), p.isCompleted()};
+}
+bool operator==(State a, State b) {
+    return a.playing == b.playing && a.completed == b.completed;
+}
+void PrintTo(State s, std::ostream* os) {
+    *os << "{playing " << s.playing << ", completed " << s.completed << "}";
+}
+constexpr State kLoaded{false, true}, kPlaying{true, false}, kPaused{false, false},
+    kDraining{true, true}, kStopped{false, true};
+
+TEST_F(PlayerTest, WalksThroughTheStateTable) {
+    load(makeSine(2 * kRate, 2, kRate, 440), "states");
+    EXPECT_EQ(stateOf(*player), kLoaded);
+    EXPECT_EQ(player->rangeStartFrame(), 0);
+    EXPECT_EQ(player->rangeEndFrame(), 2 * kRate);
+
+    player->play();
+    EXPECT_EQ(stateOf(*player), kPlaying);
+    renderFrames(kRate / 2);
+    player->pause();
+    EXPECT_EQ(stateOf(*player), kPaused);
+    // Paused: the device gets nothing and the playhead stays.
+    const int before = int(player->currentFrame());
+    std::vector<float> block(2 * 4096);
+    EXPECT_EQ(device->pullPlayed(block.data(), 4096), 0u);
+    EXPECT_EQ(int(player->currentFrame()), before);
+
+    player->play();
+    EXPECT_EQ(stateOf(*player), kPlaying);
+    bool sawDraining = false;
+    render(
+        [&] {
+            sawDraining |= stateOf(*player) == kDraining;
+            return delegate.completions.load() > 0;
+        },
+        10 * kRate);
+    EXPECT_TRUE(sawDraining);
+    EXPECT_EQ(stateOf(*player), kStopped);
+    EXPECT_EQ(delegate.completions.load(), 1);
+    // The listener reports from the queue's thread; the controller-like delegate gets it on
+    // the main thread without a deadlock.
+    EXPECT_TRUE(delegate.completionThreadWasQueueThread.load());
+    EXPECT_TRUE(delegate.completedOnMainThread.load());
+    EXPECT_EQ(player->currentFrame(), 0.0);
+}
+
+TEST_F(PlayerTest, PauseWhileDrainingDoesNothing) {
+    load(makeSine(kRate, 2, kRate, 440), "drain");
+    player->setRangeStartFrameNumFrames(0, 2500); // fewer frames than the three buffers hold
+    player->play();
+    // The queue takes the buffers as it needs them; the read that finds the range used up
+    // follows shortly, with nothing pulled yet.
+    ASSERT_TRUE(waitUntil([&] { return stateOf(*player) == kDraining; }));
+    player->pause();
+    EXPECT_EQ(stateOf(*player), kDraining);
+    renderToCompletion();
+    EXPECT_EQ(stateOf(*player), kStopped);
+}
+
+// A range plays out at `rate` in range length / rate frames, with its sine at the same
+// pitch; a pitch shift moves the sine by exactly that many cents and leaves the length.
+struct RateCase {
+    double rate;
+    double cents;
+};
+class RatePitchTest : public PlayerTest, public ::testing::WithParamInterface<RateCase> {};
+
+TEST_P(RatePitchTest, KeepsDurationAndMovesPitchOnlyByTheShift) {
+    const auto [rate, shift] = GetParam();
+    constexpr double kTone = 440;
+    load(makeSine(6 * kRate, 2, kRate, kTone), "tone440");
+    const int start = kRate / 2, length = 3 * kRate;
+    player->setRangeStartFrameNumFrames(start, length);
+    player->setPlaybackRate(rate);
+    player->setPitchShift(float(shift));
+    player->play();
+    const std::vector<float> out = renderToCompletion(std::size_t(length / rate) + 10 * kRate);
+    const std::vector<float> left = channelOf(out, 0);
+
+    const double expectedFrames = length / rate;
+    EXPECT_NEAR(double(left.size()), expectedFrames, 0.005 * expectedFrames);
+    const double measured = sineFrequency(left, kRate, kEdge, left.size() - kEdge);
+    EXPECT_NEAR(cents(measured, kTone), shift, 1.0) << "measured " << measured << " Hz";
+}
+
+INSTANTIATE_TEST_SUITE_P(Rates, RatePitchTest,
+                         ::testing::Values(RateCase{0.25, 0}, RateCase{0.5, 0}, RateCase{1.0, 0},
+                                           RateCase{1.5, 0}, RateCase{2.0, 0}, RateCase{1.0, 700},
+                                           RateCase{1.0, -1200}, RateCase{0.5, 1200}),
+                         [](const auto& info) {
+                             return "rate" + std::to_string(int(info.param.rate * 100)) + "_cents" +
+                                    (info.param.cents < 0 ? "minus" : "") +
+                                    std::to_string(int(std::fabs(info.param.cents)));
+                         });
+
+TEST_F(PlayerTest, LoopedRangePlaysAgainUntilTheLoopIsCleared) {
+    load(makeSine(2 * kRate, 2, kRate, 440), "loop");
+    const int length = kRate / 2;
+    player->setRangeStartFrameNumFrames(kRate / 4, length);
+    player->setLooped(true);
+    player->play();
+    std::vector<float> out = render([&] { return stopCounter.stops.load() >= 3; }, 10 * kRate);
+    EXPECT_EQ(delegate.completions.load(), 0);
+    EXPECT_TRUE(waitUntil([&] { return player->isPlaying(); }));
+    player->setLooped(false);
+    const std::vector<float> rest = renderToCompletion();
+    out.insert(out.end(), rest.begin(), rest.end());
+    EXPECT_EQ(delegate.completions.load(), 1);
+    EXPECT_EQ(stopCounter.stops.load(), 4);
+    EXPECT_NEAR(double(out.size() / 2), 4.0 * length, 0.005 * 4 * length);
+}
+
+TEST_F(PlayerTest, RangeOfZeroFramesCompletesAtOnceOrLoops) {
+    load(makeSine(kRate, 2, kRate, 440), "empty-range");
+    player->setRangeStartFrameNumFrames(1000, 0);
+    player->play();
+    EXPECT_TRUE(renderToCompletion().empty());
+    EXPECT_EQ(stateOf(*player), kStopped);
+
+    // Looped: each empty pass stops the queue and the listener plays again.
+    player->setLooped(true);
+    const int stopsBefore = stopCounter.stops.load();
+    player->play();
+    EXPECT_TRUE(waitUntil([&] { return stopCounter.stops.load() >= stopsBefore + 3; }));
+    player->setLooped(false);
+    EXPECT_TRUE(waitUntil([&] { return delegate.completions.load() == 2; }));
+    EXPECT_EQ(player->currentFrame(), 1000.0);
+}
+
+TEST_F(PlayerTest, StopOnLoopedPlayerStartsTheRangeAgain) {
+    load(makeSine(2 * kRate, 2, kRate, 440), "stop-looped");
+    player->setLooped(true);
+    player->play();
+    renderFrames(kRate / 4);
+    player->stop();
+    EXPECT_FALSE(player->isPlaying());
+    renderFrames(kRate / 2);
+    EXPECT_TRUE(waitUntil([&] { return player->isPlaying(); }));
+    EXPECT_EQ(delegate.completions.load(), 0);
+}
+
+// rewind and ffwd move 2 seconds and stop at the range ends, asymmetrically: past the end
+// gives the last frame, exactly on the end stays there.
+struct MoveCase {
+    const char* name;
+    int rangeStart, rangeLength, playhead;
+    bool forward;
+    int expectedPlayhead;
+};
+class TransportTest : public PlayerTest, public ::testing::WithParamInterface<MoveCase> {};
+
+TEST_P(TransportTest, MovesTwoSecondsWithinTheRange) {
+    const MoveCase c = GetParam();
+    load(makeSine(12 * kRate, 2, kRate, 440), "transport");
+    player->setRangeStartFrameNumFrames(c.rangeStart, c.rangeLength);
+    player->setCurrentFrame(c.rangeStart + c.playhead);
+    c.forward ? player->ffwd() : player->rewind();
+    EXPECT_EQ(player->currentFrame(), double(c.rangeStart + c.expectedPlayhead));
+    ASSERT_FALSE(delegate.moves.empty());
+    EXPECT_EQ(delegate.moves.back(), c.rangeStart + c.expectedPlayhead);
+    std::int64_t position = -1;
+    platform::ExtAudioFileTell(file->extAudioFile(), &position);
+    EXPECT_EQ(position, c.rangeStart + c.expectedPlayhead);
+}
+
+constexpr int kRate = PlayerTest::kRate;
+INSTANTIATE_TEST_SUITE_P(
+    Ends, TransportTest,
+    ::testing::Values(MoveCase{"RewindInside", 1000, 5 * kRate, 3 * kRate, false, kRate},
+                      MoveCase{"RewindAtStart", 1000, 5 * kRate, 0, false, 0},
+                      MoveCase{"RewindPastStart", 1000, 5 * kRate, kRate, false, 0},
+                      MoveCase{"FfwdInside", 1000, 5 * kRate, kRate, true, 3 * kRate},
+                      MoveCase{"FfwdPastEnd", 1000, 5 * kRate, 4 * kRate, true, 5 * kRate - 1},
+                      MoveCase{"FfwdExactlyOnEnd", 1000, 5 * kRate, 3 * kRate, true, 5 * kRate}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+TEST_F(PlayerTest, ReadPositionPastTheRangeEndReadsOnToTheFileEnd) {
+    load(makeSine(3 * kRate, 2, kRate, 440), "past-end");
+    player->setRangeStartFrameNumFrames(0, kRate);
+    player->setCurrentFrame(2 * kRate);
+    player->play();
+    const std::vector<float> out = renderToCompletion();
+    // Unsigned arithmetic: full buffers are read until the file itself runs out.
+    EXPECT_NEAR(double(out.size() / 2), double(kRate), 0.005 * kRate);
+}
+
+TEST_F(PlayerTest, SeekWhilePlayingIsHeardWithinTheQueuedBuffers) {
+    // Two tones: 440 Hz for 2 s, then 880 Hz.
+    test_support::Signal signal = makeSine(2 * kRate, 2, kRate, 440);
+    const test_support::Signal high = makeSine(2 * kRate, 2, kRate, 880);
+    signal.samples.insert(signal.samples.end(), high.samples.begin(), high.samples.end());
+    load(signal, "two-tones");
+    player->play();
+    renderFrames(kRate / 2);
+    player->setCurrentFrame(2 * kRate + kRate / 2);
+    const std::vector<float> after = channelOf(renderFrames(kRate), 0);
+    // The three queued buffers and the stretcher's delay still hold the old tone; after
+    // that the new one must be playing.
+    const std::size_t settled = 3000 + 2 * 2048 + 1024;
+    EXPECT_NEAR(sineFrequency(after, kRate, settled, settled + kRate / 4), 880.0, 1.0);
+    // And the playhead follows the jump.
+    EXPECT_TRUE(
+        waitUntil([&] { return !delegate.moves.empty() && delegate.moves.back() > 2 * kRate; }));
+}
+
+TEST_F(PlayerTest, PlayheadReportsTrackTheHeardFrames) {
+    load(makeSine(4 * kRate, 2, kRate, 440), "playhead");
+    player->setPlaybackRate(0.5);
+    player->play();
+    const std::vector<float> out = renderFrames(2 * kRate);
+    // Make sure a tick has run after the last pull.
+    QThread::msleep(100);
+    QCoreApplication::processEvents();
+    ASSERT_FALSE(delegate.moves.empty());
+    // 2 s of output at half speed is 1 s of the file, give or take one pulled block.
+    EXPECT_NEAR(player->currentFrame(), double(out.size() / 2) * 0.5, 512);
+}
+
+TEST_F(PlayerTest, VolumeLevelsMapToTheirGains) {
+    load(makeSine(2 * kRate, 2, kRate, 440, 0.5), "volume");
+    auto levelAt = [&](double volume) {
+        player->setRangeStartFrameNumFrames(0, kRate);
+        player->setVolume(volume);
+        player->play();
+        const std::vector<float> left = channelOf(renderToCompletion(), 0);
+        delegate.completions.store(0);
+        return rms(left, kEdge, left.size() - kEdge);
+    };
+    const double full = levelAt(1.0);
+    const double lowest = levelAt(0.0);
+    EXPECT_NEAR(full, 0.5 / std::sqrt(2.0), 0.01);
+    EXPECT_NEAR(lowest / full, 0.04270657483438783, 0.0005);
+}
+
+} // namespace
+} // namespace playback_test

@@ -1,0 +1,101 @@
+#include "tests/playback/SignalAnalysis.h"
+
+#include <cmath>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+namespace playback_test {
+
+std::vector<float> channelOf(const std::vector<float>& stereo, int channel) {
+    std::vector<float> mono(stereo.size() / 2);
+    for (std::size_t i = 0; i < mono.size(); ++i)
+        mono[i] = stereo[2 * i + std::size_t(channel)];
+    return mono;
+}
+
+double sineFrequency(const std::vector<float>& mono, double sampleRate, std::size_t begin,
+                     std::size_t end) {
+    end = std::min(end, mono.size());
+    double first = -1, last = -1;
+    std::size_t count = 0;
+    for (std::size_t i = begin + 1; i < end; ++i) {
+        if (mono[i - 1] < 0 && mono[i] >= 0) {
+            const double t = double(i - 1) + double(-mono[i - 1]) / double(mono[i] - mono[i - 1]);
+            if (first < 0)
+                first = t;
+            last = t;
+            ++count;
+        }
+    }
+    if (count < 2)
+        return 0;
+    return double(count - 1) * sampleRate / (last - first);
+}
+
+double rms(const std::vector<float>& mono, std::size_t begin, std::size_t end) {
+    end = std::min(end, mono.size());
+    if (end <= begin)
+        return 0;
+    double sum = 0;
+    for (std::size_t i = begin; i < end; ++i)
+        sum += double(mono[i]) * mono[i];
+    return std::sqrt(sum / double(end - begin));
+}
+
+std::pair<std::size_t, std::size_t> audibleSpan(const std::vector<float>& mono, float threshold) {
+    std::size_t first = mono.size(), last = 0;
+    for (std::size_t i = 0; i < mono.size(); ++i) {
+        if (std::fabs(mono[i]) > threshold) {
+            first = std::min(first, i);
+            last = i + 1;
+        }
+    }
+    return first < last ? std::pair{first, last} : std::pair<std::size_t, std::size_t>{0, 0};
+}
+
+double cents(double frequency, double reference) {
+    return 1200.0 * std::log2(frequency / reference);
+}
+
+FloatWav readFloatWav(const std::filesystem::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    const std::vector<char> bytes((std::istreambuf_iterator<char>(in)),
+                                  std::istreambuf_iterator<char>());
+    auto u32 = [&](std::size_t at) {
+        std::uint32_t v;
+        std::memcpy(&v, bytes.data() + at, 4);
+        return v;
+    };
+    auto u16 = [&](std::size_t at) {
+        std::uint16_t v;
+        std::memcpy(&v, bytes.data() + at, 2);
+        return v;
+    };
+    if (bytes.size() < 12 || std::memcmp(bytes.data(), "RIFF", 4) != 0)
+        throw std::runtime_error("not a WAV file: " + path.string());
+    FloatWav wav;
+    std::size_t at = 12;
+    while (at + 8 <= bytes.size()) {
+        const std::string id(bytes.data() + at, 4);
+        std::size_t size = u32(at + 4);
+        if (id == "fmt ") {
+            wav.channels = u16(at + 10);
+            wav.sampleRate = int(u32(at + 12));
+            if (u16(at + 22) != 32)
+                throw std::runtime_error("not 32-bit float: " + path.string());
+        } else if (id == "data") {
+            // A recorder killed mid-stream leaves the size unwritten: take what is there.
+            if (size == 0 || size == 0xffffffffu || at + 8 + size > bytes.size())
+                size = bytes.size() - at - 8;
+            wav.samples.resize(size / 4);
+            std::memcpy(wav.samples.data(), bytes.data() + at + 8, wav.samples.size() * 4);
+            return wav;
+        }
+        at += 8 + size + (size & 1);
+    }
+    throw std::runtime_error("no data chunk: " + path.string());
+}
+
+} // namespace playback_test
