@@ -106,6 +106,7 @@ bool RtAudioDevice::openStream(double preferredSampleRate) {
             rate.store(actual > 0 ? actual : ask);
             streamFailed.store(false);
             callbacks.store(0);
+            openedAt.store(std::chrono::steady_clock::now());
             rtAudio = std::move(candidate);
             rtAudio->startStream();
             opened.store(true);
@@ -166,7 +167,10 @@ void RtAudioDevice::clockThreadMain() {
                 lastCallbacks = count;
                 lastCallbackSeen = now;
             }
-            const bool stalled = now - lastCallbackSeen > milliseconds(500);
+            // A freshly opened stream may wait a second or more for the server before its
+            // callbacks flow; only a longer silence of the callback means the device is gone.
+            const auto limit = now - openedAt.load() < seconds(4) ? seconds(4) : seconds(2);
+            const bool stalled = now - lastCallbackSeen > limit;
             if (!streamFailed.load() && !stalled)
                 continue;
             // The device went away: go on without it until the next prepareToPlay.

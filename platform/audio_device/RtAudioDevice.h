@@ -18,6 +18,7 @@
 #include "platform/audio_device/AudioDevice.h"
 
 #include <atomic>
+#include <chrono>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -60,6 +61,7 @@ private:
     std::atomic<bool> streamFailed{false};
     std::atomic<bool> silentLogged{false};
     std::atomic<std::uint64_t> callbacks{0};
+    std::atomic<std::chrono::steady_clock::time_point> openedAt{};
     std::atomic<bool> quit{false};
     std::vector<float> callbackScratch;
     std::thread clock;

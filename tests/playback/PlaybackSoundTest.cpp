@@ -1,0 +1,102 @@
+// End to end through a real sound server: the player on the real output device, the
+// server's null sink recorded from its monitor with parecord, the recording measured.
+// Needs a PulseAudio server with a sink "null" (scripts/services.sh starts one).
+
+#include "audio/KTAudioFile.h"
+#include "platform/audio_device/AudioDevice.h"
+#include "playback/KTAudioQueuePlayer.h"
+#include "tests/playback/SignalAnalysis.h"
+#include "tests/support/Fixtures.h"
+#include "tests/support/Signals.h"
+
+#include <QCoreApplication>
+#include <QThread>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace playback_test {
+namespace {
+
+class Completion : public KTAudioQueuePlayerDelegate {
+public:
+    void playerDidCompletePlayback(KTAudioQueuePlayer*) override { done.store(true); }
+    std::atomic<bool> done{false};
+};
+
+// parecord writing the null sink's monitor to a float WAV until stopped.
+class MonitorRecording {
+public:
+    explicit MonitorRecording(const std::filesystem::path& path) {
+        pid = fork();
+        if (pid == 0) {
+            execlp("parecord", "parecord", "--device=null.monitor", "--file-format=wav",
+                   "--format=float32le", "--rate=44100", "--channels=2", path.c_str(),
+                   static_cast<char*>(nullptr));
+            _exit(127);
+        }
+    }
+    ~MonitorRecording() { stop(); }
+    void stop() {
+        if (pid <= 0)
+            return;
+        kill(pid, SIGINT);
+        int status = 0;
+        waitpid(pid, &status, 0);
+        pid = -1;
+    }
+
+private:
+    pid_t pid = -1;
+};
+
+TEST(PlaybackSound, HalfSpeedOctaveUpThroughTheNullSink) {
+    ASSERT_EQ(test_support::run("pactl info >/dev/null 2>&1"), 0)
+        << "no PulseAudio server: source scripts/services.sh first";
+    ASSERT_EQ(test_support::run("pactl list short sinks | grep -q null"), 0) << "no sink \"null\"";
+    test_support::run("pactl set-default-sink null");
+
+    constexpr int kRate = 44100;
+    const auto fixture =
+        test_support::makeFixture(test_support::makeSine(2 * kRate, 2, kRate, 440, 0.5),
+                                  test_support::encoding("wavf32"), "sound440");
+    const auto recordingPath = test_support::fixtureDirectory() / "null-monitor-recording.wav";
+    std::filesystem::remove(recordingPath);
+
+    Completion completion;
+    KTAudioQueuePlayer player;
+    player.setDelegate(&completion);
+    {
+        // The recorder runs before the player's first frame, so the whole sound is on it.
+        MonitorRecording recording(recordingPath);
+        QThread::msleep(500); // let the recorder connect before anything plays
+        player.setAudioFile(std::make_shared<KTAudioFile>(fixture.string()));
+        player.setPlaybackRate(0.5);
+        player.setPitchShift(1200);
+        player.play();
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (!completion.done.load() && std::chrono::steady_clock::now() < deadline) {
+            QCoreApplication::processEvents();
+            QThread::msleep(5);
+        }
+        QThread::msleep(500);
+        recording.stop();
+    }
+    ASSERT_TRUE(completion.done.load());
+
+    const FloatWav wav = readFloatWav(recordingPath);
+    ASSERT_EQ(wav.channels, 2);
+    const std::vector<float> left = channelOf(wav.samples, 0);
+    const auto [first, last] = audibleSpan(left, 0.05f);
+    const double seconds = double(last - first) / wav.sampleRate;
+    EXPECT_NEAR(seconds, 4.0, 0.08) << "twice the 2 s of the file";
+    const std::size_t edge = std::size_t(0.2 * wav.sampleRate);
+    const double frequency = sineFrequency(left, wav.sampleRate, first + edge, last - edge);
+    EXPECT_NEAR(cents(frequency, 880.0), 0.0, 1.0) << frequency << " Hz";
+}
+
+} // namespace
+} // namespace playback_test
