@@ -160,14 +160,10 @@ private:
     std::int32_t playheadFrame_ = 0;
     std::int32_t rangeStartFrame_ = 0;
     std::int32_t rangeEndFrame_ = 0;
-    // Kept for the mouse handling: grab offset, what was grabbed, and the range drag.
-    float handleOffset_ = 0.0f;
-    std::int32_t activeArea_ = 0;
+    // TODO: the mouse handling adds its grab offset, grabbed area and range-drag state here.
     bool dragging_ = false;
     bool scrolling_ = false;
     bool autoscrolling_ = false;
-    bool draggingRange_ = false;
-    float draggingDirection_ = 0.0f;
 
     bool glReady_ = false;
     QMetaObject::Connection contextDestroyed_;

@@ -7,6 +7,8 @@
 #include <QScrollBar>
 #include <QTest>
 #include <gtest/gtest.h>
+#include <ostream>
+#include <string>
 
 using waveform_view_test::makeWaveform;
 using waveform_view_test::ViewWindow;
@@ -32,6 +34,10 @@ struct PixelCase {
     double pixel;
 };
 
+void PrintTo(const PixelCase& c, std::ostream* out) {
+    *out << "frame " << c.frame << " at pixel " << c.pixel;
+}
+
 class FramePixelMapping : public GeometryTest, public testing::WithParamInterface<PixelCase> {};
 
 TEST_P(FramePixelMapping, FloorsFramesToPixelsAndTruncatesBack) {
@@ -47,7 +53,10 @@ TEST_P(FramePixelMapping, FloorsFramesToPixelsAndTruncatesBack) {
 INSTANTIATE_TEST_SUITE_P(, FramePixelMapping,
                          testing::Values(PixelCase{0, 25.0}, PixelCase{999, 25.0},
                                          PixelCase{1000, 26.0}, PixelCase{123456, 148.0},
-                                         PixelCase{kFrames, 625.0}));
+                                         PixelCase{kFrames, 625.0}),
+                         [](const testing::TestParamInfo<PixelCase>& info) {
+                             return "frame" + std::to_string(info.param.frame);
+                         });
 
 TEST_F(GeometryTest, PixelToFrameTruncatesTowardZeroOnBothSidesOfTheMargin) {
     EXPECT_EQ(view().frameAtPixel(26.5), 1500);

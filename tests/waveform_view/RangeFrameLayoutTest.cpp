@@ -4,6 +4,8 @@
 #include "waveform_view/RangeFrameLayout.h"
 
 #include <gtest/gtest.h>
+#include <ostream>
+#include <string>
 #include <vector>
 
 using waveform_view::RangeFrameCell;
@@ -23,6 +25,10 @@ struct FrameCase {
     double endCapS0;
     bool middle;
 };
+
+void PrintTo(const FrameCase& c, std::ostream* out) {
+    *out << "range " << c.width << " pixels wide";
+}
 
 class RangeFrameLayout : public testing::TestWithParam<FrameCase> {};
 

@@ -12,6 +12,7 @@
 #include <QTest>
 #include <cmath>
 #include <gtest/gtest.h>
+#include <ostream>
 #include <string>
 
 using waveform_view_test::makeWaveform;
@@ -166,6 +167,10 @@ struct RangeFrameCase {
     bool topLineShown;
 };
 
+void PrintTo(const RangeFrameCase& c, std::ostream* out) {
+    *out << "range " << c.width << " pixels wide";
+}
+
 class RangeFrameRendering : public RenderingTest,
                             public testing::WithParamInterface<RangeFrameCase> {};
 
@@ -214,6 +219,10 @@ struct EmptyStripCase {
     std::int32_t frames;
     float level;
 };
+
+void PrintTo(const EmptyStripCase& c, std::ostream* out) {
+    *out << c.name;
+}
 
 class EmptyStrip : public RenderingTest, public testing::WithParamInterface<EmptyStripCase> {};
 
@@ -323,7 +332,11 @@ TEST_P(ArrowOffset, ArrowSlidesDownAndWrapsWithinItsSquare) {
     EXPECT_FALSE(near(pixelAt(image, centreX, rowOf(1)), kArrowBlue, 40.0));
 }
 
-INSTANTIATE_TEST_SUITE_P(, ArrowOffset, testing::Values(0.0f, 0.25f, 0.5f, 0.75f, 1.0f, 1.5f));
+INSTANTIATE_TEST_SUITE_P(, ArrowOffset, testing::Values(0.0f, 0.25f, 0.5f, 0.75f, 1.0f, 1.5f),
+                         [](const testing::TestParamInfo<float>& info) {
+                             return "delta" + std::to_string(std::lround(info.param * 100)) +
+                                    "hundredths";
+                         });
 
 TEST(ImageLoading, ImageThatFailsIsLoggedWithItsDecoderErrorAndGivesAnEmptyTexture) {
     ViewWindow window(650, 200);
