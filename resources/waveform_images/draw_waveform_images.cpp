@@ -191,25 +191,25 @@ void paintDropzoneArrow(QPainter& p) {
     p.drawPath(arrow);
 }
 
-struct ImageSpec {
+struct ImageRecipe {
     const char* name;
     int width;
     int height;
     std::function<void(QPainter&)> paint;
 };
 
-bool writeImage(const QDir& folder, const ImageSpec& spec, int scale, QStringList& written) {
-    QImage image(spec.width * scale, spec.height * scale, QImage::Format_ARGB32_Premultiplied);
+bool writeImage(const QDir& folder, const ImageRecipe& recipe, int scale, QStringList& written) {
+    QImage image(recipe.width * scale, recipe.height * scale, QImage::Format_ARGB32_Premultiplied);
     image.fill(Qt::transparent);
     {
         QPainter painter(&image);
         painter.setRenderHint(QPainter::Antialiasing);
         painter.scale(scale, scale);
-        spec.paint(painter);
+        recipe.paint(painter);
     }
     const QString file =
-        scale == 1 ? QString::fromLatin1(spec.name) + ".png"
-                   : QString::fromLatin1(spec.name) + QStringLiteral("@%1x.png").arg(scale);
+        scale == 1 ? QString::fromLatin1(recipe.name) + ".png"
+                   : QString::fromLatin1(recipe.name) + QStringLiteral("@%1x.png").arg(scale);
     if (!image.convertToFormat(QImage::Format_ARGB32).save(folder.filePath(file), "PNG")) {
         std::fprintf(stderr, "cannot write %s\n", qPrintable(folder.filePath(file)));
         return false;
@@ -230,7 +230,7 @@ int main(int argc, char** argv) {
     if (!folder.mkpath(QStringLiteral(".")))
         return 1;
 
-    const std::vector<ImageSpec> images = {
+    const std::vector<ImageRecipe> images = {
         {"range-0", kCap, kCap, [](QPainter& p) { paintStartCell(p, Row::Top); }},
         {"range-1", kStretch, kCap, [](QPainter& p) { paintMiddleCell(p, Row::Top); }},
         {"range-2", kCap, kCap, [](QPainter& p) { paintEndCell(p, Row::Top); }},
@@ -243,9 +243,9 @@ int main(int argc, char** argv) {
         {"dropzone_arrow", 64, 64, paintDropzoneArrow},
     };
     QStringList written;
-    for (const ImageSpec& spec : images)
+    for (const ImageRecipe& recipe : images)
         for (int scale : {1, 2})
-            if (!writeImage(folder, spec, scale, written))
+            if (!writeImage(folder, recipe, scale, written))
                 return 1;
 
     QFile qrc(folder.filePath(QStringLiteral("waveform_images.qrc")));
