@@ -29,22 +29,23 @@ constexpr Box kBoxes[] = {
 
 } // namespace
 
-LcdReader::LcdReader(QColor ground) : ground_(ground) {
+LcdReader::LcdReader(QColor ground, int scale) : ground_(ground), scale_(scale) {
     const QImage font = controls::loadControlImage(QStringLiteral("lcd-font"));
     for (const Box& box : kBoxes) {
-        QImage look(box.width, kGlyphHeight, QImage::Format_ARGB32_Premultiplied);
+        const QRect pixels(box.x * scale, (kFontHeight - box.y - kGlyphHeight) * scale,
+                           box.width * scale, kGlyphHeight * scale);
+        QImage look(pixels.size(), QImage::Format_ARGB32_Premultiplied);
         look.fill(ground);
         QPainter painter(&look);
-        painter.drawImage(
-            QPoint(0, 0), font,
-            QRect(box.x, kFontHeight - box.y - kGlyphHeight, box.width, kGlyphHeight));
+        painter.drawImage(QRect(QPoint(0, 0), pixels.size()), font, pixels);
         painter.end();
+        look.setDevicePixelRatio(scale);
         glyphs_.push_back({box.character, look});
     }
 }
 
 bool LcdReader::blank(const QImage& rendering, int left, int right, int top) const {
-    for (int y = top; y < top + kGlyphHeight; ++y) {
+    for (int y = top; y < top + kGlyphHeight * scale_; ++y) {
         for (int x = std::max(left, 0); x < right; ++x) {
             if (rendering.pixelColor(x, y) != ground_) {
                 return false;
@@ -56,14 +57,16 @@ bool LcdReader::blank(const QImage& rendering, int left, int right, int top) con
 
 std::string LcdReader::read(const QImage& rendering, int rightEdge, int top) const {
     std::string reversed;
-    int x = rightEdge;
+    // From here on in pixels.
+    int x = rightEdge * scale_;
+    top *= scale_;
     for (bool found = true; found;) {
         found = false;
         for (int gap = 0; gap <= kMaxGap && !found; ++gap) {
             for (const Glyph& glyph : glyphs_) {
-                const int left = x - gap - glyph.look.width();
-                if (left >= 0 &&
-                    rendering.copy(left, top, glyph.look.width(), kGlyphHeight) == glyph.look) {
+                const int left = x - gap * scale_ - glyph.look.width();
+                if (left >= 0 && rendering.copy(left, top, glyph.look.width(),
+                                                glyph.look.height()) == glyph.look) {
                     reversed.push_back(glyph.character);
                     x = left;
                     found = true;

@@ -12,12 +12,13 @@ namespace controls_test {
 
 class LcdReader {
 public:
-    // `ground` is the colour the view was rendered over.
-    explicit LcdReader(QColor ground);
+    // `ground` is the colour the view was rendered over, `scale` its pixels per point (the
+    // font image of that scale must be the one the program loads).
+    LcdReader(QColor ground, int scale);
 
-    // The glyphs whose tops are at `top`, ending at `rightEdge`, left to right: digits, ':'
-    // (minutes separator), '.', '%' (speed unit), '+', '-'. Glyphs may be a few blank points
-    // apart. Anything left over that is not blank reads as '?'.
+    // The glyphs whose tops are at `top`, ending at `rightEdge` (both in points), left to right:
+    // digits, ':' (minutes separator), '.', '%' (speed unit), '+', '-'. Glyphs may be a few blank
+    // points apart. Anything left over that is not blank reads as '?'.
     std::string read(const QImage& rendering, int rightEdge, int top) const;
 
 private:
@@ -28,6 +29,7 @@ private:
     bool blank(const QImage& rendering, int left, int right, int top) const;
 
     QColor ground_;
+    int scale_;
     std::vector<Glyph> glyphs_;
 };
 

@@ -1,8 +1,10 @@
+#include "controls/ControlImages.h"
 #include "controls/KTTimerView.h"
 #include "tests/controls/LcdReader.h"
 #include "tests/controls/Rendering.h"
 
 #include <QElapsedTimer>
+#include <QGuiApplication>
 #include <QTest>
 #include <functional>
 #include <gtest/gtest.h>
@@ -12,6 +14,11 @@
 namespace {
 
 const QColor kGround(0x0F, 0x1F, 0x3D);
+
+// The screen's pixels per point: 1, or 2 when the suite runs again with QT_SCALE_FACTOR=2.
+int screenScale() {
+    return qRound(qGuiApp->devicePixelRatio());
+}
 
 // The view's text ends 3 points left of its right edge, with glyph bottoms 3 points above
 // its bottom edge.
@@ -23,13 +30,20 @@ protected:
     TimerViewTest() { view.resize(kWidth, kHeight); }
 
     std::string shown() {
-        return reader.read(controls_test::renderWidget(view, kGround), kWidth - 3,
+        return reader.read(controls_test::renderWidget(view, kGround, screenScale()), kWidth - 3,
                            kHeight - 3 - 20);
     }
 
     KTTimerView view;
-    controls_test::LcdReader reader{kGround};
+    controls_test::LcdReader reader{kGround, screenScale()};
 };
+
+// The font is drawn at the screen's scale and keeps its size in points.
+TEST(TimerViewFont, MatchesTheScreen) {
+    const QImage font = controls::loadControlImage("lcd-font");
+    EXPECT_EQ(font.devicePixelRatio(), screenScale());
+    EXPECT_EQ(font.deviceIndependentSize().toSize(), QSize(80, 74));
+}
 
 struct TimeCase {
     float seconds;
