@@ -117,10 +117,14 @@ int main(int argc, char** argv) {
     full.view->drawFrame();
 
     empty.view->makeCurrent();
+    GLint sampleCount = 0;
+    empty.view->context()->functions()->glGetIntegerv(GL_SAMPLES, &sampleCount);
     const char* renderer =
         reinterpret_cast<const char*>(empty.view->context()->functions()->glGetString(GL_RENDERER));
-    std::printf("waveform view, %d x %d, %d-minute file (%d peak samples), %s, median of %d\n",
-                kWidth, kHeight, kMinutes, totalSamples, renderer ? renderer : "?", runs);
+    std::printf("waveform view, %d x %d, %d-minute file (%d peak samples), %s, %d samples "
+                "per pixel, median of %d\n",
+                kWidth, kHeight, kMinutes, totalSamples, renderer ? renderer : "?", sampleCount,
+                runs);
     empty.view->doneCurrent();
 
     const double emptyFrame = medianMilliseconds(runs, [&] { empty.view->drawFrame(); });
