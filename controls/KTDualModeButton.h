@@ -8,7 +8,8 @@
 // pixmap at the button's iconSize as the image, Normal/On as the pressed image) and its tool
 // tip. Because the interface file sets those after constructing the widget, they are taken
 // when the button is first shown or first asked to change mode, whichever comes first, or
-// when awakeFromNib() is called. The secondary mode (any other value) is set up by the owner.
+// when awakeFromNib() is called; the icon itself is then cleared, since the button draws its
+// images itself. The secondary mode (any other value) is set up by the owner.
 //
 // The button draws its current image (the pressed one while held down), dimmed when disabled;
 // with no image it looks like an ordinary push button.

@@ -5,6 +5,8 @@
 //
 // The table keeps the boxes as they were laid out, with the origin at the bottom left of
 // the image; lcdGlyphRect() is the one place that turns them into Qt's top-left rectangles.
+//
+// Thread contract: constants and pure functions, callable from any thread.
 
 #include <QRectF>
 #include <array>
