@@ -116,9 +116,10 @@ TEST_F(SliderTest, PressingTheTrackBringsTheKnobThereAndDraggingMovesIt) {
     EXPECT_TRUE(slider.isPressed());
     EXPECT_NEAR(slider.value(), (150 - knobWidth / 2) * 100.0 / span, 1.0);
 
-    QTest::mouseMove(&slider, QPoint(100, kHeight / 2));
-    QMouseEvent move(QEvent::MouseMove, QPointF(100, kHeight / 2), QPointF(), Qt::NoButton,
-                     Qt::LeftButton, Qt::NoModifier);
+    // A drag: a move with the button held (QTest's mouseMove carries no buttons).
+    QMouseEvent move(QEvent::MouseMove, QPointF(100, kHeight / 2),
+                     slider.mapToGlobal(QPointF(100, kHeight / 2)), Qt::NoButton, Qt::LeftButton,
+                     Qt::NoModifier);
     QApplication::sendEvent(&slider, &move);
     EXPECT_NEAR(slider.value(), (100 - knobWidth / 2) * 100.0 / span, 1.0);
 
