@@ -40,12 +40,14 @@ void addTrackSlice(ImageSet& images, const QString& name, double fromX, double w
     });
 }
 
+// The slider places the knob image one point above the middle of its rectangle, so the disc
+// sits one point below the middle of the image and lands on the track's centre line.
 void drawKnob(QPainter& painter) {
-    const QPointF centre(kKnobSize / 2, kKnobSize / 2 - 0.5);
-    const double radius = 7.5;
+    const QPointF centre(kKnobSize / 2, kKnobSize / 2 + 1.0);
+    const double radius = 7.0;
     painter.setPen(Qt::NoPen);
     painter.setBrush(QColor(0, 0, 0, 80));
-    painter.drawEllipse(centre + QPointF(0, 1.0), radius + 0.5, radius + 0.5);
+    painter.drawEllipse(centre + QPointF(0, 0.6), radius + 0.4, radius + 0.4);
 
     QRadialGradient face(centre - QPointF(2.0, 3.0), radius * 1.6);
     face.setColorAt(0, palette::kWhite);
