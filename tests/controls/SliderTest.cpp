@@ -108,6 +108,31 @@ TEST_F(SliderTest, DisabledDimsTheTrackButNotTheKnob) {
     EXPECT_EQ(disabled.pixelColor(knob).alpha(), 255);
 }
 
+class SliderKnob : public SliderTest, public testing::WithParamInterface<int> {};
+
+// The knob's light disc, found down the knob's middle column, is centred on the track.
+TEST_P(SliderKnob, SitsOnTheTracksCentreLine) {
+    const int height = GetParam();
+    slider.resize(kWidth, height);
+    const QImage image = look();
+    const int column = kWidth / 2;
+    int first = -1, last = -1;
+    for (int y = 0; y < height; ++y) {
+        const QColor colour = image.pixelColor(column, y);
+        if (colour.alpha() == 255 && colour.red() > 120) {
+            first = first < 0 ? y : first;
+            last = y;
+        }
+    }
+    ASSERT_GE(first, 0) << "no knob in the middle column";
+    const int fillHeight =
+        controls::loadControlImage("slider_fill").deviceIndependentSize().toSize().height();
+    const double trackCentre = (height - fillHeight) / 2 + fillHeight / 2.0;
+    EXPECT_NEAR((first + last + 1) / 2.0, trackCentre, 0.5);
+}
+
+INSTANTIATE_TEST_SUITE_P(EvenHeights, SliderKnob, testing::Values(22, 30, 40));
+
 TEST_F(SliderTest, PressingTheTrackBringsTheKnobThereAndDraggingMovesIt) {
     const int knobWidth =
         controls::loadControlImage("slider_knob").deviceIndependentSize().toSize().width();
