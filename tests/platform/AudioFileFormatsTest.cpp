@@ -5,8 +5,10 @@
 #include "tests/platform/AudioFileReading.h"
 #include "tests/support/Fixtures.h"
 
+#include <atomic>
 #include <cmath>
 #include <gtest/gtest.h>
+#include <thread>
 
 using namespace test_support;
 
@@ -194,6 +196,35 @@ TEST(AudioFileChannels, AllNegativeSamplesStayNegative) {
     OpenedFile file(makeFixture(negative, encoding("wav24"), "negative"));
     ASSERT_EQ(file.status, platform::noErr);
     EXPECT_EQ(file.readAll(), negative.samples);
+}
+
+} // namespace
+
+namespace {
+
+// The player reads on its queue thread while the interface seeks on the main thread.
+TEST(AudioFileThreads, ReadsAndSeeksFromTwoThreadsStayWholeFrames) {
+    const Signal ramp = makeRamp(200000, 2, 44100);
+    OpenedFile file(makeFixture(ramp, encoding("flac"), "threads"));
+    ASSERT_EQ(file.status, platform::noErr);
+    std::atomic<bool> done{false};
+    std::thread seeker([&] {
+        for (std::int64_t target = 0; target < 190000; target += 7919)
+            EXPECT_EQ(file.seek(target), platform::noErr);
+        done = true;
+    });
+    // Every frame read, wherever the seeks put the position, is a whole frame of the ramp:
+    // its right channel belongs to the same frame as its left.
+    while (!done) {
+        const std::vector<float> part = file.read(1000, 250);
+        for (std::size_t i = 0; i + 1 < part.size(); i += 2) {
+            const std::int64_t frame = rampFrame(part[i]);
+            ASSERT_EQ(part[i + 1], rampValue(frame, 1));
+        }
+        if (part.empty())
+            file.seek(0);
+    }
+    seeker.join();
 }
 
 } // namespace
