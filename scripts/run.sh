@@ -9,7 +9,7 @@ source scripts/services.sh
 cmake --preset release >/dev/null
 cmake --build --preset release
 build=build/release
-demo=$build/resources/demo.flac
+demo=$build/resources/demo.wav
 if [ -x "$build/app/studyloop" ]; then
     exec "$build/app/studyloop" "$demo" "$@"
 fi
