@@ -1,0 +1,387 @@
+// The playback engine's figures: CPU per second played (offline), and through the
+// PulseAudio null sink: underruns under load, how soon a rate, pitch or position change is
+// heard, the gap between loop passes, and how far the reported playhead is from the sound.
+// Each figure is printed with its target and as a ratio against a reference measured in the
+// same run. Run through bench/playback/playback_bench.sh.
+
+#include "audio/KTAudioFile.h"
+#include "bench/playback/MonitorCapture.h"
+#include "platform/audio_device/OfflineAudioDevice.h"
+#include "playback/KTAudioQueuePlayer.h"
+#include "tools/play/WavFile.h"
+
+#include <QCoreApplication>
+#include <QThread>
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <numeric>
+#include <rubberband/RubberBandStretcher.h>
+#include <string>
+#include <sys/resource.h>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+constexpr int kRate = 44100;
+
+double cpuSeconds(int who = RUSAGE_SELF) {
+    rusage usage{};
+    getrusage(who, &usage);
+    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+           1e-6 * double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec);
+}
+
+void pump(int milliseconds) {
+    const auto end = Clock::now() + std::chrono::milliseconds(milliseconds);
+    while (Clock::now() < end) {
+        QCoreApplication::processEvents();
+        QThread::msleep(2);
+    }
+}
+
+double ms(Clock::duration d) {
+    return std::chrono::duration<double, std::milli>(d).count();
+}
+
+// Writes a stereo float WAV whose left and right channels are f(frame).
+template <typename F>
+std::string writeSignal(const std::filesystem::path& folder, const char* name, double seconds,
+                        F f) {
+    const auto path = folder / name;
+    WavFileWriter wav(path.string(), kRate);
+    std::vector<float> frames(2 * std::size_t(seconds * kRate));
+    for (std::size_t i = 0; i < frames.size() / 2; ++i)
+        frames[2 * i] = frames[2 * i + 1] = float(f(i));
+    wav.write(frames.data(), std::uint32_t(frames.size() / 2));
+    wav.close();
+    return path.string();
+}
+
+// Frequency from interpolated rising zero crossings in [center - half, center + half).
+double localFrequency(const std::vector<float>& x, std::size_t center, std::size_t half) {
+    const std::size_t begin = center > half ? center - half : 1;
+    const std::size_t end = std::min(x.size(), center + half);
+    double first = -1, last = -1;
+    int count = 0;
+    for (std::size_t i = std::max<std::size_t>(begin, 1); i < end; ++i)
+        if (x[i - 1] < 0 && x[i] >= 0) {
+            const double t = double(i - 1) + double(-x[i - 1]) / double(x[i] - x[i - 1]);
+            if (first < 0)
+                first = t;
+            last = t;
+            ++count;
+        }
+    return count < 2 ? 0 : (count - 1) * double(kRate) / (last - first);
+}
+
+double localRms(const std::vector<float>& x, std::size_t center, std::size_t half) {
+    double sum = 0;
+    std::size_t n = 0;
+    for (std::size_t i = center > half ? center - half : 0; i < std::min(x.size(), center + half);
+         ++i, ++n)
+        sum += double(x[i]) * x[i];
+    return n ? std::sqrt(sum / double(n)) : 0;
+}
+
+// The first capture frame from `from` at which `test` holds for 5 ms in a row.
+template <typename Test>
+std::size_t firstFrameWhere(const MonitorCapture& capture, std::size_t from, Test test) {
+    const std::size_t step = kRate / 1000, needed = 5;
+    std::size_t run = 0;
+    for (std::size_t f = from; f + step < capture.frameCount(); f += step) {
+        run = test(f) ? run + 1 : 0;
+        if (run == needed)
+            return f - (needed - 1) * step;
+    }
+    return 0;
+}
+
+class Reports : public KTAudioQueuePlayerDelegate {
+public:
+    void playerDidMovePlayheadToFrame(KTAudioQueuePlayer*, int frame) override {
+        if (recording)
+            moves.push_back({Clock::now(), frame});
+    }
+    void playerDidCompletePlayback(KTAudioQueuePlayer*) override { completed.store(true); }
+    struct Move {
+        Clock::time_point time;
+        int frame;
+    };
+    bool recording = false;
+    std::vector<Move> moves;
+    std::atomic<bool> completed{false};
+};
+
+void printFigure(const char* name, double value, const char* unit, double target,
+                 const char* targetText, double reference, const char* referenceName) {
+    std::printf("%-44s %9.2f %-4s target %s %-6.6g  reference (%s) %9.2f  ratio %6.2f  %s\n", name,
+                value, unit, targetText, target, referenceName, reference,
+                reference != 0 ? value / reference : 0.0,
+                (targetText[0] == '<' ? value <= target : value >= target) ? "ok" : "MISSED");
+}
+
+// CPU seconds Rubber Band alone (R3, real-time mode, same settings) takes for the input
+// behind `seconds` of output at `rate`, fed straight from memory on this thread: what the
+// engine costs at the least, on this machine, at this moment.
+double bareStretcherCost(double rate, double cents, double seconds) {
+    using RubberBand::RubberBandStretcher;
+    RubberBandStretcher stretcher(kRate, 2,
+                                  RubberBandStretcher::OptionProcessRealTime |
+                                      RubberBandStretcher::OptionEngineFiner,
+                                  1.0 / rate, std::exp2(cents / 1200));
+    std::vector<float> in[2] = {std::vector<float>(512), std::vector<float>(512)};
+    for (std::size_t i = 0; i < 512; ++i)
+        in[0][i] = in[1][i] = float(0.3 * std::sin(0.03 * double(i)));
+    std::vector<float> out[2] = {std::vector<float>(4096), std::vector<float>(4096)};
+    const float* inputs[2] = {in[0].data(), in[1].data()};
+    float* outputs[2] = {out[0].data(), out[1].data()};
+    const double start = cpuSeconds(RUSAGE_THREAD);
+    for (double fed = 0; fed < seconds * rate * kRate; fed += 512) {
+        stretcher.process(inputs, 512, false);
+        while (stretcher.available() > 0)
+            stretcher.retrieve(outputs,
+                               std::min<std::size_t>(4096, std::size_t(stretcher.available())));
+    }
+    return cpuSeconds(RUSAGE_THREAD) - start;
+}
+
+// ---- CPU, offline ------------------------------------------------------------------
+
+void benchCpu(const std::string& tone) {
+    constexpr double kSeconds = 10;
+    auto device = std::make_shared<platform::OfflineAudioDevice>(kRate);
+    platform::setDefaultAudioDevice(device);
+
+    std::vector<float> block(2 * 1024);
+    std::printf("\nCPU per second of audio played (offline device, all threads)\n");
+    for (double rate : {0.5, 1.0, 2.0})
+        for (double cents : {0.0, 700.0}) {
+            KTAudioQueuePlayer player;
+            Reports reports;
+            player.setDelegate(&reports);
+            player.setAudioFile(std::make_shared<KTAudioFile>(tone));
+            player.setPlaybackRate(rate);
+            player.setPitchShift(float(cents));
+            player.setLooped(true);
+            player.play();
+            // The engine's threads only: this thread stands in for the device and spends its
+            // time waiting, which a real device does not.
+            const double start = cpuSeconds() - cpuSeconds(RUSAGE_THREAD);
+            std::size_t frames = 0;
+            while (frames < std::size_t(kSeconds * kRate))
+                frames += device->pullPlayed(block.data(), 1024);
+            const double perSecond = (cpuSeconds() - cpuSeconds(RUSAGE_THREAD) - start) / kSeconds;
+            player.setLooped(false);
+            player.stop();
+            char name[64];
+            std::snprintf(name, sizeof name, "cpu rate %.1f pitch %+.0f cents", rate, cents);
+            printFigure(name, 100 * perSecond, "%", 12,
+                        "<=", 100 * bareStretcherCost(rate, cents, kSeconds) / kSeconds,
+                        "bare stretcher");
+        }
+    platform::setDefaultAudioDevice(nullptr);
+}
+
+// ---- through the null sink -------------------------------------------------------------
+
+struct Live {
+    MonitorCapture& capture;
+    KTAudioQueuePlayer& player;
+    Reports& reports;
+};
+
+// Delay from `change` (done at T0) until `heard` holds in the recording.
+template <typename Change, typename Heard>
+double changeDelay(Live& live, Change change, Heard heard) {
+    pump(300);
+    const auto t0 = Clock::now();
+    change();
+    pump(600);
+    const std::size_t from = live.capture.frameAt(t0 - std::chrono::milliseconds(20));
+    const std::size_t at = firstFrameWhere(live.capture, from, heard);
+    return at ? ms(live.capture.timeOfFrame(at) - t0) : -1;
+}
+
+void benchLive(const std::filesystem::path& folder) {
+    const std::string tone = writeSignal(folder, "tone440.wav", 8, [](std::size_t i) {
+        return 0.5 * std::sin(2 * M_PI * 440 * double(i) / kRate);
+    });
+    // 440 Hz for 4 s, then 880 Hz.
+    const std::string twoTones = writeSignal(folder, "two-tones.wav", 8, [](std::size_t i) {
+        const double f = i < 4 * kRate ? 440 : 880;
+        return 0.5 * std::sin(2 * M_PI * f * double(i) / kRate);
+    });
+    // A sweep whose frequency tells the source time: f = 300 + 400 t.
+    const std::string sweep = writeSignal(folder, "sweep.wav", 3, [](std::size_t i) {
+        const double t = double(i) / kRate;
+        return 0.5 * std::sin(2 * M_PI * (300 * t + 200 * t * t));
+    });
+
+    MonitorCapture capture(kRate, 150);
+    if (!capture.start()) {
+        std::printf("no capture of the monitor: is PulseAudio running with sink \"null\"?\n");
+        return;
+    }
+    Reports reports;
+    KTAudioQueuePlayer player;
+    player.setDelegate(&reports);
+    Live live{capture, player, reports};
+    const auto& x = capture.samples();
+    auto frequencyAt = [&](std::size_t f) { return localFrequency(x, f, kRate / 200); };
+
+    // Reference for every delay: a volume step, applied on the device's own thread, so it
+    // takes just the way out through the ring and the device.
+    player.setAudioFile(std::make_shared<KTAudioFile>(tone));
+    player.setLooped(true);
+    player.setVolume(0.0);
+    player.play();
+    pump(1500); // a fresh stream may take a moment before the server takes its sound
+    const double volumeDelay = changeDelay(
+        live, [&] { player.setVolume(1.0); },
+        [&](std::size_t f) { return localRms(x, f, kRate / 400) > 0.5 * (0.35 + 0.35 * 0.0427); });
+    const double pitchDelay = changeDelay(
+        live, [&] { player.setPitchShift(1200); },
+        [&](std::size_t f) { return frequencyAt(f) > 660; });
+    player.setPitchShift(0);
+
+    // Loop gap: a half-second range played round several times.
+    player.stop();
+    pump(300);
+    player.setRangeStartFrameNumFrames(kRate, kRate / 2);
+    player.play();
+    const std::size_t loopFrom = capture.frameCount();
+    pump(2600);
+    const std::size_t loopTo = capture.frameCount();
+    std::size_t longest = 0, run = 0;
+    for (std::size_t i = loopFrom; i < loopTo; ++i) {
+        run = std::fabs(x[i]) < 0.01f ? run + 1 : 0;
+        longest = std::max(longest, run);
+    }
+    const double loopGap = 1000.0 * double(longest) / kRate;
+
+    // Underruns: idle machine for the reference, then 60 s with the other core kept busy.
+    auto device = platform::defaultAudioDevice();
+    player.setRangeStartFrameNumFrames(0, 5 * kRate);
+    auto underruns = [&] {
+        return double(device->underrunCount() +
+                      platform::AudioQueueUnderrunCount(player.audioQueue()));
+    };
+    double before = underruns();
+    pump(10000);
+    const double idleUnderruns = underruns() - before;
+    std::atomic<bool> busy{true};
+    std::thread burner([&] {
+        volatile double sink = 0;
+        while (busy.load(std::memory_order_relaxed))
+            sink = sink + 1.0;
+    });
+    before = underruns();
+    pump(60000);
+    const double loadedUnderruns = underruns() - before;
+    busy.store(false);
+    burner.join();
+    player.setLooped(false);
+    player.stop();
+    pump(500);
+
+    // Seek: in the 440 Hz half, jump into the 880 Hz half.
+    player.setAudioFile(std::make_shared<KTAudioFile>(twoTones));
+    player.setLooped(true);
+    player.play();
+    pump(700);
+    const double seekDelay = changeDelay(
+        live, [&] { player.setCurrentFrame(5 * kRate); },
+        [&](std::size_t f) { return frequencyAt(f) > 660; });
+    player.setLooped(false);
+    player.stop();
+    pump(500);
+
+    // Sweep: playhead against the sound, then the rate change.
+    player.setAudioFile(std::make_shared<KTAudioFile>(sweep));
+    player.play();
+    pump(400);
+    reports.recording = true;
+    pump(1200);
+    reports.recording = false;
+    std::vector<double> offsets;
+    for (const auto& move : reports.moves) {
+        const double f = frequencyAt(capture.frameAt(move.time));
+        if (f <= 0)
+            continue;
+        const double heardFrame = (f - 300) / 400 * kRate; // f = 300 + 400 t
+        offsets.push_back(std::fabs(move.frame - heardFrame) * 1000.0 / kRate);
+    }
+    std::sort(offsets.begin(), offsets.end());
+    const double playheadOffset = offsets.empty() ? -1 : offsets[offsets.size() / 2];
+    const double playheadWorst = offsets.empty() ? -1 : offsets.back();
+
+    const auto t0 = Clock::now();
+    player.setPlaybackRate(0.5);
+    pump(500);
+    double rateDelay = -1;
+    {
+        // Fit the sweep's heard frequency before T0; the change shows as the frequency
+        // falling behind that line, by 200 Hz/s once the rate has halved.
+        const std::size_t a = capture.frameAt(t0 - std::chrono::milliseconds(250));
+        const std::size_t b = capture.frameAt(t0 - std::chrono::milliseconds(20));
+        double sx = 0, sy = 0, sxx = 0, sxy = 0;
+        int n = 0;
+        for (std::size_t f = a; f < b; f += kRate / 500, ++n) {
+            const double xs = double(f) / kRate, ys = frequencyAt(f);
+            sx += xs, sy += ys, sxx += xs * xs, sxy += xs * ys;
+        }
+        const double slope = (n * sxy - sx * sy) / (n * sxx - sx * sx);
+        const double icept = (sy - slope * sx) / n;
+        constexpr double kBehind = 6; // Hz below the line: 30 ms after the knee at 200 Hz/s
+        const std::size_t at = firstFrameWhere(capture, b, [&](std::size_t f) {
+            return icept + slope * double(f) / kRate - frequencyAt(f) > kBehind;
+        });
+        if (at)
+            rateDelay = ms(capture.timeOfFrame(at) - t0) - 1000.0 * kBehind / (slope / 2);
+    }
+    player.stop();
+    pump(300);
+    capture.stop();
+
+    std::printf("\nThrough the PulseAudio null sink (monitor recorded in-process; delays include "
+                "the recording side)\n");
+    printFigure("volume step heard after (reference)", volumeDelay, "ms", 0, "<=", volumeDelay,
+                "volume step");
+    printFigure("setPlaybackRate: heard after", rateDelay, "ms", 80, "<=", volumeDelay,
+                "volume step");
+    printFigure("setPitchShift: heard after", pitchDelay, "ms", 80, "<=", volumeDelay,
+                "volume step");
+    printFigure("setCurrentFrame (rate 1.0): heard after", seekDelay, "ms", 120, "<=", volumeDelay,
+                "volume step");
+    printFigure("silence between loop passes", loopGap, "ms", 30, "<=", 1000.0 * 512 / kRate,
+                "one device block");
+    printFigure("reported playhead vs heard (median)", playheadOffset, "ms", 15,
+                "<=", 1000.0 * 512 / kRate, "one device block");
+    printFigure("reported playhead vs heard (worst)", playheadWorst, "ms", 15,
+                "<=", 1000.0 * 512 / kRate, "one device block");
+    std::printf("%-44s %9.0f      target <= 0       reference (10 s idle) %9.0f\n",
+                "underruns in 60 s, other core busy", loadedUnderruns, idleUnderruns);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    const std::filesystem::path folder =
+        std::filesystem::temp_directory_path() / "studyloop-playback-bench";
+    std::filesystem::create_directories(folder);
+    const std::string mode = argc > 1 ? argv[1] : "all";
+    if (mode == "cpu" || mode == "all")
+        benchCpu(writeSignal(folder, "cpu-tone.wav", 5, [](std::size_t i) {
+            const double t = double(i) / kRate;
+            return 0.3 * std::sin(2 * M_PI * 220 * t) + 0.2 * std::sin(2 * M_PI * 1375 * t);
+        }));
+    if (mode == "live" || mode == "all")
+        benchLive(folder);
+    return 0;
+}
