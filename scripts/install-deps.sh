@@ -9,7 +9,7 @@ if ! command -v dpkg-query >/dev/null 2>&1 || ! command -v apt-get >/dev/null 2>
     cat >&2 <<TXT
 This script installs dependencies with apt-get (Debian, Ubuntu). On another system install:
 CMake 3.25+, a C++20 compiler, Ninja, pkg-config, Qt 6 (Core, Gui, Widgets, OpenGL,
-OpenGLWidgets, Test), FFmpeg (libavformat, libavcodec, libswresample, libavutil and the
+OpenGLWidgets, Svg, Test), FFmpeg (libavformat, libavcodec, libswresample, libavutil and the
 ffmpeg tool), Rubber Band 3, RtAudio 5, LodePNG, GoogleTest/GoogleMock, Google Benchmark;
 for the tests also Xvfb, PulseAudio with pactl/parecord, xdotool and ImageMagick.
 TXT
