@@ -5,6 +5,10 @@
 #include <chrono>
 #include <rtaudio/RtAudio.h>
 
+#if STUDYLOOP_HAVE_ALSA
+#include <alsa/asoundlib.h>
+#endif
+
 namespace platform {
 
 namespace {
@@ -26,6 +30,12 @@ int onRender(void* output, void*, unsigned int frames, double, RtAudioStreamStat
                                   (status & RTAUDIO_OUTPUT_UNDERFLOW) != 0);
 }
 
+#if STUDYLOOP_HAVE_ALSA
+// ALSA reports every failed probe (no card, no server behind its default device) on
+// standard error by itself; the device says what matters in one line of its own.
+void quietAlsa(const char*, int, const char*, int, const char*, ...) {}
+#endif
+
 std::vector<RtAudio::Api> backendsInOrder() {
     std::vector<RtAudio::Api> order = {RtAudio::LINUX_PULSE, RtAudio::LINUX_ALSA,
                                        RtAudio::UNIX_JACK, RtAudio::MACOSX_CORE};
@@ -43,6 +53,9 @@ std::vector<RtAudio::Api> backendsInOrder() {
 
 RtAudioDevice::RtAudioDevice(std::uint32_t bufferFrames)
     : requestedBufferFrames(bufferFrames), callbackScratch(2 * std::size_t(kMaxBlockFrames)) {
+#if STUDYLOOP_HAVE_ALSA
+    snd_lib_error_set_handler(&quietAlsa);
+#endif
     errorTarget.store(this);
     clock = std::thread([this] { clockThreadMain(); });
 }
