@@ -73,17 +73,22 @@ OSStatus OpaqueAudioQueue::dispose(bool immediate) {
         std::lock_guard guard(stateLock);
         if (disposed)
             return kAudioQueueErr_DisposalPending;
-        disposed = true;
+        disposed = true; // no callback starts from here on
         run = RunState::Stopped;
         rtPlaying.store(false);
+    }
+    // Off the device first: once the thread is told to quit it may free the queue.
+    device->detach(this);
+    {
+        std::lock_guard guard(stateLock);
         if (!join) {
             thread.detach();
             deleteOnExit = true;
         }
         quit = true;
+        // Under the lock: a detached thread cannot free the queue before this returns.
+        wake.notify_all();
     }
-    wake.notify_all();
-    device->detach(this);
     if (join) {
         thread.join();
         delete this;

@@ -67,6 +67,20 @@ TEST_F(PlayerTest, WalksThroughTheStateTable) {
     EXPECT_EQ(player->currentFrame(), 0.0);
 }
 
+TEST_F(PlayerTest, NewFileWhilePlayingIsLoadedAndPlaysOnItsOwn) {
+    load(makeSine(4 * kRate, 2, kRate, 440), "first");
+    player->play();
+    renderFrames(kRate / 4);
+    // The old queue goes while it is running; nothing of it may be heard or reported after.
+    load(makeSine(kRate, 2, kRate, 880), "second");
+    EXPECT_EQ(stateOf(*player), kLoaded);
+    player->play();
+    const std::vector<float> left = channelOf(renderToCompletion(), 0);
+    EXPECT_NEAR(double(left.size()), double(kRate), 0.005 * kRate);
+    EXPECT_NEAR(sineFrequency(left, kRate, kEdge, left.size() - kEdge), 880.0, 0.5);
+    EXPECT_EQ(delegate.completions.load(), 1);
+}
+
 TEST_F(PlayerTest, PauseWhileDrainingDoesNothing) {
     load(makeSine(kRate, 2, kRate, 440), "drain");
     player->setRangeStartFrameNumFrames(0, 2500); // fewer frames than the three buffers hold
