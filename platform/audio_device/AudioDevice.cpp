@@ -36,8 +36,14 @@ void AudioDevice::detach(AudioRenderSource* source) {
 }
 
 std::uint32_t AudioDevice::mixSources(float* out, float* scratch, std::uint32_t frames) noexcept {
-    renderSequence.fetch_add(1, std::memory_order_acq_rel);
     std::fill(out, out + 2 * std::size_t(frames), 0.0f);
+    // One renderer at a time: each source is the single consumer of its ring. Two can meet
+    // only for a moment while a lost device's callback and the stand-in clock change over;
+    // the one that loses renders silence rather than wait.
+    bool idle = false;
+    if (!rendering.compare_exchange_strong(idle, true, std::memory_order_acquire))
+        return 0;
+    renderSequence.fetch_add(1, std::memory_order_acq_rel);
     std::uint32_t delivered = 0;
     bool first = true;
     for (auto& slot : sources) {
@@ -62,6 +68,7 @@ std::uint32_t AudioDevice::mixSources(float* out, float* scratch, std::uint32_t 
         first = false;
     }
     renderSequence.fetch_add(1, std::memory_order_acq_rel);
+    rendering.store(false, std::memory_order_release);
     return delivered;
 }
 

@@ -67,7 +67,8 @@ public:
 protected:
     // Renders `frames` frames from every attached source into `out` (mixing when there
     // are several), silence where they have nothing. Returns the largest count any
-    // source delivered. Real-time safe. `scratch` holds at least kMaxBlockFrames frames.
+    // source delivered. Real-time safe, and never runs twice at once (a second caller
+    // gets silence). `scratch` holds at least kMaxBlockFrames frames.
     std::uint32_t mixSources(float* out, float* scratch, std::uint32_t frames) noexcept;
 
     // True when an attached source still expects to render.
@@ -77,6 +78,7 @@ protected:
 
 private:
     std::atomic<AudioRenderSource*> sources[kMaxSources]{};
+    std::atomic<bool> rendering{false};
     // Odd while mixSources runs, so detach can wait out a render in progress.
     std::atomic<std::uint64_t> renderSequence{0};
 };
