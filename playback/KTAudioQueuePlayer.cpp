@@ -25,6 +25,10 @@ KTAudioQueuePlayer::~KTAudioQueuePlayer() {
 }
 
 void KTAudioQueuePlayer::setAudioFile(std::shared_ptr<KTAudioFile> file) {
+    {
+        std::lock_guard guard(callbackLock);
+        liveQueue.store(nullptr);
+    }
     const std::int32_t total = file ? std::int32_t(file->totalFrames()) : 0;
     audioFile_.store(std::move(file));
     setCompleted(true);
@@ -37,9 +41,10 @@ void KTAudioQueuePlayer::setAudioFile(std::shared_ptr<KTAudioFile> file) {
     setupAudioQueue();
 }
 
-ExtAudioFileRef KTAudioQueuePlayer::extAudioFile() const {
+OSStatus KTAudioQueuePlayer::seekFile(std::int64_t frame) const {
+    // The shared pointer keeps the file open across the call, whatever replaces it.
     const std::shared_ptr<KTAudioFile> file = audioFile_.load();
-    return file ? file->extAudioFile() : nullptr;
+    return ExtAudioFileSeek(file ? file->extAudioFile() : nullptr, frame);
 }
 
 void KTAudioQueuePlayer::setupAudioQueue() {
@@ -53,6 +58,7 @@ void KTAudioQueuePlayer::setupAudioQueue() {
                                    nullptr, 0, &made),
                "AudioQueueNewOutput failed");
     queue.store(made);
+    liveQueue.store(made);
 
     const std::uint32_t enable = 1;
     CheckError(
@@ -69,11 +75,17 @@ void KTAudioQueuePlayer::setupAudioQueue() {
                    "AudioQueueAllocateBuffer failed");
 }
 
-void KTAudioQueuePlayer::outputCallback(void* userData, AudioQueueRef, AudioQueueBufferRef buffer) {
+void KTAudioQueuePlayer::outputCallback(void* userData, AudioQueueRef calling,
+                                        AudioQueueBufferRef buffer) {
     auto* player = static_cast<KTAudioQueuePlayer*>(userData);
+    std::lock_guard guard(player->callbackLock);
+    if (calling != player->liveQueue.load())
+        return;
     if (player->isCompleted())
         return;
-    const ExtAudioFileRef file = player->extAudioFile();
+    // Held for the whole call: the file must outlive the read even if it is replaced.
+    const std::shared_ptr<KTAudioFile> audioFile = player->audioFile_.load();
+    const ExtAudioFileRef file = audioFile ? audioFile->extAudioFile() : nullptr;
     std::int64_t position = 0;
     CheckError(ExtAudioFileTell(file, &position), "ExtAudioFileTell");
     // Unsigned on purpose: a read position past the range end gives a huge count, so a
@@ -101,6 +113,8 @@ void KTAudioQueuePlayer::outputCallback(void* userData, AudioQueueRef, AudioQueu
 void KTAudioQueuePlayer::isRunningListener(void* userData, AudioQueueRef queue,
                                            AudioQueuePropertyID) {
     auto* player = static_cast<KTAudioQueuePlayer*>(userData);
+    if (queue != player->liveQueue.load())
+        return; // a replaced queue's last word: the player has moved on to another file
     std::uint32_t running = 0;
     std::uint32_t size = sizeof running;
     CheckError(AudioQueueGetProperty(queue, kAudioQueueProperty_IsRunning, &running, &size),
@@ -151,7 +165,7 @@ void KTAudioQueuePlayer::stop() {
         playbackTimer = nullptr;
     }
     AudioQueueStop(queue.load(), false);
-    CheckError(ExtAudioFileSeek(extAudioFile(), rangeStartFrame_.load()), "ExtAudioFileSeek");
+    CheckError(seekFile(rangeStartFrame_.load()), "ExtAudioFileSeek");
     lastSampleTime.store(0);
     playheadFrame.store(0);
     setPlaying(false);
@@ -164,8 +178,7 @@ void KTAudioQueuePlayer::rewind() {
     if (frame < 0)
         frame = 0;
     playheadFrame.store(frame);
-    CheckError(ExtAudioFileSeek(extAudioFile(), std::int64_t(frame) + rangeStartFrame_.load()),
-               "ExtAudioFileSeek");
+    CheckError(seekFile(std::int64_t(frame) + rangeStartFrame_.load()), "ExtAudioFileSeek");
     if (!isPlaying())
         if (KTAudioQueuePlayerDelegate* d = delegate())
             d->playerDidMovePlayheadToFrame(this, int(currentFrame()));
@@ -179,8 +192,7 @@ void KTAudioQueuePlayer::ffwd() {
     if (frame > rangeNumFrames.load())
         frame = rangeNumFrames.load() - 1;
     playheadFrame.store(frame);
-    CheckError(ExtAudioFileSeek(extAudioFile(), std::int64_t(frame) + rangeStartFrame_.load()),
-               "ExtAudioFileSeek");
+    CheckError(seekFile(std::int64_t(frame) + rangeStartFrame_.load()), "ExtAudioFileSeek");
     if (!isPlaying())
         if (KTAudioQueuePlayerDelegate* d = delegate())
             d->playerDidMovePlayheadToFrame(this, int(currentFrame()));
@@ -212,7 +224,7 @@ double KTAudioQueuePlayer::currentFrame() const {
 }
 
 void KTAudioQueuePlayer::setCurrentFrame(double frame) {
-    CheckError(ExtAudioFileSeek(extAudioFile(), std::int64_t(frame)), "ExtAudioFileSeek");
+    CheckError(seekFile(std::int64_t(frame)), "ExtAudioFileSeek");
     playheadFrame.store(std::int32_t(frame - rangeStartFrame_.load()));
 }
 
@@ -223,7 +235,7 @@ std::int32_t KTAudioQueuePlayer::currentSampleTime() const {
 }
 
 void KTAudioQueuePlayer::setRangeStartFrameNumFrames(double start, double numFrames) {
-    CheckError(ExtAudioFileSeek(extAudioFile(), std::int64_t(start)), "ExtAudioFileSeek failed");
+    CheckError(seekFile(std::int64_t(start)), "ExtAudioFileSeek failed");
     playheadFrame.store(0);
     rangeStartFrame_.store(std::int32_t(start));
     rangeNumFrames.store(std::int32_t(numFrames));

@@ -39,6 +39,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 
 class QTimer;
 
@@ -117,7 +118,7 @@ private:
     bool onMainThread() const;
     void startTimerOnMainThread();
     void stopTimerOnMainThread();
-    platform::ExtAudioFileRef extAudioFile() const;
+    platform::OSStatus seekFile(std::int64_t frame) const;
 
     std::atomic<platform::AudioQueueRef> queue{nullptr};
     std::array<platform::AudioQueueBufferRef, kNumberBuffers> buffers{};
@@ -131,4 +132,11 @@ private:
     std::atomic<bool> _completed{false};
     std::atomic<std::shared_ptr<KTAudioFile>> audioFile_;
     std::atomic<KTAudioQueuePlayerDelegate*> delegate_{nullptr};
+
+    // The queue whose callbacks may still act on the player. A queue being replaced can
+    // have a callback under way on its own thread; from setAudioFile on it must neither
+    // read the new file nor restart playback. The output callback checks under
+    // `callbackLock`, so once setAudioFile holds it no old callback is half-way.
+    std::atomic<platform::AudioQueueRef> liveQueue{nullptr};
+    std::mutex callbackLock;
 };
