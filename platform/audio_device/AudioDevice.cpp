@@ -35,7 +35,10 @@ void AudioDevice::detach(AudioRenderSource* source) {
     }
 }
 
-std::uint32_t AudioDevice::mixSources(float* out, float* scratch, std::uint32_t frames) noexcept {
+std::uint32_t AudioDevice::mixSources(float* out, float* scratch, std::uint32_t frames,
+                                      bool* expecting) noexcept {
+    if (expecting)
+        *expecting = false;
     std::fill(out, out + 2 * std::size_t(frames), 0.0f);
     // One renderer at a time: each source is the single consumer of its ring. Two can meet
     // only for a moment while a lost device's callback and the stand-in clock change over;
@@ -67,18 +70,14 @@ std::uint32_t AudioDevice::mixSources(float* out, float* scratch, std::uint32_t 
         delivered = std::max(delivered, done);
         first = false;
     }
+    if (expecting)
+        for (auto& slot : sources) {
+            const AudioRenderSource* source = slot.load(std::memory_order_acquire);
+            *expecting = *expecting || (source && source->expectsToRender());
+        }
     renderSequence.fetch_add(1, std::memory_order_acq_rel);
     rendering.store(false, std::memory_order_release);
     return delivered;
-}
-
-bool AudioDevice::anySourceExpectsToRender() const noexcept {
-    for (const auto& slot : sources) {
-        const AudioRenderSource* source = slot.load(std::memory_order_acquire);
-        if (source && source->expectsToRender())
-            return true;
-    }
-    return false;
 }
 
 namespace {

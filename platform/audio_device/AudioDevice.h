@@ -69,10 +69,10 @@ protected:
     // are several), silence where they have nothing. Returns the largest count any
     // source delivered. Real-time safe, and never runs twice at once (a second caller
     // gets silence). `scratch` holds at least kMaxBlockFrames frames.
-    std::uint32_t mixSources(float* out, float* scratch, std::uint32_t frames) noexcept;
-
-    // True when an attached source still expects to render.
-    bool anySourceExpectsToRender() const noexcept;
+    // `expecting`, if given, tells whether a source still expects to render: asked here,
+    // inside the render, because a source may be gone as soon as the render has ended.
+    std::uint32_t mixSources(float* out, float* scratch, std::uint32_t frames,
+                             bool* expecting = nullptr) noexcept;
 
     std::atomic<std::uint64_t> underruns{0};
 

@@ -16,7 +16,8 @@ std::uint32_t OfflineAudioDevice::pull(float* out, std::uint32_t frames,
     while (done < frames) {
         const std::uint32_t block = std::min(frames - done, kMaxBlockFrames);
         float* at = out + 2 * std::size_t(done);
-        const std::uint32_t got = mixSources(at, scratch.data(), block);
+        bool expecting = false;
+        const std::uint32_t got = mixSources(at, scratch.data(), block, &expecting);
         fromSources += got;
         if (got == block) {
             done += block;
@@ -24,7 +25,7 @@ std::uint32_t OfflineAudioDevice::pull(float* out, std::uint32_t frames,
         }
         // Short: keep what came, then either wait for the rest or accept silence.
         done += got;
-        if (anySourceExpectsToRender() && std::chrono::steady_clock::now() < deadline) {
+        if (expecting && std::chrono::steady_clock::now() < deadline) {
             std::this_thread::sleep_for(std::chrono::microseconds(50));
             continue;
         }
@@ -40,11 +41,13 @@ std::uint32_t OfflineAudioDevice::pullPlayed(float* out, std::uint32_t frames,
     std::uint32_t done = 0;
     while (done < frames) {
         const std::uint32_t block = std::min(frames - done, kMaxBlockFrames);
-        const std::uint32_t got = mixSources(out + 2 * std::size_t(done), scratch.data(), block);
+        bool expecting = false;
+        const std::uint32_t got =
+            mixSources(out + 2 * std::size_t(done), scratch.data(), block, &expecting);
         done += got;
         if (got == block)
             continue;
-        if (!anySourceExpectsToRender() || std::chrono::steady_clock::now() >= deadline)
+        if (!expecting || std::chrono::steady_clock::now() >= deadline)
             break;
         std::this_thread::sleep_for(std::chrono::microseconds(50));
     }

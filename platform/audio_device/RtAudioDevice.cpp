@@ -153,8 +153,9 @@ int RtAudioDevice::renderCallback(float* out, unsigned frames, bool deviceUnderf
         std::fill(out, out + 2 * std::size_t(frames), 0.0f);
         return 0;
     }
-    const std::uint32_t got = mixSources(out, callbackScratch.data(), frames);
-    if ((got < frames && anySourceExpectsToRender()) || deviceUnderflow)
+    bool expecting = false;
+    const std::uint32_t got = mixSources(out, callbackScratch.data(), frames, &expecting);
+    if ((got < frames && expecting) || deviceUnderflow)
         underruns.fetch_add(1, std::memory_order_relaxed);
     return 0;
 }
