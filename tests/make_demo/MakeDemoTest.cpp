@@ -10,6 +10,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
+#include <unistd.h>
 
 namespace {
 
@@ -30,12 +31,14 @@ std::string readBytes(const fs::path& path) {
 class MakeDemo : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        folder_ = test_support::fixtureDirectory() / "make-demo";
+        // One folder per process: CTest runs the cases of this suite in parallel processes.
+        folder_ = test_support::fixtureDirectory() / ("make-demo-" + std::to_string(::getpid()));
         fs::remove_all(folder_);
         // A nested folder that does not exist yet, as on a fresh build tree.
         demo_ = folder_ / "resources" / "demo.wav";
         ASSERT_EQ(runGenerator(demo_), 0);
     }
+    static void TearDownTestSuite() { fs::remove_all(folder_); }
     static inline fs::path folder_, demo_;
 };
 

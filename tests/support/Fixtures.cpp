@@ -1,5 +1,6 @@
 #include "tests/support/Fixtures.h"
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -8,12 +9,15 @@
 #include <random>
 #include <stdexcept>
 #include <sys/wait.h>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
 namespace test_support {
 
 namespace {
+
+std::atomic<int> temporaryCount{0};
 
 std::string hexHash(std::string_view text) {
     char buffer[17];
@@ -25,11 +29,20 @@ std::string_view bytesOf(const std::vector<float>& samples) {
     return {reinterpret_cast<const char*>(samples.data()), samples.size() * sizeof(float)};
 }
 
+std::string uniqueName() {
+    return std::to_string(::getpid()) + "-" + std::to_string(++temporaryCount);
+}
+
+// Whole or not at all: a test in another process may be reading the same fixture.
 void writeFile(const fs::path& path, std::string_view bytes) {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out.write(bytes.data(), std::streamsize(bytes.size()));
-    if (!out)
-        throw std::runtime_error("cannot write " + path.string());
+    const fs::path temporary = path.parent_path() / (".write-" + uniqueName());
+    {
+        std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
+        out.write(bytes.data(), std::streamsize(bytes.size()));
+        if (!out)
+            throw std::runtime_error("cannot write " + path.string());
+    }
+    fs::rename(temporary, path);
 }
 
 std::string channelLayout(int channels) {
@@ -110,10 +123,11 @@ fs::path makeFixture(const Signal& signal, const Encoding& format, std::string_v
     if (fs::exists(target))
         return target;
 
-    // Written under a temporary name first, so a test running in parallel never sees a
-    // half-written file.
-    const fs::path raw = target.string() + ".raw";
-    const fs::path partial = target.parent_path() / (".partial-" + target.filename().string());
+    // Written under names of this process's own first: tests running in parallel may make
+    // the same fixture at once, and must never read or encode each other's half-written file.
+    const std::string unique = uniqueName();
+    const fs::path raw = directory / (".raw-" + unique + ".f32");
+    const fs::path partial = directory / (".partial-" + unique + "-" + target.filename().string());
     writeFile(raw, bytesOf(signal.samples));
     const std::string command =
         std::string(STUDYLOOP_FFMPEG) + " -nostdin -hide_banner -loglevel error -y -f f32le -ar " +
@@ -133,7 +147,7 @@ fs::path makeFixture(const Signal& signal, const Encoding& format, std::string_v
 }
 
 std::vector<float> decodeWithFfmpeg(const fs::path& file) {
-    const fs::path output = fixtureDirectory() / (".ref-" + hexHash(file.string()) + ".f32");
+    const fs::path output = fixtureDirectory() / (".ref-" + uniqueName() + ".f32");
     const std::string command =
         std::string(STUDYLOOP_FFMPEG) + " -nostdin -hide_banner -loglevel error -y -i " +
         shellQuote(file.string()) + " -f f32le -ac 2 " + shellQuote(output.string());
