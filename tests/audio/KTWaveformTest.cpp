@@ -130,4 +130,21 @@ TEST_P(FromFile, ReadingTheFileGivesThePeaksOfItsDecodedSamples) {
 
 INSTANTIATE_TEST_SUITE_P(KTWaveform, FromFile, testing::Values("flac", "mp3cbr"));
 
+TEST(KTWaveform, SilentAndAllNegativeFilesGiveFlatAndNegativePeaks) {
+    testing::internal::CaptureStderr();
+    const KTWaveform silent(
+        makeFixture(makeConstant(2500, 2, 48000, 0.0f), encoding("wav16"), "silent").string());
+    const KTWaveform negative(
+        makeFixture(makeConstant(2500, 1, 22050, -0.25f), encoding("flac"), "below").string());
+    const KTWaveform empty(
+        makeFixture(makeConstant(0, 2, 44100, 0.0f), encoding("wav16"), "nothing").string());
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(silent.samples(), (std::vector<std::int16_t>{0, 0, 0}));
+    EXPECT_EQ(silent.globalMaxValue(), 0);
+    EXPECT_EQ(negative.samples(), (std::vector<std::int16_t>{-6500, -6500, -6500}));
+    EXPECT_EQ(negative.globalMaxValue(), -6500);
+    EXPECT_EQ(empty.totalSamples(), 0);
+    EXPECT_EQ(empty.globalMaxValue(), -32768);
+}
+
 } // namespace
