@@ -1,6 +1,7 @@
 // End to end through a real sound server: the player on the real output device, the
 // server's null sink recorded from its monitor with parecord, the recording measured.
-// Needs a PulseAudio server with a sink "null" (scripts/services.sh starts one).
+// Needs a PulseAudio server (scripts/services.sh starts one). The test plays into a null
+// sink of its own, so nothing else playing on the server ends up in its recording.
 
 #include "audio/KTAudioFile.h"
 #include "platform/audio_device/AudioDevice.h"
@@ -27,13 +28,32 @@ public:
     std::atomic<bool> done{false};
 };
 
-// parecord writing the null sink's monitor to a float WAV until stopped.
+// A null sink for this process alone, made the default for its own sound connections.
+class PrivateSink {
+public:
+    PrivateSink() : name("studyloop_test_" + std::to_string(getpid())) {
+        module = test_support::capture("pactl load-module module-null-sink sink_name=" + name);
+        setenv("PULSE_SINK", name.c_str(), 1);
+    }
+    ~PrivateSink() {
+        if (!module.empty())
+            test_support::run("pactl unload-module " + module);
+    }
+    bool ready() const { return !module.empty(); }
+    const std::string name;
+
+private:
+    std::string module;
+};
+
+// parecord writing a sink's monitor to a float WAV until stopped.
 class MonitorRecording {
 public:
-    explicit MonitorRecording(const std::filesystem::path& path) {
+    MonitorRecording(const std::string& sink, const std::filesystem::path& path) {
+        const std::string device = "--device=" + sink + ".monitor";
         pid = fork();
         if (pid == 0) {
-            execlp("parecord", "parecord", "--device=null.monitor", "--file-format=wav",
+            execlp("parecord", "parecord", device.c_str(), "--file-format=wav",
                    "--format=float32le", "--rate=44100", "--channels=2", path.c_str(),
                    static_cast<char*>(nullptr));
             _exit(127);
@@ -56,14 +76,14 @@ private:
 TEST(PlaybackSound, HalfSpeedOctaveUpThroughTheNullSink) {
     ASSERT_EQ(test_support::run("pactl info >/dev/null 2>&1"), 0)
         << "no PulseAudio server: source scripts/services.sh first";
-    ASSERT_EQ(test_support::run("pactl list short sinks | grep -q null"), 0) << "no sink \"null\"";
-    test_support::run("pactl set-default-sink null");
+    const PrivateSink sink;
+    ASSERT_TRUE(sink.ready()) << "could not add a null sink";
 
     constexpr int kRate = 44100;
     const auto fixture =
         test_support::makeFixture(test_support::makeSine(2 * kRate, 2, kRate, 440, 0.5),
                                   test_support::encoding("wavf32"), "sound440");
-    const auto recordingPath = test_support::fixtureDirectory() / "null-monitor-recording.wav";
+    const auto recordingPath = test_support::fixtureDirectory() / (sink.name + ".wav");
     std::filesystem::remove(recordingPath);
 
     Completion completion;
@@ -71,7 +91,7 @@ TEST(PlaybackSound, HalfSpeedOctaveUpThroughTheNullSink) {
     player.setDelegate(&completion);
     {
         // The recorder runs before the player's first frame, so the whole sound is on it.
-        MonitorRecording recording(recordingPath);
+        MonitorRecording recording(sink.name, recordingPath);
         QThread::msleep(500); // let the recorder connect before anything plays
         player.setAudioFile(std::make_shared<KTAudioFile>(fixture.string()));
         player.setPlaybackRate(0.5);

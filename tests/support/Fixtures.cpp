@@ -65,6 +65,21 @@ int run(const std::string& commandLine) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
+std::string capture(const std::string& commandLine) {
+    FILE* pipe = popen(commandLine.c_str(), "r");
+    if (!pipe)
+        return {};
+    std::string output;
+    char buffer[256];
+    while (std::size_t count = std::fread(buffer, 1, sizeof buffer, pipe))
+        output.append(buffer, count);
+    if (pclose(pipe) != 0)
+        return {};
+    while (!output.empty() && (output.back() == '\n' || output.back() == '\r'))
+        output.pop_back();
+    return output;
+}
+
 std::string shellQuote(const std::string& text) {
     std::string quoted = "'";
     for (char c : text) {

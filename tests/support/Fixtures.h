@@ -47,6 +47,9 @@ std::filesystem::path directoryPath();
 
 // Runs a shell command line; returns its exit status.
 int run(const std::string& commandLine);
+// Runs a shell command line; returns its standard output without the trailing newline,
+// empty when it fails.
+std::string capture(const std::string& commandLine);
 std::string shellQuote(const std::string& text);
 
 } // namespace test_support
