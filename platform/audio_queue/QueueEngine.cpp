@@ -25,7 +25,9 @@ namespace {
 
 using RubberBand::RubberBandStretcher;
 
-constexpr std::size_t kFeedFrames = 512;      // frames per stretcher process call
+// Frames per stretcher process call: small, so the stretcher renders little beyond what the
+// ring asks for. Whatever it has rendered ahead is heard before a rate or pitch change.
+constexpr std::size_t kFeedFrames = 256;
 constexpr std::size_t kRetrieveFrames = 1024; // frames per stretcher retrieve call
 constexpr std::size_t kRingCapacityFrames = 8192;
 // How far the ring is filled ahead of the device. Every frame here is latency between a
@@ -200,6 +202,7 @@ OSStatus OpaqueAudioQueue::stop(bool immediate) {
                 enqueued.clear();
                 stopPending = false;
                 resetRequested = true;
+                returnFedLocked();
             } else {
                 stopPending = true;
                 drainCount = enqueued.size();
@@ -219,6 +222,7 @@ OSStatus OpaqueAudioQueue::stop(bool immediate) {
             rtPlaying.store(false, std::memory_order_release);
             ring.requestDiscardUpTo(ring.writePosition());
             resetRequested = true;
+            returnFedLocked();
             drainCount = 0;
             setRunning(false);
         } else if (run == RunState::Running) {
@@ -415,24 +419,30 @@ void OpaqueAudioQueue::threadMain() {
     bool again = false;
     while (!quit) {
         const bool active = run == RunState::Running || run == RunState::Stopping;
-        const bool pending = !runningEvents.empty() || !usedByPrime.empty() || resetRequested;
+        const bool pending = !runningEvents.empty() || !usedByPrime.empty() ||
+                             !handBack.empty() || resetRequested;
         if (!pending && !again) {
             if (active)
                 wake.wait_for(lock, kRunningWakeInterval);
             else
                 wake.wait(lock, [&] {
                     return quit || run == RunState::Running || run == RunState::Stopping ||
-                           !runningEvents.empty() || !usedByPrime.empty() || resetRequested;
+                           !runningEvents.empty() || !usedByPrime.empty() ||
+                           !handBack.empty() || resetRequested;
                 });
         }
         if (quit)
             break;
         std::vector<bool> events;
         events.swap(runningEvents);
-        std::vector<AudioQueueBufferRef> used;
+        std::vector<AudioQueueBufferRef> used, ended;
         used.swap(usedByPrime);
+        ended.swap(handBack);
         lock.unlock();
 
+        // The buffers of a run that has ended come back before the news that it has: a
+        // listener that starts the queue again must find them free to fill.
+        deliverCallbacks(ended);
         deliverRunningEvents(events);
         deliverCallbacks(used);
         std::vector<AudioQueueBufferRef> pumped = pump(false);
@@ -447,6 +457,7 @@ void OpaqueAudioQueue::threadMain() {
                 run = RunState::Stopped;
                 rtPlaying.store(false, std::memory_order_release);
                 resetRequested = true;
+                returnFedLocked();
                 setRunning(false);
             }
         }
@@ -455,6 +466,11 @@ void OpaqueAudioQueue::threadMain() {
     lock.unlock();
     if (freeSelf)
         delete this;
+}
+
+void OpaqueAudioQueue::returnFedLocked() {
+    handBack.insert(handBack.end(), fed.begin(), fed.end());
+    fed.clear();
 }
 
 void OpaqueAudioQueue::setRunning(bool running) {
@@ -533,6 +549,17 @@ std::vector<AudioQueueBufferRef> OpaqueAudioQueue::pump(bool priming) {
             stopping = run == RunState::Stopping;
             if (!enqueued.empty() && (!stopping || drainCount > 0))
                 front = enqueued.front();
+            if (!front && !fed.empty()) {
+                // Out of input: give back the buffer fed longest ago for the caller to fill
+                // (all of them once the run is ending: no more input is taken) and come
+                // back for what it brings.
+                do {
+                    used.push_back(fed.front());
+                    fed.pop_front();
+                } while (stopping && !fed.empty());
+                if (!stopping)
+                    break;
+            }
         }
         if (front) {
             const std::size_t frames = front->mAudioDataByteSize / 8;
@@ -556,7 +583,7 @@ std::vector<AudioQueueBufferRef> OpaqueAudioQueue::pump(bool priming) {
                 if (drainCount > 0)
                     --drainCount;
                 offsetInFront = 0;
-                used.push_back(front);
+                fed.push_back(front);
             }
             continue;
         }

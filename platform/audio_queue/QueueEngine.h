@@ -76,6 +76,7 @@ private:
     void deliverCallbacks(const std::vector<AudioQueueBufferRef>& used);
     void deliverRunningEvents(const std::vector<bool>& values);
     void setRunning(bool running); // stateLock held: records the change for the listeners
+    void returnFedLocked();        // stateLock held: the run is over, every fed buffer goes back
     std::size_t ringTargetFrames() const;
 
     // Fixed at creation.
@@ -95,6 +96,12 @@ private:
     std::vector<Listener> listeners;
     std::vector<bool> runningEvents;              // IsRunning changes not yet reported
     std::vector<AudioQueueBufferRef> usedByPrime; // callbacks a primer left to the thread
+    // Buffers fed to the stretcher whose callbacks are held back until their frames are
+    // needed: the caller refills a buffer when it gets it back, so handing buffers back only
+    // as the stretcher asks for input keeps the caller's reads close to what is heard, and a
+    // seek in the caller's file is heard that much sooner.
+    std::deque<AudioQueueBufferRef> fed;
+    std::vector<AudioQueueBufferRef> handBack; // fed buffers of an ended run, still to return
     bool isRunningValue = false;
     bool stopPending = false; // a stop asked for before the start it applies to
     bool resetRequested = false;

@@ -207,6 +207,21 @@ TEST_F(QueueTest, ImmediateStopSilencesAtOnce) {
     EXPECT_EQ(stops.load(), 1);
 }
 
+TEST_F(QueueTest, StopWhilePausedGivesBackEveryBufferItFed) {
+    startWith(test_support::makeSine(4 * kRate, 2, kRate, 440));
+    pullAll(kRate / 2);
+    AudioQueuePause(queue);
+    AudioQueueStop(queue, false);
+    for (int i = 0; i < 1000 && stops.load() == 0; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    ASSERT_EQ(stops.load(), 1);
+    // The buffers still waiting stay queued for the next start; the ones already fed come
+    // back to the caller, before the stop is reported, and it queues them again. None is
+    // lost in between.
+    for (auto* buffer : buffers)
+        EXPECT_EQ(AudioQueueEnqueueBuffer(queue, buffer, 0, nullptr), kAudioQueueErr_BufferInQueue);
+}
+
 TEST_F(QueueTest, RefusesFormatsOtherThanStereoFloat) {
     AudioStreamBasicDescription mono = stereoFloatFormat(kRate);
     mono.mChannelsPerFrame = 1;
