@@ -132,7 +132,8 @@ double bareStretcherCost(double rate, double cents, double seconds) {
     using RubberBand::RubberBandStretcher;
     RubberBandStretcher stretcher(kRate, 2,
                                   RubberBandStretcher::OptionProcessRealTime |
-                                      RubberBandStretcher::OptionEngineFiner,
+                                      RubberBandStretcher::OptionEngineFiner |
+                                      RubberBandStretcher::OptionPitchHighConsistency,
                                   1.0 / rate, std::exp2(cents / 1200));
     std::vector<float> in[2] = {std::vector<float>(512), std::vector<float>(512)};
     for (std::size_t i = 0; i < 512; ++i)

@@ -50,8 +50,13 @@ OpaqueAudioQueue::OpaqueAudioQueue(double fileRate_, std::shared_ptr<AudioDevice
                                    AudioQueueOutputCallback callback, void* userData)
     : fileRate(fileRate_), device(std::move(device_)), deviceRate(device->sampleRate()),
       outputCallback(callback), callbackUserData(userData), ring(2 * kRingCapacityFrames) {
-    const auto options =
-        RubberBandStretcher::OptionProcessRealTime | RubberBandStretcher::OptionEngineFiner;
+    // Pitch: resample after stretching, whichever way the pitch goes. Resampling the input
+    // instead (cheaper for upward shifts) puts a pitch change behind all the input the
+    // stretcher holds, about 90 ms at rate 1, before it is heard; after stretching it is
+    // heard with the next block that is rendered.
+    const auto options = RubberBandStretcher::OptionProcessRealTime |
+                         RubberBandStretcher::OptionEngineFiner |
+                         RubberBandStretcher::OptionPitchHighConsistency;
     stretcher =
         std::make_unique<RubberBandStretcher>(std::size_t(std::lround(fileRate)), 2, options,
                                               deviceRate / fileRate, fileRate / deviceRate);
