@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <gtest/gtest.h>
 #include <sys/wait.h>
+#include <unistd.h>
 
 using namespace test_support;
 
@@ -20,7 +21,12 @@ struct Result {
 };
 
 Result inspect(const std::string& arguments) {
-    const std::string errorFile = (fixtureDirectory() / ".inspect-stderr").string();
+    // Named for this process and call: the cases of this suite run in parallel processes.
+    static int calls = 0;
+    const std::string errorFile =
+        (fixtureDirectory() /
+         (".inspect-stderr-" + std::to_string(getpid()) + "-" + std::to_string(++calls)))
+            .string();
     const std::string command =
         std::string(STUDYLOOP_INSPECT) + " " + arguments + " 2>" + shellQuote(errorFile);
     Result result;
@@ -34,6 +40,7 @@ Result inspect(const std::string& arguments) {
     while (std::size_t count = std::fread(buffer.data(), 1, buffer.size(), errors))
         result.err.append(buffer.data(), count);
     std::fclose(errors);
+    std::remove(errorFile.c_str());
     return result;
 }
 
