@@ -12,7 +12,7 @@
 // parallel segments; the peaks are the same as those of one pass over the whole file.
 //
 // Thread contract: built on any one thread; afterwards the peak data are immutable and
-// may be read from any thread. coords(), totalBuckets and vbo belong to the drawing code,
+// may be read from any thread. coords() and totalBuckets belong to the drawing code,
 // which uses them from the thread that owns the GL context.
 
 #include <cstdint>
@@ -49,8 +49,8 @@ public:
     // The bucket count coords() and the drawing view's vertex buffer were last filled for;
     // 0 for a new waveform. Set only by the drawing code.
     std::int32_t totalBuckets = 0;
-    // A GL buffer name for the drawing code to create and delete in its own context;
-    // this class makes no GL call.
+    // The waveform's own GL buffer name. The view draws from a buffer of its own, made and
+    // deleted in its context, so this one stays 0; this class makes no GL call.
     std::uint32_t vbo = 0;
 
 private:

@@ -249,24 +249,22 @@ bool KTAudioQueuePlayer::isPlaybackComplete() const {
     return playheadFrame.load() >= rangeNumFrames.load();
 }
 
-bool KTAudioQueuePlayer::onMainThread() const {
-    return QThread::currentThread() == thread();
+// Timers belong to the main thread; the queue's thread asks for them to be started or
+// stopped there, in the order it asked.
+void KTAudioQueuePlayer::runOnMainThread(void (KTAudioQueuePlayer::*step)()) {
+    if (QThread::currentThread() == thread())
+        (this->*step)();
+    else
+        QMetaObject::invokeMethod(
+            this, [this, step] { (this->*step)(); }, Qt::QueuedConnection);
 }
 
 void KTAudioQueuePlayer::startPlaybackTimer() {
-    if (onMainThread())
-        startTimerOnMainThread();
-    else
-        QMetaObject::invokeMethod(
-            this, [this] { startTimerOnMainThread(); }, Qt::QueuedConnection);
+    runOnMainThread(&KTAudioQueuePlayer::startTimerOnMainThread);
 }
 
 void KTAudioQueuePlayer::stopPlaybackTimer() {
-    if (onMainThread())
-        stopTimerOnMainThread();
-    else
-        QMetaObject::invokeMethod(
-            this, [this] { stopTimerOnMainThread(); }, Qt::QueuedConnection);
+    runOnMainThread(&KTAudioQueuePlayer::stopTimerOnMainThread);
 }
 
 void KTAudioQueuePlayer::startTimerOnMainThread() {

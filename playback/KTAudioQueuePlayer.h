@@ -115,7 +115,7 @@ public:
                                   platform::AudioQueuePropertyID property);
 
 private:
-    bool onMainThread() const;
+    void runOnMainThread(void (KTAudioQueuePlayer::*step)());
     void startTimerOnMainThread();
     void stopTimerOnMainThread();
     platform::OSStatus seekFile(std::int64_t frame) const;
