@@ -8,7 +8,7 @@
 #include "bench/playback/MonitorCapture.h"
 #include "platform/audio_device/OfflineAudioDevice.h"
 #include "playback/KTAudioQueuePlayer.h"
-#include "tools/play/WavFile.h"
+#include "tools/wav_writer/WavFile.h"
 
 #include <QCoreApplication>
 #include <QThread>

@@ -1,13 +1,19 @@
-// studyloop-inspect FILE [--peaks]: opens FILE as the application does and prints what it
-// found as one JSON object on standard output. The program's own diagnostics go to
+// studyloop-inspect FILE [--peaks] [--decode OUT.wav [--from FRAME]]: opens FILE as the
+// application does and prints what it found as one JSON object on standard output. With
+// --decode it also writes the frames exactly as the program reads them, so that what the
+// program hears can be compared with another decoder. The program's own diagnostics go to
 // standard error.
 
+#include "audio/CheckError.h"
 #include "audio/KTAudioFile.h"
 #include "audio/KTWaveform.h"
+#include "tools/wav_writer/WavFile.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -29,26 +35,61 @@ std::string jsonString(const std::string& text) {
 }
 
 int usage() {
-    std::fprintf(stderr, "usage: studyloop-inspect FILE [--peaks]\n");
+    std::fprintf(stderr,
+                 "usage: studyloop-inspect FILE [--peaks] [--decode OUT.wav [--from FRAME]]\n");
     return 2;
+}
+
+// Reads from `fromFrame` to the end through the same calls the player makes and writes
+// every frame to `outPath`. False when the output cannot be written.
+bool decodeTo(const KTAudioFile& audioFile, std::int64_t fromFrame, const std::string& outPath) {
+    WavFileWriter wav(outPath, audioFile.sampleRate());
+    if (!wav.isOpen())
+        return false;
+    CheckError(platform::ExtAudioFileSeek(audioFile.extAudioFile(), fromFrame), "Seek");
+    constexpr std::uint32_t kChunkFrames = 32768;
+    std::vector<float> buffer(std::size_t(kChunkFrames) * 2);
+    for (;;) {
+        platform::AudioBufferList list{};
+        list.mNumberBuffers = 1;
+        list.mBuffers[0].mNumberChannels = 2;
+        list.mBuffers[0].mDataByteSize = kChunkFrames * 8;
+        list.mBuffers[0].mData = buffer.data();
+        std::uint32_t frames = kChunkFrames;
+        CheckError(platform::ExtAudioFileRead(audioFile.extAudioFile(), &frames, &list),
+                   "Read frames as floats");
+        if (frames == 0)
+            break;
+        wav.write(buffer.data(), frames);
+    }
+    return wav.close();
 }
 
 } // namespace
 
 int main(int argc, char** argv) {
     std::string file;
+    std::string decodePath;
+    std::int64_t fromFrame = 0;
     bool peaks = false;
     for (int i = 1; i < argc; ++i) {
-        if (std::strcmp(argv[i], "--peaks") == 0)
+        if (std::strcmp(argv[i], "--peaks") == 0) {
             peaks = true;
-        else if (argv[i][0] == '-' && argv[i][1] != '\0')
+        } else if (std::strcmp(argv[i], "--decode") == 0 && i + 1 < argc) {
+            decodePath = argv[++i];
+        } else if (std::strcmp(argv[i], "--from") == 0 && i + 1 < argc) {
+            char* end = nullptr;
+            fromFrame = std::strtoll(argv[++i], &end, 10);
+            if (*end != '\0' || fromFrame < 0)
+                return usage();
+        } else if (argv[i][0] == '-' && argv[i][1] != '\0')
             return usage();
         else if (file.empty())
             file = argv[i];
         else
             return usage();
     }
-    if (file.empty())
+    if (file.empty() || (fromFrame > 0 && decodePath.empty()))
         return usage();
 
     // The audio classes end the process on a file they cannot read; say why instead.
@@ -74,5 +115,9 @@ int main(int argc, char** argv) {
     }
     json += "}\n";
     std::fwrite(json.data(), 1, json.size(), stdout);
+    if (!decodePath.empty() && !decodeTo(audioFile, fromFrame, decodePath)) {
+        std::fprintf(stderr, "studyloop-inspect: cannot write %s\n", decodePath.c_str());
+        return 1;
+    }
     return 0;
 }

@@ -5,7 +5,7 @@
 #include "audio/KTAudioFile.h"
 #include "platform/audio_device/OfflineAudioDevice.h"
 #include "playback/KTAudioQueuePlayer.h"
-#include "tools/play/WavFile.h"
+#include "tools/wav_writer/WavFile.h"
 
 #include <QCoreApplication>
 #include <atomic>

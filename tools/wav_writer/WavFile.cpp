@@ -1,4 +1,4 @@
-#include "tools/play/WavFile.h"
+#include "tools/wav_writer/WavFile.h"
 
 #include <cstring>
 
