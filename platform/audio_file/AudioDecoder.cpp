@@ -1,9 +1,11 @@
 #include "platform/audio_file/AudioDecoder.h"
 
 #include "platform/audio_file/OpenStatus.h"
+#include "platform/audio_file/VorbisPositions.h"
 #include "platform/log/Log.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
 #include <mutex>
 
@@ -103,8 +105,11 @@ OSStatus AudioDecoder::openStream(const std::string& filePath) {
     prerollSamples = isLossless(id) ? 0 : kLossyPrerollSeconds * rate;
     const bool containerKnowsLength = stream->duration > 0 && stream->duration != AV_NOPTS_VALUE &&
                                       !estimatesTimestampsAfterSeek(format->iformat);
+    const bool oggVorbis = id == AV_CODEC_ID_VORBIS && !std::strcmp(format->iformat->name, "ogg");
     if (isPcm(id))
         measurePcm();
+    else if (oggVorbis && measureVorbis())
+        ;
     else if (containerKnowsLength)
         measureFromContainer();
     else
@@ -132,8 +137,10 @@ bool AudioDecoder::startDecoder() {
 }
 
 // Decoded frames carry the timestamp of the packet whose decoding finished them. A codec
-// whose first packet only primes it (Vorbis) therefore labels every frame one packet late;
-// the difference between the first frame's label and the first packet's is that lateness.
+// whose first packet only primes it labels every frame one packet late unless the
+// demuxer already gave that packet a time before the start (Ogg does; Matroska does not):
+// the first frame's label against the first packet's, when the first packet yields
+// nothing, is that lateness.
 bool AudioDecoder::measureLabelOffset() {
     if (!repositionDemuxer(INT64_MIN / 2))
         return false;
@@ -197,6 +204,18 @@ void AudioDecoder::measureFromContainer() {
     length = toSamples(stream->duration) - std::max(0, stream->codecpar->initial_padding);
 }
 
+// Ogg Vorbis: one pass over the packets works out where each packet's sound goes, since the
+// demuxer's own timestamps are off wherever a page starts after a block-size change.
+bool AudioDecoder::measureVorbis() {
+    VorbisExtent extent;
+    if (!indexVorbisPackets(format, stream, packet, index, extent))
+        return false;
+    restamp = true;
+    firstSample = extent.firstSample;
+    length = extent.endSample - extent.firstSample;
+    return true;
+}
+
 // Everything else: one pass over the packets (no decoding) adds up their durations and
 // takes the skip information the demuxer attaches: delay on the first packet, padding
 // on the last ones.
@@ -237,7 +256,7 @@ void AudioDecoder::measureByScanning() {
         if (skip && sideSize >= 8 && AV_RL32(skip + 4) > 0)
             endDiscard += AV_RL32(skip + 4);
         if (byteSeeks)
-            index.push_back({packet->pos, timestamp});
+            index.add({packet->pos, timestamp, packet->size});
         nextTimestamp = timestamp + duration;
         end = std::max(end, toSamples(timestamp + duration));
         av_packet_unref(packet);
@@ -246,16 +265,11 @@ void AudioDecoder::measureByScanning() {
     length = end - endDiscard - firstSample;
     // Byte positions must rise for the index to be searched; a demuxer that does not
     // report them cannot be restamped, and falls back to its own timestamps.
-    if (byteSeeks && (index.empty() ||
-                      std::any_of(index.begin(), index.end(),
-                                  [](const PacketEntry& e) { return e.bytePosition < 0; }) ||
-                      !std::is_sorted(index.begin(), index.end(),
-                                      [](const PacketEntry& a, const PacketEntry& b) {
-                                          return a.bytePosition < b.bytePosition;
-                                      }))) {
+    if (byteSeeks && !index.isSearchable()) {
         byteSeeks = false;
         index.clear();
     }
+    restamp = byteSeeks;
 }
 
 OSStatus AudioDecoder::seek(std::int64_t target) {
@@ -283,20 +297,14 @@ bool AudioDecoder::repositionDemuxer(std::int64_t rawTarget) {
     if (!startDecoder())
         return false;
     demuxerDone = decoderDone = false;
-    positionKnown = false;
+    positionKnown = packetLost = false;
     consecutiveReadErrors = 0;
     int status;
     if (byteSeeks) {
-        auto entry = std::upper_bound(index.begin(), index.end(), rawTarget,
-                                      [this](std::int64_t raw, const PacketEntry& e) {
-                                          return raw < toSamples(e.timestamp);
-                                      });
-        if (entry != index.begin())
-            --entry;
-        indexCursor = std::size_t(entry - index.begin());
-        cursorKnown = true;
-        status = av_seek_frame(format, -1, entry->bytePosition, AVSEEK_FLAG_BYTE);
+        const PacketIndex::Entry& entry = index.entryAtOrBefore(toTimestamp(rawTarget));
+        status = av_seek_frame(format, -1, entry.bytePosition, AVSEEK_FLAG_BYTE);
     } else {
+        index.lose();
         status = av_seek_frame(format, stream->index,
                                toTimestamp(std::max(rawTarget, firstSample - prerollSamples)),
                                AVSEEK_FLAG_BACKWARD);
@@ -304,24 +312,6 @@ bool AudioDecoder::repositionDemuxer(std::int64_t rawTarget) {
     // Some demuxers cannot seek at all in a short file without an index; reading it
     // again from the top always works and costs little there.
     return status >= 0 || reopen();
-}
-
-// After a byte seek the demuxer's timestamps are guesses: give each packet the one it had
-// in the first pass, found by its byte position.
-void AudioDecoder::restampFromIndex(AVPacket* p) {
-    if (!cursorKnown || indexCursor >= index.size() || index[indexCursor].bytePosition != p->pos) {
-        auto entry = std::lower_bound(
-            index.begin(), index.end(), p->pos,
-            [](const PacketEntry& e, std::int64_t pos) { return e.bytePosition < pos; });
-        cursorKnown = entry != index.end() && entry->bytePosition == p->pos;
-        indexCursor = std::size_t(entry - index.begin());
-    }
-    if (cursorKnown) {
-        p->pts = p->dts = index[indexCursor].timestamp;
-        ++indexCursor;
-    } else {
-        p->pts = p->dts = AV_NOPTS_VALUE;
-    }
 }
 
 bool AudioDecoder::reopen() {
@@ -336,8 +326,7 @@ bool AudioDecoder::reopen() {
     for (unsigned i = 0; i < format->nb_streams; ++i)
         if (int(i) != streamIndex)
             format->streams[i]->discard = AVDISCARD_ALL;
-    indexCursor = 0;
-    cursorKnown = byteSeeks;
+    index.lose();
     return true;
 }
 
@@ -353,8 +342,8 @@ bool AudioDecoder::readPacket() {
             continue;
         consecutiveReadErrors = 0;
         if (packet->stream_index == stream->index) {
-            if (byteSeeks)
-                restampFromIndex(packet);
+            if (restamp)
+                index.restamp(packet);
             return true;
         }
         av_packet_unref(packet);
@@ -362,6 +351,7 @@ bool AudioDecoder::readPacket() {
 }
 
 void AudioDecoder::noteCorruptPacket() {
+    packetLost = true;
     // Corrupt data before the target is the expected cost of starting mid-stream.
     if (!positionKnown || nextRawSample < firstSample + readPosition)
         return;
@@ -410,20 +400,27 @@ bool AudioDecoder::decodeMore() {
 }
 
 // Converts one decoded frame and keeps the part from the read position to the end of
-// the recording, in its place: a frame that starts later than the one before it ended
-// follows a packet that could not be decoded, and silence keeps the time where that
-// packet's sound was.
+// the recording, in its place. A frame follows the one before it: the decoder's output is
+// continuous, while timestamps can be rounded (Matroska counts milliseconds) or estimated.
+// Only where a packet was lost does the frame's timestamp place it, with silence keeping
+// the time where that packet's sound was; a timestamp that disagrees with the continuous
+// position by more than the frame itself lasts shows a packet that vanished without an
+// error (a page the demuxer dropped for a bad checksum).
 void AudioDecoder::takeFrame(const AVFrame* decoded) {
     const std::int64_t timestamp =
         decoded->pts != AV_NOPTS_VALUE ? decoded->pts : decoded->best_effort_timestamp;
-    std::int64_t start;
-    if (timestamp != AV_NOPTS_VALUE)
-        start = toSamples(timestamp) - labelOffset;
-    else if (positionKnown)
-        start = nextRawSample;
-    else
-        return; // no way to tell where this frame belongs; a later one will say
     const std::int64_t frames = decoded->nb_samples;
+    std::int64_t start;
+    if (timestamp == AV_NOPTS_VALUE) {
+        if (!positionKnown)
+            return; // no way to tell where this frame belongs; a later one will say
+        start = nextRawSample;
+    } else {
+        start = toSamples(timestamp) - labelOffset;
+        if (positionKnown && !packetLost && std::abs(start - nextRawSample) < frames)
+            start = nextRawSample;
+    }
+    packetLost = false;
     positionKnown = true;
     nextRawSample = start + frames;
 

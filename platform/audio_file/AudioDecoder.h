@@ -9,14 +9,17 @@
 // rather than left to the decoder, so that the same rule applies after a seek.
 //
 // Positions come from packet timestamps. Where a demuxer only estimates timestamps after
-// a seek (MP3, ADTS AAC), the timestamps of a first pass over the packets are kept in an
-// index and given back to the packets after a seek, matched by byte position. Every seek
-// starts decoding some way before the target (the codec's pre-roll), so the decoder's
-// overlap and bit reservoir are in the state a decode from the start would have.
+// a seek (MP3, ADTS AAC) or gets them wrong at block-size changes (Ogg Vorbis), the
+// timestamps of a first pass over the packets are kept in an index and given back to the
+// packets after a seek, matched by byte position. Every seek starts decoding some way
+// before the target (the codec's pre-roll), so the decoder's overlap and bit reservoir are
+// in the state a decode from the start would have. Decoded frames follow one another
+// without gaps; a timestamp moves a frame only where it shows a lost packet.
 //
 // Thread contract: not thread-safe; the owner serialises calls.
 
 #include "platform/audio_file/AudioTypes.h"
+#include "platform/audio_file/PacketIndex.h"
 #include "platform/audio_file/StereoConverter.h"
 
 #include <cstdint>
@@ -53,25 +56,20 @@ public:
     OSStatus seek(std::int64_t frame);
 
 private:
-    struct PacketEntry {
-        std::int64_t bytePosition;
-        std::int64_t timestamp; // in the stream's time base
-    };
-
     AudioDecoder() = default;
     OSStatus openStream(const std::string& path);
     void measurePcm();
     void measureByScanning();
     void measureFromContainer();
+    bool measureVorbis();
+    bool measureLabelOffset();
 
     bool repositionDemuxer(std::int64_t rawTarget);
     bool decodeMore();
     void takeFrame(const AVFrame* frame);
     bool startDecoder();
-    bool measureLabelOffset();
     bool readPacket();
     bool reopen();
-    void restampFromIndex(AVPacket* packet);
     void noteCorruptPacket();
 
     std::int64_t toSamples(std::int64_t timestamp) const;
@@ -86,14 +84,13 @@ private:
     StereoConverter converter;
 
     int rate = 0;
-    bool byteSeeks = false;          // reposition by byte offset, restamp from the index
+    bool byteSeeks = false;          // reposition by byte offset to an index entry
+    bool restamp = false;            // packets take their timestamps from the index
     std::int64_t prerollSamples = 0; // decode this much before a seek target
     std::int64_t firstSample = 0;    // raw sample position of frame 0
     std::int64_t labelOffset = 0;    // how far frame labels run ahead of their sound
     std::int64_t length = 0;         // frames
-    std::vector<PacketEntry> index;  // every packet, in order, when byteSeeks
-    std::size_t indexCursor = 0;     // the entry the next packet should be
-    bool cursorKnown = false;
+    PacketIndex index;               // every packet, in order, when restamp
 
     std::int64_t readPosition = 0; // next frame a read returns
     std::vector<float> pending;    // decoded frames from pendingStart on
@@ -101,6 +98,7 @@ private:
     std::int64_t pendingStart = 0;
     std::int64_t nextRawSample = 0; // where the next decoded frame starts, once known
     bool positionKnown = false;
+    bool packetLost = false; // a packet failed to decode since the last frame
     bool demuxerDone = false;
     bool decoderDone = false;
     int corruptPacketsLogged = 0;
