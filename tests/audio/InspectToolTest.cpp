@@ -58,6 +58,26 @@ TEST(InspectTool, PrintsTheFileAsJson) {
         << withPeaks.out;
 }
 
+// What --decode writes is what the program reads, to the bit: a ramp, whose every value
+// names its frame, comes back whole, and from a seek.
+TEST(InspectTool, DecodeWritesTheFramesAsTheProgramReadsThem) {
+    const Signal ramp = makeRamp(50000, 2, 44100);
+    const auto path = makeFixture(ramp, encoding("flac"), "inspect-decode");
+    const auto output = fixtureDirectory() / ("decoded-" + std::to_string(getpid()) + ".wav");
+    for (const std::int64_t from : {std::int64_t(0), std::int64_t(12345)}) {
+        SCOPED_TRACE("from " + std::to_string(from));
+        const Result result =
+            inspect(shellQuote(path.string()) + " --decode " + shellQuote(output.string()) +
+                    " --from " + std::to_string(from));
+        ASSERT_EQ(result.status, 0) << result.err;
+        EXPECT_EQ(decodeWithFfmpeg(output),
+                  std::vector<float>(ramp.samples.begin() + std::ptrdiff_t(2 * from),
+                                     ramp.samples.end()));
+    }
+    std::remove(output.c_str());
+    EXPECT_EQ(inspect(shellQuote(path.string()) + " --from 5").status, 2);
+}
+
 TEST(InspectTool, ABadFileGetsOneLineAndStatusOne) {
     for (const auto& path : {missingFile(), textFileNamedMp3(), directoryPath(), emptyFile()}) {
         const Result result = inspect(shellQuote(path.string()));

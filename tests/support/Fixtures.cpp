@@ -161,6 +161,70 @@ fs::path makeFixture(const Signal& signal, const Encoding& format, std::string_v
     return target;
 }
 
+namespace {
+
+std::string readFile(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {(std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>()};
+}
+
+// The CRC of an Ogg page: polynomial 0x04c11db7, most significant bit first, no inversion.
+std::uint32_t oggChecksum(std::string_view page) {
+    std::uint32_t crc = 0;
+    for (unsigned char byte : page) {
+        crc ^= std::uint32_t(byte) << 24;
+        for (int bit = 0; bit < 8; ++bit)
+            crc = (crc & 0x80000000u) ? (crc << 1) ^ 0x04c11db7u : crc << 1;
+    }
+    return crc;
+}
+
+} // namespace
+
+std::vector<float> decodeWithOggdec(const fs::path& file) {
+    const fs::path output = fixtureDirectory() / (".oggdec-" + uniqueName() + ".wav");
+    if (run(std::string(STUDYLOOP_OGGDEC) + " -Q -o " + shellQuote(output.string()) + " " +
+            shellQuote(file.string())) != 0)
+        throw std::runtime_error("oggdec could not decode " + file.string());
+    std::vector<float> samples = decodeWithFfmpeg(output);
+    fs::remove(output);
+    return samples;
+}
+
+fs::path withTrimmedOggStart(const fs::path& file, int frames) {
+    std::string bytes = readFile(file);
+    // Pages: "OggS", version, flags, granule position (8 bytes at 6), serial, sequence,
+    // checksum (4 bytes at 22), segment count (at 26), the segment sizes, the data. Every
+    // audio page's granule position moves back by `frames`, as in a file cut to the sample;
+    // the header pages (granule position 0) and pages that complete no packet (-1) stay.
+    bool shifted = false;
+    for (std::size_t page = 0; page + 27 <= bytes.size();) {
+        if (bytes.compare(page, 4, "OggS") != 0)
+            throw std::runtime_error("not an Ogg page in " + file.string());
+        const auto segments = std::size_t(static_cast<unsigned char>(bytes[page + 26]));
+        std::size_t size = 27 + segments;
+        for (std::size_t i = 0; i < segments; ++i)
+            size += static_cast<unsigned char>(bytes[page + 27 + i]);
+        std::int64_t granule = 0;
+        std::memcpy(&granule, bytes.data() + page + 6, 8);
+        if (granule > 0) {
+            granule -= frames;
+            std::memcpy(bytes.data() + page + 6, &granule, 8);
+            std::memset(bytes.data() + page + 22, 0, 4);
+            const std::uint32_t crc = oggChecksum(std::string_view(bytes).substr(page, size));
+            std::memcpy(bytes.data() + page + 22, &crc, 4);
+            shifted = true;
+        }
+        page += size;
+    }
+    if (!shifted)
+        throw std::runtime_error("no audio page in " + file.string());
+    const fs::path trimmed =
+        fixtureDirectory() / ("trimmed-" + std::to_string(frames) + "-" + file.filename().string());
+    writeFile(trimmed, bytes);
+    return trimmed;
+}
+
 std::vector<float> decodeWithFfmpeg(const fs::path& file) {
     const fs::path output = fixtureDirectory() / (".ref-" + uniqueName() + ".f32");
     const std::string command =

@@ -37,6 +37,15 @@ std::filesystem::path fixtureDirectory();
 // (ffmpeg's own down-mix), as the reference for what a decoder should give.
 std::vector<float> decodeWithFfmpeg(const std::filesystem::path& file);
 
+// Decodes an Ogg Vorbis file with oggdec, the reference decoder (libvorbisfile), to
+// interleaved float stereo: what the file holds, to 16 bits.
+std::vector<float> decodeWithOggdec(const std::filesystem::path& file);
+
+// A copy of an Ogg Vorbis file whose granule positions say that `frames` frames were
+// trimmed from the start (every one lowered by that much), as a cut made to the sample
+// leaves it. A decoder must drop those frames.
+std::filesystem::path withTrimmedOggStart(const std::filesystem::path& file, int frames);
+
 // Bad input.
 std::filesystem::path missingFile();
 std::filesystem::path emptyFile();

@@ -1,5 +1,6 @@
 #include "tests/support/Signals.h"
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 #include <random>
@@ -53,6 +54,57 @@ Signal makeNoise(std::int64_t frames, int channels, int sampleRate, std::uint32_
 
 Signal makeConstant(std::int64_t frames, int channels, int sampleRate, float value) {
     return Signal{sampleRate, channels, std::vector<float>(std::size_t(frames * channels), value)};
+}
+
+namespace {
+
+// Our own mapping of the generator to [-1, 1], the same everywhere.
+double unitNoise(std::mt19937& generator) {
+    return 2.0 * double(generator()) / double(std::mt19937::max()) - 1.0;
+}
+
+Signal fromMono(const std::vector<double>& mono, int sampleRate) {
+    Signal signal{sampleRate, 2, {}};
+    signal.samples.reserve(mono.size() * 2);
+    for (double value : mono) {
+        signal.samples.push_back(static_cast<float>(std::clamp(value, -0.98, 0.98)));
+        signal.samples.push_back(static_cast<float>(std::clamp(0.9 * value, -0.98, 0.98)));
+    }
+    return signal;
+}
+
+} // namespace
+
+Signal makeDrumBursts(std::int64_t frames, int sampleRate) {
+    std::vector<double> mono(static_cast<std::size_t>(frames));
+    const double step = 2.0 * std::numbers::pi * 220.0 / sampleRate;
+    for (std::size_t i = 0; i < mono.size(); ++i)
+        mono[i] = 0.05 * std::sin(step * double(i));
+    std::mt19937 generator(21);
+    const auto burstLength = std::size_t(sampleRate / 10);
+    for (std::size_t start = 0; start < mono.size(); start += std::size_t(sampleRate / 4))
+        for (std::size_t i = 0; i < burstLength && start + i < mono.size(); ++i)
+            mono[start + i] +=
+                0.8 * std::exp(-double(i) / (sampleRate / 70.0)) * unitNoise(generator);
+    return fromMono(mono, sampleRate);
+}
+
+Signal makeClicks(std::int64_t frames, int sampleRate) {
+    std::vector<double> mono(std::size_t(frames), 0.0);
+    std::mt19937 generator(22);
+    for (std::size_t at = std::size_t(sampleRate / 20); at + 64 < mono.size();
+         at += std::size_t(sampleRate / 8) + generator() % std::size_t(sampleRate / 5))
+        for (std::size_t i = 0; i < 64; ++i)
+            mono[at + i] = 0.9 * std::exp(-double(i) / 8.0) * (i % 2 ? -1.0 : 1.0);
+    return fromMono(mono, sampleRate);
+}
+
+Signal makeSilenceThenNoise(std::int64_t frames, int sampleRate) {
+    std::vector<double> mono(std::size_t(frames), 0.0);
+    std::mt19937 generator(23);
+    for (std::size_t i = mono.size() / 3; i < mono.size(); ++i)
+        mono[i] = 0.9 * unitNoise(generator);
+    return fromMono(mono, sampleRate);
 }
 
 std::vector<float> asStereo(const Signal& signal) {

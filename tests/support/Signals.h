@@ -32,6 +32,16 @@ Signal makeNoise(std::int64_t frames, int channels, int sampleRate, std::uint32_
                  double amplitude = 0.5);
 Signal makeConstant(std::int64_t frames, int channels, int sampleRate, float value);
 
+// Material with sharp attacks, which makes every lossy encoder switch to short blocks (real
+// music does so at every drum hit; steady tones and noise never do). Stereo, with the
+// right channel a little quieter than the left.
+// A drum-like burst of decaying noise every 250 ms over a quiet 220 Hz tone.
+Signal makeDrumBursts(std::int64_t frames, int sampleRate);
+// Single loud clicks at irregular intervals over silence.
+Signal makeClicks(std::int64_t frames, int sampleRate);
+// Silence for the first third, then noise at nearly full scale.
+Signal makeSilenceThenNoise(std::int64_t frames, int sampleRate);
+
 // The client-format view of a signal: two channels, mono duplicated. (Multichannel
 // down-mixing is the decoder's business and is checked against ffmpeg's own matrix.)
 std::vector<float> asStereo(const Signal& signal);
