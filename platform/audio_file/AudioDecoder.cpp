@@ -211,6 +211,7 @@ bool AudioDecoder::measureVorbis() {
     if (!indexVorbisPackets(format, stream, packet, index, extent))
         return false;
     restamp = true;
+    demuxerTimeOffset = extent.granuleOfRawZero;
     firstSample = extent.firstSample;
     length = extent.endSample - extent.firstSample;
     return true;
@@ -305,8 +306,8 @@ bool AudioDecoder::repositionDemuxer(std::int64_t rawTarget) {
         status = av_seek_frame(format, -1, entry.bytePosition, AVSEEK_FLAG_BYTE);
     } else {
         index.lose();
-        status = av_seek_frame(format, stream->index,
-                               toTimestamp(std::max(rawTarget, firstSample - prerollSamples)),
+        const std::int64_t from = std::max(rawTarget, firstSample - prerollSamples);
+        status = av_seek_frame(format, stream->index, toTimestamp(from + demuxerTimeOffset),
                                AVSEEK_FLAG_BACKWARD);
     }
     // Some demuxers cannot seek at all in a short file without an index; reading it

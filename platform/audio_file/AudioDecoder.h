@@ -84,13 +84,14 @@ private:
     StereoConverter converter;
 
     int rate = 0;
-    bool byteSeeks = false;          // reposition by byte offset to an index entry
-    bool restamp = false;            // packets take their timestamps from the index
-    std::int64_t prerollSamples = 0; // decode this much before a seek target
-    std::int64_t firstSample = 0;    // raw sample position of frame 0
-    std::int64_t labelOffset = 0;    // how far frame labels run ahead of their sound
-    std::int64_t length = 0;         // frames
-    PacketIndex index;               // every packet, in order, when restamp
+    bool byteSeeks = false;             // reposition by byte offset to an index entry
+    bool restamp = false;               // packets take their timestamps from the index
+    std::int64_t prerollSamples = 0;    // decode this much before a seek target
+    std::int64_t firstSample = 0;       // raw sample position of frame 0
+    std::int64_t labelOffset = 0;       // how far frame labels run ahead of their sound
+    std::int64_t length = 0;            // frames
+    PacketIndex index;                  // every packet, in order, when restamp
+    std::int64_t demuxerTimeOffset = 0; // the demuxer's time of raw position 0, when restamp
 
     std::int64_t readPosition = 0; // next frame a read returns
     std::vector<float> pending;    // decoded frames from pendingStart on

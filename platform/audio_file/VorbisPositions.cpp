@@ -90,7 +90,7 @@ bool indexVorbisPackets(AVFormatContext* format, AVStream* stream, AVPacket* pac
                    : raw;
     };
     OggPageStart page;
-    std::int64_t granuleOfRawZero = 0;
+    std::int64_t& granuleOfRawZero = extent.granuleOfRawZero;
     if (readOggPageStart(format->pb, entries.front().bytePosition, page) && page.granule >= 0 &&
         page.packetsCompleted > 0 && !page.lastPage)
         granuleOfRawZero = page.granule - rawStartOf(std::size_t(page.packetsCompleted));

@@ -14,7 +14,8 @@
 // output, from the first audio packet (which only primes the decoder and yields nothing).
 // `firstSample` is the raw position of the recording's first sample, which differs from 0
 // where the first page's granule position says that the start was trimmed; `endSample` is
-// the raw position just past its last sample.
+// the raw position just past its last sample; `granuleOfRawZero` is the granule position
+// (the demuxer's time) of raw position 0.
 
 #include "platform/audio_file/PacketIndex.h"
 
@@ -29,6 +30,7 @@ namespace platform {
 struct VorbisExtent {
     std::int64_t firstSample = 0;
     std::int64_t endSample = 0;
+    std::int64_t granuleOfRawZero = 0;
 };
 
 // Reads every packet of `stream` from where the demuxer stands (the start of the file)
