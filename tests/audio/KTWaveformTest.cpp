@@ -41,6 +41,10 @@ struct ReductionCase {
     Signal signal;
 };
 
+void PrintTo(const ReductionCase& c, std::ostream* out) {
+    *out << c.name;
+}
+
 class Reduction : public testing::TestWithParam<ReductionCase> {};
 
 TEST_P(Reduction, MatchesTheReference) {

@@ -142,6 +142,10 @@ struct LengthCase {
     std::int64_t frames;
 };
 
+void PrintTo(const LengthCase& c, std::ostream* out) {
+    *out << c.frames << " frames of " << c.format << " at " << c.sampleRate << " Hz";
+}
+
 class Lengths : public testing::TestWithParam<LengthCase> {};
 
 TEST_P(Lengths, AreCountedAtTheFilesOwnRate) {

@@ -5,6 +5,7 @@
 #include "tests/support/Signals.h"
 
 #include <cmath>
+#include <ostream>
 
 namespace playback_test {
 namespace {
@@ -100,6 +101,9 @@ struct RateCase {
     double rate;
     double cents;
 };
+void PrintTo(const RateCase& c, std::ostream* out) {
+    *out << "rate " << c.rate << ", " << c.cents << " cents";
+}
 class RatePitchTest : public PlayerTest, public ::testing::WithParamInterface<RateCase> {};
 
 TEST_P(RatePitchTest, KeepsDurationAndMovesPitchOnlyByTheShift) {
@@ -188,10 +192,13 @@ TEST_F(PlayerTest, StopWhilePausedThenPlayPlaysOnToTheEnd) {
     // fed must have come back to be filled from the range start, or the queue starves.
     EXPECT_FALSE(player->isCompleted());
     player->play();
-    const std::vector<float> out =
-        render([&] { return delegate.completions.load() == 2; }, 10 * kRate);
+    std::vector<float> out = render([&] { return delegate.completions.load() == 2; }, 10 * kRate);
     EXPECT_EQ(delegate.completions.load(), 2);
-    // What was still queued, then the whole range from its start.
+    // What was still queued, then the whole range from its start. The silence rendered
+    // after the end, until the completion reached this thread, depends on how fast the
+    // machine is and does not count.
+    while (!out.empty() && out.back() == 0.0f)
+        out.pop_back();
     EXPECT_GE(double(out.size() / 2), 2.0 * kRate);
     EXPECT_LE(double(out.size() / 2), 2.0 * kRate + 3000 + 0.005 * kRate);
 }
@@ -204,6 +211,9 @@ struct MoveCase {
     bool forward;
     int expectedPlayhead;
 };
+void PrintTo(const MoveCase& c, std::ostream* out) {
+    *out << c.name;
+}
 class TransportTest : public PlayerTest, public ::testing::WithParamInterface<MoveCase> {};
 
 TEST_P(TransportTest, MovesTwoSecondsWithinTheRange) {

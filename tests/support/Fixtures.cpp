@@ -108,6 +108,10 @@ const std::vector<Encoding>& allEncodings() {
     return encodings;
 }
 
+void PrintTo(const Encoding& format, std::ostream* out) {
+    *out << format.name;
+}
+
 const Encoding& encoding(std::string_view name) {
     for (const auto& candidate : allEncodings())
         if (candidate.name == name)

@@ -7,6 +7,7 @@
 #include "tests/support/Signals.h"
 
 #include <filesystem>
+#include <ostream>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -21,6 +22,9 @@ struct Encoding {
     // Lossy codecs with a fixed rate (Opus: 48000) resample anything else.
     int onlySampleRate = 0;
 };
+
+// For test names and failure messages: the encoding's name.
+void PrintTo(const Encoding& format, std::ostream* out);
 
 // wav16 wav24 wavf32 aiff flac alac mp3cbr mp3vbr aac vorbis opus
 const std::vector<Encoding>& allEncodings();
