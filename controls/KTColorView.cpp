@@ -1,6 +1,7 @@
 #include "controls/KTColorView.h"
 
 #include "platform/log/Log.h"
+#include "resources/palette/Palette.h"
 
 #include <QOpenGLFunctions_2_1>
 #include <QOpenGLVersionFunctionsFactory>
@@ -89,10 +90,12 @@ void KTColorView::paintGL() {
         visibleX = static_cast<float>(-area->widget()->x());
     }
     gl->glBegin(GL_QUADS);
-    gl->glColor3f(0.0f, 0.17f, 0.29f);
+    gl->glColor3f(palette::kFieldBottom.redF(), palette::kFieldBottom.greenF(),
+                  palette::kFieldBottom.blueF());
     gl->glVertex2f(0.0f, -0.9f);
     gl->glVertex2f(kBandBottomRight, -0.9f);
-    gl->glColor3f(0.0f, 0.3f, 0.43f);
+    gl->glColor3f(palette::kFieldTop.redF(), palette::kFieldTop.greenF(),
+                  palette::kFieldTop.blueF());
     gl->glVertex2f(visibleX + kBandTopRightFromVisible, 0.9f);
     gl->glVertex2f(0.0f, 0.9f);
     gl->glEnd();

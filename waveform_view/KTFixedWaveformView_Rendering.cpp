@@ -3,6 +3,7 @@
 // empty view.
 
 #include "audio/KTWaveform.h"
+#include "resources/palette/Palette.h"
 #include "waveform_view/ImageTextures.h"
 #include "waveform_view/KTFixedWaveformView.h"
 #include "waveform_view/RangeFrameLayout.h"
@@ -18,15 +19,21 @@ struct Rgba {
     float r, g, b, a;
 };
 
-// Vertical gradients: each pair is (bottom, top).
-constexpr Rgba kBackgroundBottom{0.0f, 0.17f, 0.29f, 1.0f};
-constexpr Rgba kBackgroundTop{0.0f, 0.30f, 0.43f, 1.0f};
+constexpr Rgba withAlpha(palette::Rgb colour, float alpha) {
+    return {colour.redF(), colour.greenF(), colour.blueF(), alpha};
+}
+
+// Vertical gradients: each pair is (bottom, top). The dimming is the field itself laid
+// over the waveform, so outside the range the waveform sinks into the background.
+constexpr Rgba kBackgroundBottom = withAlpha(palette::kFieldBottom, 1.0f);
+constexpr Rgba kBackgroundTop = withAlpha(palette::kFieldTop, 1.0f);
 // Before the range the dimming is even; after it, lighter towards the bottom.
-constexpr Rgba kDimLeftBottom{0.0f, 0.17f, 0.29f, 0.95f};
-constexpr Rgba kDimLeftTop{0.0f, 0.30f, 0.43f, 0.95f};
-constexpr Rgba kDimRightBottom{0.0f, 0.17f, 0.29f, 0.80f};
-constexpr Rgba kDimRightTop{0.0f, 0.30f, 0.43f, 0.90f};
-constexpr Rgba kAxis{0.16f, 0.64f, 1.0f, 1.0f};
+constexpr Rgba kDimLeftBottom = withAlpha(palette::kFieldBottom, 0.95f);
+constexpr Rgba kDimLeftTop = withAlpha(palette::kFieldTop, 0.95f);
+constexpr Rgba kDimRightBottom = withAlpha(palette::kFieldBottom, 0.80f);
+constexpr Rgba kDimRightTop = withAlpha(palette::kFieldTop, 0.90f);
+constexpr Rgba kAxis = withAlpha(palette::kWaveform, 1.0f);
+constexpr Rgba kPlayhead = withAlpha(palette::kWhite, 1.0f);
 
 // A 16-texel strip of shadow, dark edge and orange grip colours; made with the other
 // textures but not drawn by this view.
@@ -206,7 +213,7 @@ void KTFixedWaveformView::drawPlayhead() {
     glLoadIdentity();
     glPushAttrib(GL_MULTISAMPLE_BIT);
     glDisable(GL_MULTISAMPLE);
-    glColor3f(1.0f, 1.0f, 1.0f);
+    glColor3f(kPlayhead.r, kPlayhead.g, kPlayhead.b);
     // Through the middle of the pixel column, so exactly that one column lights up.
     const double column = std::trunc(playheadPixel()) + 0.5;
     glBegin(GL_LINES);

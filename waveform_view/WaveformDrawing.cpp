@@ -1,6 +1,7 @@
 #include "waveform_view/WaveformDrawing.h"
 
 #include "audio/KTWaveform.h"
+#include "resources/palette/Palette.h"
 
 #include <algorithm>
 #include <cmath>
@@ -60,7 +61,8 @@ bool drawInRectWithVbo(QOpenGLFunctions_2_1& gl, KTWaveform& waveform, const QRe
         std::clamp(std::ceil((visibleRight - rect.x()) / bucketWidth) + 1.0, 0.0,
                    static_cast<double>(buckets - 1)));
 
-    gl.glColor4f(0.16f, 0.64f, 1.0f, 1.0f);
+    gl.glColor4f(palette::kWaveform.redF(), palette::kWaveform.greenF(), palette::kWaveform.blueF(),
+                 1.0f);
     gl.glEnableClientState(GL_VERTEX_ARRAY);
     gl.glBindBuffer(GL_ARRAY_BUFFER, vbo);
     gl.glVertexPointer(2, GL_SHORT, 0, nullptr);

@@ -5,7 +5,7 @@
 #include "controls/LcdGlyphs.h"
 #include "resources/control_images/Drawings.h"
 #include "resources/control_images/ImageSet.h"
-#include "resources/control_images/Palette.h"
+#include "resources/palette/PaletteQColor.h"
 
 #include <QPainter>
 #include <QPainterPath>
@@ -17,8 +17,8 @@ using controls::LcdGlyph;
 
 constexpr double kThickness = 2.2; // segment stroke, points
 const QColor kLit = QColor(0xDF, 0xF3, 0xFF);
-const QColor kGlow = palette::withAlpha(palette::kAccent, 0.55);
-const QColor kGhost = palette::withAlpha(palette::kAccent, 0.09);
+const QColor kGlow = palette::qColor(palette::kAccent, 0.55);
+const QColor kGhost = palette::qColor(palette::kAccent, 0.09);
 
 // A horizontal segment from x0 to x1 at height y, with pointed ends.
 QPainterPath horizontalSegment(double x0, double x1, double y) {

@@ -3,7 +3,7 @@
 
 #include "resources/control_images/Drawings.h"
 #include "resources/control_images/ImageSet.h"
-#include "resources/control_images/Palette.h"
+#include "resources/palette/PaletteQColor.h"
 
 #include <QPainter>
 
@@ -17,15 +17,15 @@ constexpr double kKnobSize = 18.0;
 // The rim is opaque (the accent mixed into the ground by hand rather than by alpha), so
 // every row of the middle slice is fully covered and the track has crisp edges.
 QColor rimColour() {
-    const QColor& a = palette::kAccent;
-    const QColor& b = palette::kField;
-    return QColor((a.red() + b.red()) / 2, (a.green() + b.green()) / 2, (a.blue() + b.blue()) / 2);
+    const palette::Rgb a = palette::kAccent;
+    const palette::Rgb b = palette::kFieldDeep;
+    return QColor((a.r + b.r) / 2, (a.g + b.g) / 2, (a.b + b.b) / 2);
 }
 
 void drawWholeTrack(QPainter& painter) {
     QLinearGradient groove(0, 0, 0, kTrackHeight);
-    groove.setColorAt(0, palette::kField.darker(140));
-    groove.setColorAt(1, palette::kFieldPartner);
+    groove.setColorAt(0, palette::qColor(palette::kFieldDeep).darker(140));
+    groove.setColorAt(1, palette::qColor(palette::kFieldBottom));
     painter.setBrush(groove);
     painter.setPen(QPen(rimColour(), 1.0));
     painter.drawRoundedRect(QRectF(0.5, 0.5, kWholeWidth - 1.0, kTrackHeight - 1.0), 2.5, 2.5);
@@ -50,14 +50,14 @@ void drawKnob(QPainter& painter) {
     painter.drawEllipse(centre + QPointF(0, 0.6), radius + 0.4, radius + 0.4);
 
     QRadialGradient face(centre - QPointF(2.0, 3.0), radius * 1.6);
-    face.setColorAt(0, palette::kWhite);
-    face.setColorAt(1, palette::kAccent.lighter(112));
+    face.setColorAt(0, palette::qColor(palette::kWhite));
+    face.setColorAt(1, palette::qColor(palette::kAccent).lighter(112));
     painter.setBrush(face);
-    painter.setPen(QPen(palette::kField, 1.0));
+    painter.setPen(QPen(palette::qColor(palette::kFieldDeep), 1.0));
     painter.drawEllipse(centre, radius, radius);
 
     painter.setPen(Qt::NoPen);
-    painter.setBrush(palette::kFieldPartner);
+    painter.setBrush(palette::qColor(palette::kFieldBottom));
     painter.drawEllipse(centre, 2.0, 2.0);
 }
 

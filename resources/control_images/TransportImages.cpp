@@ -4,7 +4,7 @@
 
 #include "resources/control_images/Drawings.h"
 #include "resources/control_images/ImageSet.h"
-#include "resources/control_images/Palette.h"
+#include "resources/palette/PaletteQColor.h"
 
 #include <QPainter>
 #include <QPainterPath>
@@ -26,26 +26,26 @@ void drawDisc(QPainter& painter, Look look, bool lit) {
 
     QLinearGradient fill(0, kCentre.y() - kRadius, 0, kCentre.y() + kRadius);
     if (look == Look::Normal) {
-        fill.setColorAt(0, palette::kFieldPartner.lighter(118));
-        fill.setColorAt(1, palette::kField);
+        fill.setColorAt(0, palette::qColor(palette::kFieldBottom).lighter(118));
+        fill.setColorAt(1, palette::qColor(palette::kFieldDeep));
     } else {
-        fill.setColorAt(0, palette::kField.darker(130));
-        fill.setColorAt(1, palette::kFieldPartner);
+        fill.setColorAt(0, palette::qColor(palette::kFieldDeep).darker(130));
+        fill.setColorAt(1, palette::qColor(palette::kFieldBottom));
     }
     painter.setBrush(fill);
-    painter.setPen(QPen(palette::withAlpha(palette::kAccent, lit ? 1.0 : 0.55), lit ? 1.4 : 1.0));
+    painter.setPen(QPen(palette::qColor(palette::kAccent, lit ? 1.0 : 0.55), lit ? 1.4 : 1.0));
     painter.drawEllipse(kCentre, kRadius, kRadius);
 
     if (lit) {
         painter.setBrush(Qt::NoBrush);
-        painter.setPen(QPen(palette::withAlpha(palette::kAccent, 0.25), 2.4));
+        painter.setPen(QPen(palette::qColor(palette::kAccent, 0.25), 2.4));
         painter.drawEllipse(kCentre, kRadius - 2.0, kRadius - 2.0);
     }
     if (look == Look::Normal) {
         // A soft sheen on the upper half.
         QLinearGradient sheen(0, kCentre.y() - kRadius, 0, kCentre.y());
-        sheen.setColorAt(0, palette::withAlpha(palette::kWhite, 0.16));
-        sheen.setColorAt(1, palette::withAlpha(palette::kWhite, 0.0));
+        sheen.setColorAt(0, palette::qColor(palette::kWhite, 0.16));
+        sheen.setColorAt(1, palette::qColor(palette::kWhite, 0.0));
         painter.setPen(Qt::NoPen);
         painter.setBrush(sheen);
         painter.drawEllipse(QRectF(kCentre.x() - kRadius + 3, kCentre.y() - kRadius + 1.5,
@@ -129,8 +129,8 @@ using Glyph = std::function<void(QPainter&, const QColor&)>;
 
 // "NAME.png" and its pressed partner "NAME_alt.png".
 void addButtonPair(ImageSet& images, const QString& name, const Glyph& glyph, bool lit) {
-    const QColor restingGlyph = lit ? palette::kAccent : palette::kWhite;
-    const QColor pressedGlyph = lit ? palette::kWhite : palette::kAccent;
+    const QColor restingGlyph = palette::qColor(lit ? palette::kAccent : palette::kWhite);
+    const QColor pressedGlyph = palette::qColor(lit ? palette::kWhite : palette::kAccent);
     images.add(name, QSizeF(kSize, kSize), [&](QPainter& painter) {
         drawDisc(painter, Look::Normal, lit);
         glyph(painter, restingGlyph);

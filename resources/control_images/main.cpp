@@ -1,7 +1,7 @@
 // Draws the images of the controls and the application icon into a folder of the build
 // tree, with the resource file that compiles them into the program:
 //
-//   studyloop-draw-control-images OUT_DIR ICON_SVG
+//   studyloop-draw-control-images OUT_DIR ICON_SVG_TEMPLATE
 //
 // writes OUT_DIR/images/NAME.png and NAME@2x.png, OUT_DIR/icons/hicolor/SIZE/apps/ and
 // OUT_DIR/control_images.qrc (images under ":/images/", icons under ":/icons/").
@@ -47,11 +47,11 @@ int main(int argc, char** argv) {
     QGuiApplication application(argc, argv);
     const QStringList arguments = application.arguments();
     if (arguments.size() != 3) {
-        std::fprintf(stderr, "usage: studyloop-draw-control-images OUT_DIR ICON_SVG\n");
+        std::fprintf(stderr, "usage: studyloop-draw-control-images OUT_DIR ICON_SVG_TEMPLATE\n");
         return 2;
     }
     const QDir out(arguments[1]);
-    const QString svgPath = arguments[2];
+    const QString svgTemplatePath = arguments[2];
 
     ImageSet images(QDir(out.filePath("images")));
     drawLcdFont(images);
@@ -60,17 +60,19 @@ int main(int argc, char** argv) {
     drawHudBar(images);
 
     ImageSet icons(QDir(out.filePath("icons")));
-    if (!drawAppIcon(icons, svgPath)) {
-        std::fprintf(stderr, "not a usable SVG: %s\n", qPrintable(svgPath));
+    const QByteArray svg = appIconSvg(svgTemplatePath);
+    if (svg.isEmpty() || !drawAppIcon(icons, svg)) {
+        std::fprintf(stderr, "not a usable SVG template: %s\n", qPrintable(svgTemplatePath));
         return 1;
     }
-    const QString scalable = out.filePath("icons/hicolor/scalable/apps/studyloop.svg");
     out.mkpath("icons/hicolor/scalable/apps");
-    QFile::remove(scalable);
-    if (!QFile::copy(svgPath, scalable)) {
-        std::fprintf(stderr, "could not copy %s\n", qPrintable(svgPath));
+    QFile scalable(out.filePath("icons/hicolor/scalable/apps/studyloop.svg"));
+    if (!scalable.open(QIODevice::WriteOnly | QIODevice::Truncate) ||
+        scalable.write(svg) != svg.size()) {
+        std::fprintf(stderr, "could not write %s\n", qPrintable(scalable.fileName()));
         return 1;
     }
+    scalable.close();
     if (images.failed() || icons.failed() ||
         !writeResourceFile(out.filePath("control_images.qrc"), images, icons)) {
         return 1;

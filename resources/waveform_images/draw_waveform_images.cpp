@@ -5,8 +5,11 @@
 // edge; the drop zone is a dashed drop target with a tray holding a small waveform, and an
 // arrow (its own tile, animated by the view) falling into it.
 //
-// Colours are the product's palette: light blue for the waveform and accents, white for
-// frames and grips, dark blue for the marks on white, black at low alpha for shadows.
+// Colours are the product's palette: light blue for the drop zone's waveform and arrow,
+// white for frames and grips, dark blue for the marks on white, black at low alpha for
+// shadows.
+
+#include "resources/palette/PaletteQColor.h"
 
 #include <QColor>
 #include <QDir>
@@ -24,9 +27,9 @@
 
 namespace {
 
-const QColor kFieldBlue(0x0F, 0x1F, 0x3D);
-const QColor kLightBlue(0x7C, 0xC6, 0xF2);
-const QColor kWhite(0xFF, 0xFF, 0xFF);
+const QColor kFieldBlue = palette::qColor(palette::kFieldDeep);
+const QColor kLightBlue = palette::qColor(palette::kAccent);
+const QColor kWhite = palette::qColor(palette::kWhite);
 
 QColor withAlpha(QColor colour, int alpha) {
     colour.setAlpha(alpha);

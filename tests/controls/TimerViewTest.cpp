@@ -1,5 +1,6 @@
 #include "controls/ControlImages.h"
 #include "controls/KTTimerView.h"
+#include "resources/palette/PaletteQColor.h"
 #include "tests/controls/LcdReader.h"
 #include "tests/controls/Rendering.h"
 
@@ -13,7 +14,8 @@
 
 namespace {
 
-const QColor kGround(0x0F, 0x1F, 0x3D);
+// The timer sits on the HUD bar; its lower, darker end is the ground under the digits.
+const QColor kGround = palette::qColor(palette::kFieldDeep);
 
 // The screen's pixels per point: 1, or 2 when the suite runs again with QT_SCALE_FACTOR=2.
 int screenScale() {

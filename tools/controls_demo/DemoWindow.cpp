@@ -5,6 +5,7 @@
 #include "controls/KTDualModeButton.h"
 #include "controls/KTHudImageView.h"
 #include "controls/KTTimerView.h"
+#include "resources/palette/PaletteQColor.h"
 
 #include <QGridLayout>
 #include <QHBoxLayout>
@@ -14,10 +15,6 @@
 #include <QVBoxLayout>
 
 namespace {
-
-const QColor kField(0x0F, 0x1F, 0x3D);
-const QColor kFieldPartner(0x1B, 0x33, 0x58);
-const QColor kAccent(0x7C, 0xC6, 0xF2);
 
 QPixmap image(const char* name) {
     return QPixmap::fromImage(controls::loadControlImage(QString::fromLatin1(name)));
@@ -47,9 +44,9 @@ KTDualModeButton* makeButton(const char* name, const QString& toolTip,
 
 QLabel* caption(const QString& text) {
     auto* label = new QLabel(text);
-    QPalette palette = label->palette();
-    palette.setColor(QPalette::WindowText, kAccent);
-    label->setPalette(palette);
+    QPalette colours = label->palette();
+    colours.setColor(QPalette::WindowText, palette::qColor(palette::kAccent));
+    label->setPalette(colours);
     return label;
 }
 
@@ -129,8 +126,9 @@ QWidget* DemoWindow::makeHud() {
 
 void DemoWindow::paintEvent(QPaintEvent* /*event*/) {
     QPainter painter(this);
+    // The waveform field's gradient, ending where the HUD bar at the bottom begins.
     QLinearGradient ground(0, 0, 0, height());
-    ground.setColorAt(0, kFieldPartner);
-    ground.setColorAt(1, kField);
+    ground.setColorAt(0, palette::qColor(palette::kFieldTop));
+    ground.setColorAt(1, palette::qColor(palette::kFieldBottom));
     painter.fillRect(rect(), ground);
 }
