@@ -62,20 +62,3 @@ void KTAudioFile::setOutputFormat(const AudioStreamBasicDescription& value) {
     std::lock_guard guard(formatLock);
     format = value;
 }
-
-std::string audioFileProblem(const std::string& url) {
-    ExtAudioFileRef probe = nullptr;
-    const OSStatus status = ExtAudioFileOpenURL(url, &probe);
-    if (status == noErr) {
-        ExtAudioFileDispose(probe);
-        return {};
-    }
-    const char* reason = status == kFileNotFoundError                   ? "no such file"
-                         : status == kAudioFilePermissionsError         ? "permission denied"
-                         : status == kAudioFileUnsupportedFileTypeError ? "not an audio file"
-                         : status == kAudioFileInvalidFileError         ? "damaged audio data"
-                         : status == kAudioFileUnsupportedDataFormatError
-                             ? "an audio format that cannot be decoded"
-                             : "cannot be opened";
-    return std::string(reason) + " (" + statusText(status) + ")";
-}

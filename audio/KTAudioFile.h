@@ -5,7 +5,7 @@
 // through extAudioFile(); the controller asks totalFrames() and sampleRate().
 //
 // Every platform call goes through CheckError: a file that cannot be opened ends the
-// process. Callers that must survive a bad file check it first (see audioFileProblem).
+// process. Callers that must survive a bad file check it first (AudioFilePreflight.h).
 //
 // Thread contract: made and destroyed on the main thread. totalFrames(), sampleRate()
 // and outputFormat() may be called from any thread; reads through extAudioFile() are
@@ -47,7 +47,3 @@ private:
     mutable std::mutex formatLock; // outputFormat is read and written whole
     platform::AudioStreamBasicDescription format{};
 };
-
-// Opens and closes the file without ending the process: empty when it can be opened,
-// otherwise a one-line reason such as "not an audio file ('typ?')".
-std::string audioFileProblem(const std::string& url);

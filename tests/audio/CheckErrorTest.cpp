@@ -3,6 +3,7 @@
 
 #include "audio/CheckError.h"
 
+#include "audio/AudioFilePreflight.h"
 #include "audio/KTAudioFile.h"
 #include "tests/support/Fixtures.h"
 
@@ -66,7 +67,7 @@ TEST(KTAudioFile, ReportsLengthAndRateOfTheFileInTheClientFormat) {
         EXPECT_FALSE(file.isLoaded());
     }
     EXPECT_EQ(audioFileProblem(directoryPath().string()), "not an audio file ('typ?')");
-    EXPECT_EQ(audioFileProblem(missingFile().string()), "no such file (-43)");
+    EXPECT_EQ(audioFileProblem(missingFile().string()), "the file does not exist (-43)");
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 // program hears can be compared with another decoder. The program's own diagnostics go to
 // standard error.
 
+#include "audio/AudioFilePreflight.h"
 #include "audio/CheckError.h"
 #include "audio/KTAudioFile.h"
 #include "audio/KTWaveform.h"

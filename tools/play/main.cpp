@@ -2,6 +2,7 @@
 // application does, printing the playhead reports, or renders what would be heard to a WAV
 // file with the offline device.
 
+#include "audio/AudioFilePreflight.h"
 #include "audio/KTAudioFile.h"
 #include "platform/audio_device/OfflineAudioDevice.h"
 #include "playback/KTAudioQueuePlayer.h"

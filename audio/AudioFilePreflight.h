@@ -1,0 +1,25 @@
+#pragma once
+
+// Whether a file can be opened and decoded, asked before anything is replaced by it: the
+// audio classes end the process on a file they cannot read, so whoever must survive a bad
+// file (the window, the command-line tools) checks it here first. The file is opened
+// read-only, its first frames are decoded and it is closed again.
+//
+// Thread contract: any thread; nothing is shared.
+
+#include "platform/audio_file/AudioTypes.h"
+
+#include <string>
+
+struct AudioFilePreflight {
+    platform::OSStatus status = platform::noErr; // of the first call that failed
+    std::string reason; // in plain words, empty when the file is fine: "not an audio file"
+
+    bool isReadable() const { return status == platform::noErr; }
+};
+
+AudioFilePreflight preflightAudioFile(const std::string& url);
+
+// The same as one line with the status code: "not an audio file ('typ?')"; empty when the
+// file can be opened.
+std::string audioFileProblem(const std::string& url);
