@@ -7,7 +7,7 @@
 
 // Q_INIT_RESOURCE must be used outside any namespace. Calling it also makes the linker keep
 // the resource object of the static library.
-static void registerControlImages() {
+static void registerImageResources() {
     static const bool registered = [] {
         Q_INIT_RESOURCE(control_images);
         return true;
@@ -17,8 +17,12 @@ static void registerControlImages() {
 
 namespace controls {
 
+void registerControlImages() {
+    registerImageResources();
+}
+
 QImage loadControlImage(const QString& name) {
-    registerControlImages();
+    registerImageResources();
     const bool hiDpi = qGuiApp != nullptr && qGuiApp->devicePixelRatio() > 1.0;
     const QString path1x = QStringLiteral(":/images/%1.png").arg(name);
     const QString path2x = QStringLiteral(":/images/%1@2x.png").arg(name);

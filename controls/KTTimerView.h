@@ -36,6 +36,10 @@ public:
     // of changes keeps the flash up until one second after the last. Any other type than the
     // two above shows nothing for that second.
     void showFlashTypeValue(int type, float value);
+    // What the display shows: the flash (its type and value) or the time.
+    bool isShowingFlash() const { return mode_ == 1; }
+    int flashType() const { return flashType_; }
+    float flashValue() const { return flashValue_; }
     void hideFlash();
 
     QSize sizeHint() const override;
