@@ -1,0 +1,168 @@
+#pragma once
+
+// The spine of the application: owns the player and the open file, reaches the widgets of
+// the player window through its outlets, opens files, turns buttons, menu items, sliders
+// and keys into commands, and keeps the indicators (button modes, menu titles and checks,
+// the LCD) in step with the player.
+//
+// Opening a file: the Open panel, the Open Recent menu and open requests from outside (the
+// command line, a second launch, the desktop) defer the load by a 0.1 s one-shot timer; a
+// drop on the waveform loads at once. A file that cannot be opened or decoded never ends
+// the program: it is checked first, and a message names it and says why, while the file
+// already loaded stays and keeps playing. The load itself is one step for the rest of the
+// controller; while the peak data are reduced on worker threads, the window keeps painting
+// behind the loading sheet and takes no input.
+//
+//   open request --0.1 s--> openFileWithURL: check -> sheet -> file to player -> peaks to
+//   view (worker threads) -> speed 1.0, pitch 0, time 0 -> title, recent files -> controls on
+//
+// Threads: everything runs on the main thread except playerDidCompletePlayback, which the
+// player sends from its queue's thread and which waits there until the main thread has
+// reset the indicators, unless the controller is shutting down: then it gives up at once,
+// so a quit at the moment a range ends never deadlocks against the player's destructor.
+//
+// Ownership: the controller owns the player (for its whole life) and shares the current
+// audio file with it; the window and its widgets belong to whoever made them and must
+// outlive the controller.
+
+#include "audio/KTAudioFile.h"
+#include "playback/KTAudioQueuePlayer.h"
+#include "playback/KTAudioQueuePlayerDelegate.h"
+#include "waveform_view/KTFixedWaveformViewDelegate.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QUrl>
+#include <atomic>
+#include <memory>
+
+class PlayerWindow;
+class KTCustomSliderCell;
+class KTDualModeButton;
+class KTFixedWaveformView;
+class KTTimerView;
+class QAction;
+class QDialog;
+class QKeyEvent;
+class QLabel;
+class QProgressBar;
+class QTimer;
+
+class KTAppController : public QObject,
+                        public KTFixedWaveformViewDelegate,
+                        public KTAudioQueuePlayerDelegate {
+    Q_OBJECT
+
+public:
+    // The speed slider holds the rate in hundredths (10..400 for 0.10..4.00).
+    static constexpr double kSpeedSliderScale = 100.0;
+    static constexpr int kOpenDeferralMilliseconds = 100;
+    static constexpr int kSoundStatusIntervalMilliseconds = 500;
+
+    explicit KTAppController(PlayerWindow* window, QObject* parent = nullptr);
+    ~KTAppController() override;
+
+    // Launch: makes the player, becomes the delegate of the player and the view, takes the
+    // window's keys, sets the volume to 1.0, gives the two-mode buttons their second images
+    // and connects the menu items, buttons and sliders to the commands.
+    void applicationDidFinishLaunching();
+
+    // Opening files.
+    void openDocument(QObject* sender);
+    // An open request from outside: schedules the load and answers true at once.
+    bool applicationOpenFile(const QString& path);
+    void openFileWithURL(const QUrl& url);
+    // The deferral timer carries the URL as its "userInfo" property.
+    void openFileWithURL(QTimer* timer);
+    void showPlayerWindow(QObject* sender);
+    // The loading sheet has ended.
+    void didEndSheet();
+
+    // Commands.
+    void playToggle(QObject* sender);
+    void replay(QObject* sender);
+    void loopToggle(QObject* sender);
+    void rewind(QObject* sender);
+    void ffwd(QObject* sender);
+    void setPlaybackRate(QObject* sender);
+    void setPitchShift(QObject* sender);
+    void setRangeStart(QObject* sender);
+    void setRangeEnd(QObject* sender);
+    void resetRange(QObject* sender);
+    // The keyboard table, by macOS virtual key code; true when the key was a command.
+    bool keyDown(QKeyEvent* event);
+
+    // KTFixedWaveformViewDelegate.
+    void waveformViewDidDragPlayheadToFrame(KTFixedWaveformView* view, std::int32_t frame) override;
+    void waveformViewDidChangeCurrentFrame(KTFixedWaveformView* view, std::int32_t frame) override;
+    void waveformViewWillChangeRange(KTFixedWaveformView* view) override;
+    void waveformViewDidChangeRangeStartFrameEndFrame(KTFixedWaveformView* view,
+                                                      std::int32_t startFrame,
+                                                      std::int32_t endFrame) override;
+    void waveformViewDidReceiveDraggedFileWithPath(KTFixedWaveformView* view,
+                                                   const QString& path) override;
+
+    // KTAudioQueuePlayerDelegate.
+    void playerDidMovePlayheadToFrame(KTAudioQueuePlayer* player, int frame) override;
+    void playerDidCompletePlayback(KTAudioQueuePlayer* player) override;
+
+    double volume() const { return volume_; }
+    void setVolume(double value) { volume_ = value; }
+    KTAudioQueuePlayer* player() const { return player_.get(); }
+    std::shared_ptr<KTAudioFile> audioFile() const { return audioFile_; }
+    bool isLoading() const { return loading_; }
+
+    // The speed slider's value as the rate factor, and setting it (clamped by the slider).
+    double speedValue() const;
+    void setSpeedValue(float rate);
+
+signals:
+    // After every load that ended with the file in place.
+    void fileLoaded(const QString& path);
+    // A file that was not opened, and why in plain words.
+    void fileRefused(const QString& path, const QString& reason);
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+private:
+    void connectCommands();
+    void setControlsEnabled(bool enabled);
+    void showPlayingState(bool playing);
+    void passRangeToPlayer();
+    void completePlayback();
+    void refuseFile(const QString& path, const QString& reason);
+    void rebuildOpenRecentMenu();
+    void updateSoundStatus();
+    void showKeyboardShortcuts();
+    void showAbout();
+    float secondsForFrame(std::int32_t frame) const;
+
+    double volume_ = 1.0;
+    std::unique_ptr<KTAudioQueuePlayer> player_;
+    std::shared_ptr<KTAudioFile> audioFile_;
+
+    // Outlets: widgets of the window, not owned.
+    PlayerWindow* window_;
+    KTFixedWaveformView* waveformView_;
+    KTTimerView* timerView_;
+    KTCustomSliderCell* speedSlider_;
+    KTCustomSliderCell* pitchSlider_;
+    KTDualModeButton* rewindButton_;
+    KTDualModeButton* replayButton_;
+    KTDualModeButton* playPauseButton_;
+    KTDualModeButton* ffwdButton_;
+    KTDualModeButton* loopButton_;
+    QDialog* progressSheet_;
+    QLabel* loadingLabel_;
+    QProgressBar* loadingIndicator_;
+    QAction* controlMenuItem_;
+    QAction* playPauseMenuItem_;
+    QAction* loopMenuItem_;
+    QLabel* soundStatusLabel_;
+
+    QTimer* soundStatusTimer_ = nullptr;
+    bool loading_ = false;
+    QUrl pendingOpen_; // an open request that arrived while a load ran
+    std::atomic<bool> shuttingDown_{false};
+};

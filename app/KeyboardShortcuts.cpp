@@ -1,0 +1,78 @@
+#include "app/KeyboardShortcuts.h"
+
+#include <QAction>
+#include <QDialog>
+#include <QHeaderView>
+#include <QKeySequence>
+#include <QMenu>
+#include <QMenuBar>
+#include <QTableWidget>
+#include <QVBoxLayout>
+
+namespace {
+
+struct KeyRow {
+    QString keys;
+    QString command;
+};
+
+// The keys that are not menu items: the keyboard table.
+const QList<KeyRow>& tableKeys() {
+    static const QList<KeyRow> rows = {
+        {QStringLiteral("="), QStringLiteral("Faster (speed + 5 %)")},
+        {QStringLiteral("-"), QStringLiteral("Slower (speed - 5 %)")},
+        {QStringLiteral("0"), QStringLiteral("Normal speed")},
+        {QStringLiteral("]"), QStringLiteral("Pitch up a semitone")},
+        {QStringLiteral("["), QStringLiteral("Pitch down a semitone")},
+        {QStringLiteral("."), QStringLiteral("Louder")},
+        {QStringLiteral(","), QStringLiteral("Quieter")},
+    };
+    return rows;
+}
+
+// Every menu item of the window that has a key, in menu order.
+QList<KeyRow> menuKeys(QWidget* window) {
+    QList<KeyRow> rows;
+    const auto* bar = window->findChild<QMenuBar*>();
+    if (!bar)
+        return rows;
+    for (QAction* top : bar->actions()) {
+        if (!top->menu())
+            continue;
+        for (QAction* item : top->menu()->actions())
+            if (!item->shortcut().isEmpty())
+                rows.push_back({item->shortcut().toString(QKeySequence::NativeText),
+                                QString(item->text()).remove(QLatin1Char('&'))});
+    }
+    return rows;
+}
+
+} // namespace
+
+void showKeyboardShortcutsDialog(QWidget* window) {
+    if (auto* open = window->findChild<QDialog*>(QStringLiteral("keyboardShortcuts"))) {
+        open->raise();
+        open->activateWindow();
+        return;
+    }
+    auto* dialog = new QDialog(window);
+    dialog->setObjectName(QStringLiteral("keyboardShortcuts"));
+    dialog->setWindowTitle(QStringLiteral("Keyboard Shortcuts"));
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    const QList<KeyRow> rows = menuKeys(window) + tableKeys();
+    auto* table = new QTableWidget(int(rows.size()), 2, dialog);
+    table->setHorizontalHeaderLabels({QStringLiteral("Key"), QStringLiteral("Command")});
+    table->verticalHeader()->hide();
+    table->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    table->setSelectionMode(QAbstractItemView::NoSelection);
+    for (int row = 0; row < rows.size(); ++row) {
+        table->setItem(row, 0, new QTableWidgetItem(rows[row].keys));
+        table->setItem(row, 1, new QTableWidgetItem(rows[row].command));
+    }
+    table->resizeColumnsToContents();
+    table->horizontalHeader()->setStretchLastSection(true);
+    auto* layout = new QVBoxLayout(dialog);
+    layout->addWidget(table);
+    dialog->resize(420, 520);
+    dialog->show();
+}

@@ -1,0 +1,40 @@
+#include "app/PlayerWindow.h"
+
+#include "controls/ControlImages.h"
+#include "waveform_view/KTFixedWaveformView.h"
+
+#include <QAbstractButton>
+#include <QLabel>
+#include <QPalette>
+
+namespace {
+
+// Labels on the HUD bar read in the light blue of the controls.
+void useHudText(QLabel* label) {
+    QPalette palette = label->palette();
+    palette.setColor(QPalette::WindowText, QColor(0x7C, 0xC6, 0xF2));
+    label->setPalette(palette);
+}
+
+} // namespace
+
+LoadingSheet::LoadingSheet(QWidget* parent) : QDialog(parent, Qt::Sheet) {
+    ui.setupUi(this);
+    setWindowModality(Qt::WindowModal);
+}
+
+PlayerWindow::PlayerWindow(QWidget* parent) : QMainWindow(parent) {
+    // The interface file names the buttons' images by resource path.
+    controls::registerControlImages();
+    ui.setupUi(this);
+    waveformView = new KTFixedWaveformView;
+    waveformView->attachToScrollView(ui.waveformScrollView);
+    progressSheet = new LoadingSheet(this);
+    for (QLabel* label : {ui.speedLabel, ui.pitchLabel, ui.soundStatusLabel})
+        useHudText(label);
+    // Nothing in the window takes keyboard focus, so every key reaches the window's own
+    // handling whatever was clicked last.
+    for (QWidget* child : findChildren<QWidget*>())
+        child->setFocusPolicy(Qt::NoFocus);
+    setFocusPolicy(Qt::StrongFocus);
+}

@@ -1,0 +1,358 @@
+// The application controller with the real window and widgets under Xvfb and the offline
+// audio device: the open flow, the commands and keys, the indicators, the delegate
+// reports, a bad file, and quitting while a range ends.
+
+#include "app/KTAppController.h"
+#include "app/PlayerWindow.h"
+#include "controls/KTCustomSliderCell.h"
+#include "controls/KTDualModeButton.h"
+#include "controls/KTTimerView.h"
+#include "platform/audio_device/OfflineAudioDevice.h"
+#include "platform/audio_queue/AudioQueue.h"
+#include "platform/desktop/RecentFiles.h"
+#include "tests/support/Fixtures.h"
+#include "waveform_view/KTFixedWaveformView.h"
+
+#include <QFileDialog>
+#include <QMessageBox>
+#include <QSignalSpy>
+#include <QTest>
+#include <QTimer>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <future>
+#include <gtest/gtest.h>
+#include <random>
+#include <thread>
+
+using namespace test_support;
+
+namespace {
+
+constexpr int kRate = 44100;
+
+std::string toneFile(const char* label, std::int64_t frames = 3 * kRate, double frequency = 440) {
+    return makeFixture(makeSine(frames, 2, kRate, frequency), encoding("wavf32"), label).string();
+}
+
+class ControllerTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        device = std::make_shared<platform::OfflineAudioDevice>(kRate);
+        platform::setDefaultAudioDevice(device);
+        window = std::make_unique<PlayerWindow>();
+        controller = std::make_unique<KTAppController>(window.get());
+        controller->applicationDidFinishLaunching();
+        window->show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(window.get()));
+    }
+    void TearDown() override {
+        stopPulling();
+        controller.reset();
+        window.reset();
+        QCoreApplication::processEvents();
+        platform::setDefaultAudioDevice(nullptr);
+    }
+
+    void load(const std::string& path) {
+        QSignalSpy loaded(controller.get(), &KTAppController::fileLoaded);
+        controller->openFileWithURL(QUrl::fromLocalFile(QString::fromStdString(path)));
+        ASSERT_EQ(loaded.count(), 1);
+    }
+
+    // Pulls the offline device on a thread of its own, as a sound card would.
+    void startPulling() {
+        pulling = true;
+        puller = std::thread([this] {
+            std::vector<float> block(2 * 512);
+            while (pulling)
+                if (device->pull(block.data(), 512, std::chrono::milliseconds(20)) == 0)
+                    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        });
+    }
+    void stopPulling() {
+        pulling = false;
+        if (puller.joinable())
+            puller.join();
+    }
+
+    // Turns the event loop until `done` holds, for at most 10 s.
+    template <typename Done> bool waitUntil(Done done) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (!done()) {
+            if (std::chrono::steady_clock::now() > deadline)
+                return false;
+            QTest::qWait(5);
+        }
+        return true;
+    }
+
+    const Ui::PlayerWindow& ui() const { return window->ui; }
+    void key(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+        QTest::keyClick(window.get(), key, modifiers);
+    }
+
+    std::shared_ptr<platform::OfflineAudioDevice> device;
+    std::unique_ptr<PlayerWindow> window;
+    std::unique_ptr<KTAppController> controller;
+    std::atomic<bool> pulling{false};
+    std::thread puller;
+};
+
+TEST_F(ControllerTest, LaunchLeavesTheControlsOffUntilAFileIsLoaded) {
+    EXPECT_FALSE(ui().playPauseButton->isEnabled());
+    EXPECT_FALSE(ui().controlsMenu->menuAction()->isEnabled());
+    EXPECT_FALSE(ui().playPauseAction->isEnabled());
+    EXPECT_EQ(controller->volume(), 1.0);
+    key(Qt::Key_Equal); // nothing to act on yet
+    EXPECT_EQ(controller->speedValue(), 1.0);
+
+    load(toneFile("launch"));
+    for (QWidget* control :
+         {static_cast<QWidget*>(ui().rewindButton), static_cast<QWidget*>(ui().replayButton),
+          static_cast<QWidget*>(ui().playPauseButton), static_cast<QWidget*>(ui().ffwdButton),
+          static_cast<QWidget*>(ui().loopButton)})
+        EXPECT_TRUE(control->isEnabled());
+    EXPECT_TRUE(ui().controlsMenu->menuAction()->isEnabled());
+    EXPECT_TRUE(ui().playPauseAction->isEnabled());
+}
+
+TEST_F(ControllerTest, ASecondFileWhilePlayingResetsSpeedAndPitchAndKeepsLoopAndVolume) {
+    load(toneFile("first"));
+    controller->loopToggle(nullptr);
+    key(Qt::Key_Comma);
+    key(Qt::Key_Comma);
+    key(Qt::Key_Minus);
+    key(Qt::Key_BracketRight);
+    controller->playToggle(nullptr);
+    startPulling();
+    ASSERT_TRUE(waitUntil([&] { return device->framesPulled() > kRate / 2; }));
+
+    const std::string second = toneFile("second", 2 * kRate, 660);
+    load(second);
+    EXPECT_EQ(ui().playPauseButton->mode(), 0);
+    EXPECT_EQ(ui().playPauseAction->text(), "Play");
+    EXPECT_FALSE(controller->player()->isPlaying());
+    EXPECT_EQ(controller->speedValue(), 1.0);
+    EXPECT_EQ(ui().pitchSlider->value(), 0);
+    EXPECT_EQ(controller->audioFile()->totalFrames(), 2 * kRate);
+    EXPECT_TRUE(controller->player()->isLooped());
+    EXPECT_EQ(ui().loopButton->mode(), 1);
+    EXPECT_TRUE(ui().loopAction->isChecked());
+    EXPECT_NEAR(controller->volume(), 0.9, 1e-9);
+    // The new queue plays at the volume carried over, not at full gain.
+    float gain = 0;
+    platform::AudioQueueGetParameter(controller->player()->audioQueue(),
+                                     platform::kAudioQueueParam_Volume, &gain);
+    EXPECT_LT(gain, 0.99f);
+    EXPECT_EQ(window->windowTitle().toStdString(),
+              std::filesystem::path(second).filename().string());
+    EXPECT_EQ(platform::desktop::RecentFiles().list().value(0).toStdString(), second);
+}
+
+TEST_F(ControllerTest, AnOpenRequestLoadsAfterItsDeferralLikeATimerCarryingTheUrl) {
+    const std::string path = toneFile("deferred");
+    QSignalSpy loaded(controller.get(), &KTAppController::fileLoaded);
+    EXPECT_TRUE(controller->applicationOpenFile(QString::fromStdString(path)));
+    EXPECT_EQ(loaded.count(), 0) << "loaded before the deferral";
+    ASSERT_TRUE(loaded.wait(2000));
+    EXPECT_EQ(loaded.takeFirst().at(0).toString().toStdString(), path);
+
+    QTimer timer;
+    timer.setProperty("userInfo", QUrl::fromLocalFile(QString::fromStdString(path)));
+    controller->openFileWithURL(&timer);
+    EXPECT_EQ(loaded.count(), 1);
+}
+
+TEST_F(ControllerTest, ACancelledOpenPanelSchedulesNothing) {
+    QSignalSpy loaded(controller.get(), &KTAppController::fileLoaded);
+    controller->openDocument(nullptr);
+    QFileDialog* panel = nullptr;
+    ASSERT_TRUE(waitUntil([&] { return (panel = window->findChild<QFileDialog*>()) != nullptr; }));
+    EXPECT_EQ(panel->windowModality(), Qt::WindowModal);
+    panel->reject();
+    QTest::qWait(300);
+    EXPECT_EQ(loaded.count(), 0);
+}
+
+TEST_F(ControllerTest, TheLoadingSheetIsItsLabelPlus34PointsWideAnd74High) {
+    const std::string path = makeFixture(makeSine(kRate, 2, kRate, 440), encoding("wavf32"),
+                                         "a-rather-long-name-of-a-recording-to-practise-with")
+                                 .string();
+    load(path);
+    QLabel* label = window->progressSheet->ui.loadingLabel;
+    EXPECT_EQ(label->text().toStdString(),
+              "Loading " + std::filesystem::path(path).filename().string() + "...");
+    EXPECT_EQ(window->progressSheet->size(), QSize(label->width() + 34, 74));
+    EXPECT_GT(label->width() + 34, 300);
+    EXPECT_FALSE(window->progressSheet->isVisible());
+}
+
+TEST_F(ControllerTest, PlayToggleTwiceReturnsPlayerButtonAndMenuToWhereTheyWere) {
+    load(toneFile("toggle"));
+    controller->playToggle(nullptr);
+    EXPECT_TRUE(controller->player()->isPlaying());
+    EXPECT_EQ(ui().playPauseButton->mode(), 1);
+    EXPECT_EQ(ui().playPauseAction->text(), "Pause");
+    controller->playToggle(nullptr);
+    EXPECT_FALSE(controller->player()->isPlaying());
+    EXPECT_EQ(ui().playPauseButton->mode(), 0);
+    EXPECT_EQ(ui().playPauseAction->text(), "Play");
+}
+
+TEST_F(ControllerTest, KeysStepSpeedPitchAndVolumeWithinTheirLimitsAndFlashTheValue) {
+    load(toneFile("keys"));
+    KTTimerView* lcd = ui().timerView;
+    for (int i = 0; i < 4; ++i)
+        key(Qt::Key_Minus);
+    EXPECT_NEAR(controller->speedValue(), 0.80, 1e-9);
+    EXPECT_TRUE(lcd->isShowingFlash());
+    EXPECT_EQ(lcd->flashType(), KTTimerView::kFlashPercentage);
+    EXPECT_FLOAT_EQ(lcd->flashValue(), 80.0f);
+    key(Qt::Key_0);
+    EXPECT_EQ(controller->speedValue(), 1.0);
+    EXPECT_FLOAT_EQ(lcd->flashValue(), 100.0f);
+
+    key(Qt::Key_BracketRight);
+    EXPECT_EQ(ui().pitchSlider->value(), 100);
+    EXPECT_EQ(lcd->flashType(), KTTimerView::kFlashPitch);
+    EXPECT_FLOAT_EQ(lcd->flashValue(), 0.5f); // half the cents, by design
+    for (int i = 0; i < 30; ++i)
+        key(Qt::Key_BracketRight);
+    EXPECT_EQ(ui().pitchSlider->value(), 2400);
+
+    for (int i = 0; i < 30; ++i)
+        key(Qt::Key_Period);
+    EXPECT_EQ(controller->volume(), 1.0);
+    EXPECT_FLOAT_EQ(lcd->flashValue(), 100.0f);
+    for (int i = 0; i < 30; ++i)
+        key(Qt::Key_Comma);
+    EXPECT_NEAR(controller->volume(), 0.05, 1e-9);
+    EXPECT_FLOAT_EQ(lcd->flashValue(), 5.0f);
+
+    for (int i = 0; i < 100; ++i)
+        key(Qt::Key_Equal);
+    EXPECT_EQ(controller->speedValue(), 4.0);
+}
+
+TEST_F(ControllerTest, RangeCommandsPauseAndLeaveTheIndicatorsUntilTheNextToggle) {
+    load(toneFile("range", 4 * kRate));
+    KTFixedWaveformView* view = window->waveformView;
+    controller->playToggle(nullptr);
+    view->setPlayheadFrame(kRate);
+    controller->setRangeStart(nullptr);
+    EXPECT_FALSE(controller->player()->isPlaying());
+    EXPECT_EQ(ui().playPauseButton->mode(), 1);
+    EXPECT_EQ(ui().playPauseAction->text(), "Pause");
+    EXPECT_EQ(view->rangeStartFrame(), kRate);
+    EXPECT_EQ(controller->player()->rangeStartFrame(), kRate);
+    EXPECT_EQ(controller->player()->rangeEndFrame(), 4 * kRate);
+    controller->playToggle(nullptr);
+    EXPECT_TRUE(controller->player()->isPlaying());
+    EXPECT_EQ(ui().playPauseButton->mode(), 1) << "the mode negates the state read first";
+
+    controller->resetRange(nullptr);
+    EXPECT_EQ(view->playheadFrame(), 0);
+    EXPECT_EQ(view->rangeStartFrame(), 0);
+    EXPECT_EQ(view->rangeEndFrame(), 4 * kRate);
+    EXPECT_EQ(controller->player()->rangeStartFrame(), 0);
+    EXPECT_EQ(controller->player()->rangeEndFrame(), 4 * kRate);
+}
+
+TEST_F(ControllerTest, TheEndOfAnUnloopedRangeResetsButtonMenuAndPlayhead) {
+    load(toneFile("complete", 2 * kRate));
+    KTFixedWaveformView* view = window->waveformView;
+    view->setRangeStartFrame(kRate / 2);
+    view->setRangeEndFrame(kRate);
+    controller->waveformViewDidChangeRangeStartFrameEndFrame(view, kRate / 2, kRate);
+    controller->replay(nullptr);
+    EXPECT_EQ(ui().playPauseButton->mode(), 1);
+    startPulling();
+    ASSERT_TRUE(waitUntil([&] { return ui().playPauseButton->mode() == 0; }));
+    EXPECT_EQ(ui().playPauseAction->text(), "Play");
+    EXPECT_EQ(view->playheadFrame(), kRate / 2);
+}
+
+TEST_F(ControllerTest, PlayerReportsWaitWhileThePlayheadIsDraggedAndTheReleaseMovesThePlayer) {
+    load(toneFile("drag"));
+    KTFixedWaveformView* view = window->waveformView;
+    view->setDragging(true);
+    controller->playerDidMovePlayheadToFrame(controller->player(), 5000);
+    EXPECT_EQ(view->playheadFrame(), 0);
+    controller->waveformViewDidDragPlayheadToFrame(view, kRate);
+    EXPECT_FLOAT_EQ(ui().timerView->time(), 1.0f);
+    view->setDragging(false);
+    controller->waveformViewDidChangeCurrentFrame(view, 2 * kRate);
+    EXPECT_EQ(int(controller->player()->currentFrame()), 2 * kRate);
+    controller->playerDidMovePlayheadToFrame(controller->player(), 5000);
+    EXPECT_EQ(view->playheadFrame(), 5000);
+}
+
+TEST_F(ControllerTest, ControlWClosesTheWindowAndAPlainWDoesNothing) {
+    load(toneFile("close"));
+    key(Qt::Key_W);
+    EXPECT_TRUE(window->isVisible());
+    key(Qt::Key_W, Qt::ControlModifier);
+    EXPECT_TRUE(waitUntil([&] { return !window->isVisible(); }));
+}
+
+TEST_F(ControllerTest, ABadFileGetsAMessageAndTheLoadedOneKeepsPlaying) {
+    const std::string good = toneFile("keeps-playing");
+    load(good);
+    controller->playToggle(nullptr);
+    const QString title = window->windowTitle();
+    for (const auto& bad : {textFileNamedMp3(), missingFile(), emptyFile()}) {
+        SCOPED_TRACE(bad.string());
+        QSignalSpy refused(controller.get(), &KTAppController::fileRefused);
+        controller->openFileWithURL(QUrl::fromLocalFile(QString::fromStdString(bad.string())));
+        ASSERT_EQ(refused.count(), 1);
+        QMessageBox* message = nullptr;
+        ASSERT_TRUE(
+            waitUntil([&] { return (message = window->findChild<QMessageBox*>()) != nullptr; }));
+        EXPECT_TRUE(message->text().contains(QString::fromStdString(bad.filename().string())));
+        EXPECT_FALSE(message->informativeText().isEmpty());
+        message->accept();
+        QTest::qWait(20);
+        EXPECT_TRUE(controller->player()->isPlaying());
+        EXPECT_EQ(controller->audioFile()->totalFrames(), 3 * kRate);
+        EXPECT_EQ(window->windowTitle(), title);
+    }
+    QSignalSpy refused(controller.get(), &KTAppController::fileRefused);
+    controller->openFileWithURL(
+        QUrl::fromLocalFile(QString::fromStdString(textFileNamedMp3().string())));
+    EXPECT_EQ(refused.takeFirst().at(1).toString(), "not an audio file");
+}
+
+// The player's completion report waits for the main thread; destroying the controller (and
+// with it the player, which waits for the queue's thread) at that very moment must not
+// deadlock. Quits at random moments around the end of a short range, many times over.
+TEST_F(ControllerTest, QuittingAsARangeEndsNeverHangs) {
+    const std::string path = toneFile("quit", kRate / 2);
+    std::mt19937 random(7);
+    for (int round = 0; round < 40; ++round) {
+        SCOPED_TRACE("round " + std::to_string(round));
+        load(path);
+        KTFixedWaveformView* view = window->waveformView;
+        view->setRangeEndFrame(2000);
+        controller->waveformViewDidChangeRangeStartFrameEndFrame(view, 0, 2000);
+        controller->playToggle(nullptr);
+        startPulling();
+        std::this_thread::sleep_for(std::chrono::microseconds(random() % 60000));
+        std::promise<void> destroyed;
+        std::thread watchdog([done = destroyed.get_future()]() mutable {
+            if (done.wait_for(std::chrono::seconds(10)) == std::future_status::timeout) {
+                std::fprintf(stderr, "the controller did not go away in 10 s: deadlock\n");
+                std::abort();
+            }
+        });
+        controller.reset();
+        destroyed.set_value();
+        watchdog.join();
+        stopPulling();
+        controller = std::make_unique<KTAppController>(window.get());
+        controller->applicationDidFinishLaunching();
+    }
+}
+
+} // namespace

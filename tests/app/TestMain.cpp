@@ -1,0 +1,19 @@
+// The controller's tests need an application object and a display; listing them (done at
+// build time) needs neither. The desktop's recent-files list goes to a folder of this run's
+// own, never the user's.
+
+#include <QApplication>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+int main(int argc, char** argv) {
+    testing::InitGoogleTest(&argc, argv);
+    if (GTEST_FLAG_GET(list_tests))
+        return RUN_ALL_TESTS();
+    QTemporaryDir dataHome;
+    qputenv("XDG_DATA_HOME", dataHome.path().toUtf8());
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM") && qEnvironmentVariableIsSet("DISPLAY"))
+        qputenv("QT_QPA_PLATFORM", "xcb;xcb;xcb;xcb;xcb"); // a busy X server may refuse once
+    QApplication application(argc, argv);
+    return RUN_ALL_TESTS();
+}
