@@ -1,11 +1,14 @@
 # Every third-party library is found once here and exposed as an imported target.
-find_package(Qt6 6.2 REQUIRED COMPONENTS Core Gui Widgets OpenGL OpenGLWidgets Svg Test)
+find_package(Qt6 6.2 REQUIRED COMPONENTS Core Gui Widgets OpenGL OpenGLWidgets Svg Test Network)
 find_package(OpenGL REQUIRED)
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)
 pkg_check_modules(FFMPEG REQUIRED IMPORTED_TARGET libavformat libavcodec libswresample libavutil)
 pkg_check_modules(RUBBERBAND REQUIRED IMPORTED_TARGET rubberband>=3.0)
 pkg_check_modules(RTAUDIO REQUIRED IMPORTED_TARGET rtaudio)
+# The desktop's recent-files list is read and written with GLib's bookmark file code, as
+# every other application on the desktop does.
+pkg_check_modules(GLIB REQUIRED IMPORTED_TARGET glib-2.0)
 
 # LodePNG ships a header and a shared library but no CMake or pkg-config file.
 find_path(LODEPNG_INCLUDE_DIR lodepng.h REQUIRED)
