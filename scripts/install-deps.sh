@@ -11,7 +11,8 @@ This script installs dependencies with apt-get (Debian, Ubuntu). On another syst
 CMake 3.25+, a C++20 compiler, Ninja, pkg-config, Qt 6 (Core, Gui, Widgets, OpenGL,
 OpenGLWidgets, Svg, Test), FFmpeg (libavformat, libavcodec, libswresample, libavutil and the
 ffmpeg tool), Rubber Band 3, RtAudio 5, LodePNG, GoogleTest/GoogleMock, Google Benchmark;
-for the tests also Xvfb, PulseAudio with pactl/parecord, xdotool and ImageMagick.
+for the tests also Xvfb, PulseAudio with pactl/parecord, xdotool, ImageMagick,
+desktop-file-validate and appstreamcli.
 TXT
     exit 1
 fi
