@@ -1,6 +1,7 @@
 #include "app/PlayerWindow.h"
 
 #include "controls/ControlImages.h"
+#include "resources/palette/PaletteQColor.h"
 #include "waveform_view/KTFixedWaveformView.h"
 
 #include <QAbstractButton>
@@ -11,9 +12,9 @@ namespace {
 
 // Labels on the HUD bar read in the light blue of the controls.
 void useHudText(QLabel* label) {
-    QPalette palette = label->palette();
-    palette.setColor(QPalette::WindowText, QColor(0x7C, 0xC6, 0xF2));
-    label->setPalette(palette);
+    QPalette colours = label->palette();
+    colours.setColor(QPalette::WindowText, palette::qColor(palette::kAccent));
+    label->setPalette(colours);
 }
 
 } // namespace

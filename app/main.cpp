@@ -17,6 +17,7 @@
 #include <QFileInfo>
 #include <QFileOpenEvent>
 #include <QTimer>
+#include <QUrl>
 #include <cstdio>
 
 namespace {
@@ -95,9 +96,13 @@ int main(int argc, char** argv) {
     parser.addOptions({screenshot, range, playhead});
     parser.process(application);
 
+    // Paths, or file URLs as a desktop passes them.
     QStringList files;
-    for (const QString& file : parser.positionalArguments())
-        files.push_back(QFileInfo(file).absoluteFilePath());
+    for (const QString& argument : parser.positionalArguments()) {
+        const QUrl url(argument);
+        const QString path = url.isLocalFile() ? url.toLocalFile() : argument;
+        files.push_back(QFileInfo(path).absoluteFilePath());
+    }
 
     const bool takingScreenshot = parser.isSet(screenshot);
     const QString instanceName = qEnvironmentVariable(

@@ -69,7 +69,8 @@ class Session:
     def __init__(self, binary, work):
         self.binary, self.work = binary, work
         self.sink = "studyloop_e2e_%d" % os.getpid()
-        self.env = dict(os.environ, PULSE_SINK=self.sink,
+        # A busy X server turns a new client away now and then; Qt tries each one listed.
+        self.env = dict(os.environ, PULSE_SINK=self.sink, QT_QPA_PLATFORM="xcb;xcb;xcb;xcb",
                         STUDYLOOP_INSTANCE_NAME="studyloop-e2e-%d" % os.getpid())
         self.module = subprocess.run(["pactl", "load-module", "module-null-sink",
                                       "sink_name=" + self.sink], capture_output=True, text=True,
