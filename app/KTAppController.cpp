@@ -259,12 +259,16 @@ void KTAppController::rebuildOpenRecentMenu() {
 
 // Playing with no sound server (none at launch, or it went away) is silent; the window
 // says so instead of leaving the musician to guess, and the line goes when sound is back.
+// The device is looked at only once something has played, since asking for it opens it.
 void KTAppController::updateSoundStatus() {
-    bool silent = false;
-    if (player_ && player_->isPlaying()) {
-        const auto device =
-            std::dynamic_pointer_cast<platform::RtAudioDevice>(platform::defaultAudioDevice());
-        silent = device && !device->isAudible();
-    }
-    soundStatusLabel_->setVisible(silent);
+    if (!player_ || (!player_->isPlaying() && !soundStatusLabel_->isVisible()))
+        return;
+    const auto device =
+        std::dynamic_pointer_cast<platform::RtAudioDevice>(platform::defaultAudioDevice());
+    if (!device)
+        return;
+    if (device->isAudible())
+        soundStatusLabel_->hide();
+    else if (player_->isPlaying())
+        soundStatusLabel_->show();
 }

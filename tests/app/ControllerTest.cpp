@@ -8,6 +8,7 @@
 #include "controls/KTDualModeButton.h"
 #include "controls/KTTimerView.h"
 #include "platform/audio_device/OfflineAudioDevice.h"
+#include "platform/audio_device/RtAudioDevice.h"
 #include "platform/audio_queue/AudioQueue.h"
 #include "platform/desktop/RecentFiles.h"
 #include "tests/support/Fixtures.h"
@@ -322,6 +323,24 @@ TEST_F(ControllerTest, ABadFileGetsAMessageAndTheLoadedOneKeepsPlaying) {
     controller->openFileWithURL(
         QUrl::fromLocalFile(QString::fromStdString(textFileNamedMp3().string())));
     EXPECT_EQ(refused.takeFirst().at(1).toString(), "not an audio file");
+}
+
+// With no sound server the window says so while it plays silently, and keeps saying so
+// after a pause, until sound is back.
+TEST_F(ControllerTest, PlayingWithNoSoundServerShowsOneLineSayingSo) {
+    qputenv("PULSE_SERVER", "unix:/nonexistent/studyloop-test");
+    platform::setDefaultAudioDevice(std::make_shared<platform::RtAudioDevice>());
+    load(toneFile("silent"));
+    EXPECT_FALSE(ui().soundStatusLabel->isVisible());
+    controller->playToggle(nullptr);
+    EXPECT_TRUE(waitUntil([&] { return ui().soundStatusLabel->isVisible(); }));
+    EXPECT_EQ(ui().soundStatusLabel->text(), "No sound output: playing silently");
+    // The playhead runs on, on the device's own clock.
+    EXPECT_TRUE(waitUntil([&] { return window->waveformView->playheadFrame() > kRate / 4; }));
+    controller->playToggle(nullptr);
+    QTest::qWait(3 * KTAppController::kSoundStatusIntervalMilliseconds);
+    EXPECT_TRUE(ui().soundStatusLabel->isVisible());
+    qunsetenv("PULSE_SERVER");
 }
 
 // The player's completion report waits for the main thread; destroying the controller (and
