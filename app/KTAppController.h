@@ -31,7 +31,6 @@
 #include "waveform_view/KTFixedWaveformViewDelegate.h"
 
 #include <QObject>
-#include <QPointer>
 #include <QUrl>
 #include <atomic>
 #include <memory>

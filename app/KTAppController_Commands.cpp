@@ -118,37 +118,38 @@ bool KTAppController::keyDown(QKeyEvent* event) {
     // The commands act on a loaded file; before the first load the keys do nothing.
     if (!audioFile_ || loading_)
         return true;
-    using keys::MacKeyCode;
-    switch (platform::desktop::macVirtualKeyCode(*event)) {
-    case MacKeyCode::kEqual:
+    namespace mac = platform::desktop::mac;
+    const int keyCode = platform::desktop::macVirtualKeyCode(*event);
+    switch (keyCode) {
+    case mac::Equal:
         speedSlider_->setValue(int(std::lround((speedValue() + 0.05) * kSpeedSliderScale)));
         setPlaybackRate(speedSlider_);
         break;
-    case MacKeyCode::kMinus:
+    case mac::Minus:
         speedSlider_->setValue(int(std::lround((speedValue() - 0.05) * kSpeedSliderScale)));
         setPlaybackRate(speedSlider_);
         break;
-    case MacKeyCode::kZero:
+    case mac::Digit0:
         setSpeedValue(1.0f);
         setPlaybackRate(speedSlider_);
         break;
-    case MacKeyCode::kRightBracket:
+    case mac::RightBracket:
         pitchSlider_->setValue(pitchSlider_->value() + 100);
         setPitchShift(pitchSlider_);
         break;
-    case MacKeyCode::kLeftBracket:
+    case mac::LeftBracket:
         pitchSlider_->setValue(pitchSlider_->value() - 100);
         setPitchShift(pitchSlider_);
         break;
-    case MacKeyCode::kComma:
-    case MacKeyCode::kPeriod: {
-        const bool up = platform::desktop::macVirtualKeyCode(*event) == MacKeyCode::kPeriod;
+    case mac::Comma:
+    case mac::Period: {
+        const bool up = keyCode == mac::Period;
         volume_ = up ? std::min(volume_ + 0.05, 1.0) : std::max(volume_ - 0.05, 0.05);
         timerView_->showFlashTypeValue(KTTimerView::kFlashPercentage, float(volume_ * 100.0));
         player_->setVolume(volume_);
         break;
     }
-    case MacKeyCode::kW:
+    case mac::W:
         if (event->modifiers() & Qt::ControlModifier)
             window_->close();
         break;
