@@ -18,7 +18,9 @@
 #include <QEventLoop>
 #include <QFileDialog>
 #include <QFileInfo>
+#include <QLabel>
 #include <QMessageBox>
+#include <QProgressBar>
 #include <QTimer>
 #include <thread>
 
@@ -179,24 +181,36 @@ void KTAppController::openFileWithURL(const QUrl& url) {
     loadingLabel_->setText(QStringLiteral("Loading %1...").arg(name));
     loadingLabel_->adjustSize();
     progressSheet_->setFixedSize(loadingLabel_->width() + 34, 74);
-    loadingIndicator_->setRange(0, 0); // turning, until the load ends
-    progressSheet_->open();
-
     audioFile_ = std::make_shared<KTAudioFile>(path.toStdString());
     player_->setAudioFile(audioFile_);
     // A new queue starts at full volume; the volume carries over from the last file.
     player_->setVolume(volume_);
 
+    // A short file gets a turning spinner; a long one a bar that fills as it is read.
+    const std::int64_t totalFrames = audioFile_->totalFrames();
+    const bool showsProgress = totalFrames > kProgressBarSeconds * audioFile_->sampleRate();
+    loadingIndicator_->setRange(0, showsProgress ? kProgressSteps : 0);
+    loadingIndicator_->setValue(0);
+    progressSheet_->open();
+
     // The peak data are reduced on worker threads while this thread keeps the window
-    // painted and the spinner turning; the sheet keeps every input away from the window.
+    // painted and the indicator moving; the sheet keeps every input away from the window.
     std::unique_ptr<KTWaveform> waveform;
+    std::atomic<std::int64_t> framesRead{0};
     QEventLoop reduction;
-    std::thread reader([&waveform, &reduction, file = path.toStdString()] {
-        waveform = std::make_unique<KTWaveform>(file);
+    QTimer progress;
+    connect(&progress, &QTimer::timeout, loadingIndicator_, [&] {
+        loadingIndicator_->setValue(int(kProgressSteps * framesRead.load() / totalFrames));
+    });
+    if (showsProgress)
+        progress.start(kProgressIntervalMilliseconds);
+    std::thread reader([&waveform, &framesRead, &reduction, file = path.toStdString()] {
+        waveform = std::make_unique<KTWaveform>(file, framesRead);
         QMetaObject::invokeMethod(&reduction, &QEventLoop::quit, Qt::QueuedConnection);
     });
     reduction.exec(QEventLoop::ExcludeUserInputEvents);
     reader.join();
+    progress.stop();
     waveformView_->setWaveform(std::move(waveform));
 
     showPlayingState(false);

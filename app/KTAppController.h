@@ -57,6 +57,10 @@ public:
     static constexpr double kSpeedSliderScale = 100.0;
     static constexpr int kOpenDeferralMilliseconds = 100;
     static constexpr int kSoundStatusIntervalMilliseconds = 500;
+    // Files longer than this get a progress bar on the loading sheet instead of a spinner.
+    static constexpr int kProgressBarSeconds = 60;
+    static constexpr int kProgressSteps = 1000;
+    static constexpr int kProgressIntervalMilliseconds = 50;
 
     explicit KTAppController(PlayerWindow* window, QObject* parent = nullptr);
     ~KTAppController() override;

@@ -23,8 +23,13 @@ void logReduction(std::int32_t frames, std::int32_t samples) {
 
 KTWaveform::KTWaveform() = default;
 
-KTWaveform::KTWaveform(const std::string& url) {
-    PeakData peaks = readPeaks(url);
+KTWaveform::KTWaveform(const std::string& url) : KTWaveform(url, nullptr) {}
+
+KTWaveform::KTWaveform(const std::string& url, std::atomic<std::int64_t>& progressFrames)
+    : KTWaveform(url, &progressFrames) {}
+
+KTWaveform::KTWaveform(const std::string& url, std::atomic<std::int64_t>* progressFrames) {
+    PeakData peaks = readPeaks(url, progressFrames);
     platform::log("numframes read: %d", peaks.framesRead);
     logReduction(peaks.framesRead, samplesFor(peaks.framesRead));
     totalFrames_ = peaks.framesRead;

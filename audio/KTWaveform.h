@@ -15,6 +15,7 @@
 // may be read from any thread. coords() and totalBuckets belong to the drawing code,
 // which uses them from the thread that owns the GL context.
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -28,6 +29,9 @@ public:
     // initWithURL: reads and reduces the whole file. A file that cannot be read ends the
     // process through CheckError.
     explicit KTWaveform(const std::string& url);
+    // The same, counting the frames read so far in `progressFrames` as it goes, so another
+    // thread can show how far the reading is.
+    KTWaveform(const std::string& url, std::atomic<std::int64_t>& progressFrames);
     KTWaveform(const KTWaveform&) = delete;
     KTWaveform& operator=(const KTWaveform&) = delete;
 
@@ -54,6 +58,8 @@ public:
     std::uint32_t vbo = 0;
 
 private:
+    KTWaveform(const std::string& url, std::atomic<std::int64_t>* progressFrames);
+
     std::vector<std::int16_t> samples_;
     std::vector<std::int16_t> coords_;
     std::int16_t globalMaxValue_ = -32768;

@@ -40,7 +40,7 @@ struct Segment {
 
 // Reduces one segment into out[firstFrame / 1000 ...]; `file` may be null to open one.
 void reduceSegment(const std::string& url, ExtAudioFileRef file, Segment& segment,
-                   std::int16_t* out) {
+                   std::int16_t* out, std::atomic<std::int64_t>* progressFrames) {
     const bool ownFile = file == nullptr;
     if (ownFile)
         file = openForReading(url);
@@ -59,6 +59,8 @@ void reduceSegment(const std::string& url, ExtAudioFileRef file, Segment& segmen
             break;
         reducer.feed(chunk.data(), frames);
         segment.framesRead += frames;
+        if (progressFrames)
+            progressFrames->fetch_add(frames, std::memory_order_relaxed);
     }
     reducer.finish();
     segment.globalMax = reducer.globalMaxValue();
@@ -87,7 +89,7 @@ std::vector<Segment> planSegments(std::int64_t totalFrames, unsigned cores) {
 }
 
 PeakData reduce(const std::string& url, ExtAudioFileRef file, std::int64_t totalFrames,
-                unsigned cores) {
+                unsigned cores, std::atomic<std::int64_t>* progressFrames) {
     PeakData peaks;
     peaks.samples.resize(std::size_t((totalFrames + KTWaveform::kFramesPerSample - 1) /
                                      KTWaveform::kFramesPerSample));
@@ -96,8 +98,9 @@ PeakData reduce(const std::string& url, ExtAudioFileRef file, std::int64_t total
     for (std::size_t i = 1; i < segments.size(); ++i)
         helpers.emplace_back(reduceSegment, std::cref(url), nullptr, std::ref(segments[i]),
                              peaks.samples.data() +
-                                 segments[i].firstFrame / KTWaveform::kFramesPerSample);
-    reduceSegment(url, file, segments[0], peaks.samples.data());
+                                 segments[i].firstFrame / KTWaveform::kFramesPerSample,
+                             progressFrames);
+    reduceSegment(url, file, segments[0], peaks.samples.data(), progressFrames);
     for (auto& helper : helpers)
         helper.join();
 
@@ -119,7 +122,7 @@ PeakData reduce(const std::string& url, ExtAudioFileRef file, std::int64_t total
 
 } // namespace
 
-PeakData readPeaks(const std::string& url) {
+PeakData readPeaks(const std::string& url, std::atomic<std::int64_t>* progressFrames) {
     ExtAudioFileRef file = openForReading(url);
     std::int64_t totalFrames = 0;
     std::uint32_t size = sizeof totalFrames;
@@ -128,11 +131,13 @@ PeakData readPeaks(const std::string& url) {
         "Get num frames");
     // Frame counts are 32-bit from here on, as everywhere the peak data are used.
     totalFrames = std::min<std::int64_t>(totalFrames, INT32_MAX);
-    PeakData peaks =
-        reduce(url, file, totalFrames, std::max(1u, std::thread::hardware_concurrency()));
+    PeakData peaks = reduce(url, file, totalFrames,
+                            std::max(1u, std::thread::hardware_concurrency()), progressFrames);
     if (peaks.framesRead < 0) {
         CheckError(ExtAudioFileSeek(file, 0), "Seek waveform segment");
-        peaks = reduce(url, file, totalFrames, 1);
+        if (progressFrames)
+            progressFrames->store(0, std::memory_order_relaxed);
+        peaks = reduce(url, file, totalFrames, 1, progressFrames);
     }
     CheckError(ExtAudioFileDispose(file), "Close waveform file failed");
     return peaks;

@@ -8,6 +8,7 @@
 // Every platform call goes through CheckError: a file that cannot be read ends the
 // process (callers that must survive bad files check them first).
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -18,4 +19,6 @@ struct PeakData {
     std::int32_t framesRead = 0;
 };
 
-PeakData readPeaks(const std::string& url);
+// `progressFrames`, if given, counts the frames read so far, for a progress display on
+// another thread (a file cut short may finish below its stated length).
+PeakData readPeaks(const std::string& url, std::atomic<std::int64_t>* progressFrames = nullptr);

@@ -16,6 +16,7 @@
 
 #include <QFileDialog>
 #include <QMessageBox>
+#include <QProgressBar>
 #include <QSignalSpy>
 #include <QTest>
 #include <QTimer>
@@ -188,6 +189,20 @@ TEST_F(ControllerTest, TheLoadingSheetIsItsLabelPlus34PointsWideAnd74High) {
     EXPECT_EQ(window->progressSheet->size(), QSize(label->width() + 34, 74));
     EXPECT_GT(label->width() + 34, 300);
     EXPECT_FALSE(window->progressSheet->isVisible());
+    EXPECT_EQ(window->progressSheet->ui.loadingIndicator->maximum(), 0) << "a spinner";
+}
+
+TEST_F(ControllerTest, ALongFileFillsAProgressBarWhileItIsRead) {
+    const auto path =
+        makeFixture(makeNoise(70 * kRate + 777, 2, kRate, 11, 0.4), encoding("flac"), "long");
+    QProgressBar* indicator = window->progressSheet->ui.loadingIndicator;
+    std::vector<int> values;
+    QObject::connect(indicator, &QProgressBar::valueChanged,
+                     [&values](int value) { values.push_back(value); });
+    load(path.string());
+    EXPECT_EQ(indicator->maximum(), KTAppController::kProgressSteps);
+    EXPECT_TRUE(std::is_sorted(values.begin(), values.end()));
+    EXPECT_EQ(controller->audioFile()->totalFrames(), 70 * kRate + 777);
 }
 
 TEST_F(ControllerTest, PlayToggleTwiceReturnsPlayerButtonAndMenuToWhereTheyWere) {
