@@ -200,7 +200,13 @@ void KTAppController::openFileWithURL(const QUrl& url) {
     QEventLoop reduction;
     QTimer progress;
     connect(&progress, &QTimer::timeout, loadingIndicator_, [&] {
-        loadingIndicator_->setValue(int(kProgressSteps * framesRead.load() / totalFrames));
+        const int value = int(kProgressSteps * framesRead.load() / totalFrames);
+        if (value == loadingIndicator_->value())
+            return;
+        loadingIndicator_->setValue(value);
+        // The bar itself repaints only once its fill has grown by a whole chunk; every
+        // step is drawn, so the sheet moves as often as the reading does.
+        loadingIndicator_->update();
     });
     if (showsProgress)
         progress.start(kProgressIntervalMilliseconds);
