@@ -100,13 +100,16 @@ int main(int argc, char** argv) {
     if (!QTest::qWaitForWindowExposed(&window))
         return 1;
 
-    // Opening the long file.
-    QElapsedTimer timer;
-    timer.start();
-    {
+    // Opening the long file, against reading it without a window; the file is read once
+    // first, so both find it in the page cache.
+    const auto readAndReduce = [&longFile] {
         const KTAudioFile file(longFile.toStdString());
         const KTWaveform waveform(longFile.toStdString());
-    }
+    };
+    readAndReduce();
+    QElapsedTimer timer;
+    timer.start();
+    readAndReduce();
     const double readAlone = double(timer.nsecsElapsed()) / 1e6;
     PaintClock sheetPaints(window.progressSheet);
     application.installEventFilter(&sheetPaints);
