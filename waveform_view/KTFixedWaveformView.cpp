@@ -4,6 +4,7 @@
 
 #include "audio/KTWaveform.h"
 
+#include <QCursor>
 #include <QEvent>
 #include <QPointer>
 #include <QScrollArea>
@@ -31,9 +32,18 @@ KTFixedWaveformView::KTFixedWaveformView(QWidget* parent) : QOpenGLWidget(parent
     format.setDepthBufferSize(0);
     format.setStencilBufferSize(0);
     setFormat(format);
+
+    // Moves without a button show the open hand over the grips.
+    setMouseTracking(true);
+    setAcceptDrops(true);
+    autoscrollTimer_.setInterval(kAutoscrollIntervalMs);
+    connect(&autoscrollTimer_, &QTimer::timeout, this, [this] { repeatDragAtEdge(); });
+    dropzoneTimer_.setInterval(kDropzoneIntervalMs);
+    connect(&dropzoneTimer_, &QTimer::timeout, this, [this] { animateDropzone(); });
 }
 
 KTFixedWaveformView::~KTFixedWaveformView() {
+    showHandCursor(false);
     // The base class destroys the context after this part of the object is gone.
     disconnect(contextDestroyed_);
     if (glReady_) {
@@ -81,11 +91,15 @@ void KTFixedWaveformView::setWaveform(std::unique_ptr<KTWaveform> waveform) {
     if (waveform_)
         // The vertex buffer still holds the previous file's strip.
         waveform_->totalBuckets = 0;
+    // A drag in progress belonged to the previous file; it ends here without a message.
+    endTracking();
     playheadFrame_ = 0;
     rangeStartFrame_ = 0;
     rangeEndFrame_ = waveform_ ? waveform_->totalFrames() : 0;
     fitWidth();
     update();
+    // The grips moved (or went away) under a pointer that may be resting on the view.
+    showHandCursor(underMouse() && isOverHandle(mapFromGlobal(QCursor::pos().toPointF())));
 }
 
 void KTFixedWaveformView::setPlayheadFrame(std::int32_t frame) {

@@ -16,8 +16,32 @@
 // Every position in pixels below is a document x (from the document's left edge) in
 // device-independent pixels; y grows downward.
 //
-// Thread contract: GUI thread only, like every QWidget. Rendering runs in the view's own
-// GL context from paintGL.
+// Input: a press in the range body moves the playhead, a press on a grip moves that end of
+// the range, a Shift press draws a new range; the view changes its own frames and tells
+// its delegate (KTFixedWaveformViewDelegate.h), never the player. The wheel, a vertical
+// two-finger gesture and a pinch zoom; a horizontal gesture scrolls. One audio or video
+// file dropped on the view goes to the delegate as a path.
+//
+// The delegate messages of each press (named without their waveformView prefix):
+//
+//   press on     at the press              while the button is held   at release
+//   Shift        WillChangeRange,          first move right: the end  DidChangeRangeStart-
+//                DidDragPlayheadToFrame    follows; left: the start   FrameEndFrame
+//   a grip       nothing                   its end follows; the first DidChangeRangeStart-
+//                                          move sends WillChangeRange FrameEndFrame
+//   range body   nothing; the playhead     the playhead follows, kept DidChangeCurrentFrame
+//                jumps under the pointer   a pixel short of the end
+//   elsewhere    nothing (outside the range the playhead never moves)
+//
+// During a drag every move of the playhead (a grip's drag takes it to the range start) is
+// reported with DidDragPlayheadToFrame.
+//
+// While the button is held still at or beyond either edge of the scroll area, the drag
+// repeats every 0.05 s and scrolls the view.
+//
+// Thread contract: main (GUI) thread only, like every QWidget: every method, event handler
+// and timer of the view, and every delegate message it sends. Rendering runs in the view's
+// own GL context from paintGL.
 // Ownership: the view owns its waveform (from setWaveform on) and its GL objects (textures,
 // the vertex buffer), which it creates and deletes in its own context. The scroll area and
 // the document belong to the window; the delegate is not owned (see
@@ -25,14 +49,17 @@
 
 #include <QOpenGLFunctions_2_1>
 #include <QOpenGLWidget>
+#include <QPointF>
 #include <QRect>
 #include <QRectF>
+#include <QTimer>
 #include <array>
 #include <cstdint>
 #include <memory>
 
 class KTWaveform;
 class KTFixedWaveformViewDelegate;
+class QNativeGestureEvent;
 class QScrollArea;
 
 class KTFixedWaveformView : public QOpenGLWidget, protected QOpenGLFunctions_2_1 {
@@ -50,6 +77,16 @@ public:
     // Zoom steps multiply or divide the document width; no zooming in below this density.
     static constexpr double kZoomFactor = 1.5;
     static constexpr double kDeepestFramesPerPixel = 250.0;
+    // While the button is held this close to either edge of the scroll area, or beyond it,
+    // the drag repeats at this interval and scrolls by how far the pointer is into the band.
+    static constexpr double kAutoscrollBandWidth = 20.0;
+    static constexpr int kAutoscrollIntervalMs = 50;
+    // A zoom step per this much vertical two-finger travel, or this much pinch.
+    static constexpr double kScrollZoomStep = 20.0;
+    static constexpr double kPinchZoomStep = 0.25;
+    // The drop zone's arrow advances this much per tick while a drag hovers.
+    static constexpr int kDropzoneIntervalMs = 50;
+    static constexpr double kDropzoneStep = 0.05;
 
     explicit KTFixedWaveformView(QWidget* parent = nullptr);
     ~KTFixedWaveformView() override;
@@ -136,7 +173,37 @@ protected:
     void paintGL() override;
     bool eventFilter(QObject* watched, QEvent* event) override;
 
+    bool event(QEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void mouseReleaseEvent(QMouseEvent* event) override;
+    void leaveEvent(QEvent* event) override;
+    void wheelEvent(QWheelEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dragLeaveEvent(QDragLeaveEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+
 private:
+    // What the current press grabbed.
+    enum class ActiveArea { None, RangeBody, StartHandle, EndHandle };
+
+    QPointF viewportPoint(QPointF viewPoint) const;
+    QPointF documentPoint(QPointF viewportPoint) const;
+    void processMouseDragged();
+    void processMouseUp();
+    void repeatDragAtEdge();
+    void autoscroll(QPointF viewportPoint);
+    void endTracking();
+    void beginRangeEdit();
+    void sendDidDragPlayhead();
+    bool magnify(QNativeGestureEvent* event);
+    bool isOverHandle(QPointF viewPoint) const;
+    void showHandCursor(bool show);
+
+    void startAnimation();
+    void animateDropzone();
+    void stopAnimation();
+
     void followVisibleRect();
     void scrollDocumentRectToVisible(const QRectF& rect);
     void setDocumentWidth(int width);
@@ -160,10 +227,35 @@ private:
     std::int32_t playheadFrame_ = 0;
     std::int32_t rangeStartFrame_ = 0;
     std::int32_t rangeEndFrame_ = 0;
-    // TODO: the mouse handling adds its grab offset, grabbed area and range-drag state here.
+    // The grabbed grip's range edge minus the press x, so the edge keeps its distance to the
+    // pointer instead of jumping to it.
+    double handleOffset_ = 0.0;
+    ActiveArea activeArea_ = ActiveArea::None;
     bool dragging_ = false;
     bool scrolling_ = false;
     bool autoscrolling_ = false;
+    // A Shift range is being drawn; its direction is 0 until the first horizontal movement,
+    // then positive (the end follows the pointer) or negative (the start does).
+    bool draggingRange_ = false;
+    double draggingDirection_ = 0.0;
+
+    // The button is held after a press that grabbed something. The last drag position is in
+    // the scroll area's viewport, which does not move when the document scrolls, so the
+    // repeat at an edge finds the frame now under a pointer that is held still.
+    bool tracking_ = false;
+    QPointF lastDragPoint_;
+    double lastDragDeltaX_ = 0.0;
+    QTimer autoscrollTimer_;
+
+    // A vertical two-finger gesture is being used for zooming, with the travel and the pinch
+    // summed since their gestures began.
+    bool scrollZoomGesture_ = false;
+    float scrollZoomAccumulator_ = 0.0f;
+    float magnifyAccumulator_ = 0.0f;
+    // The view has put an open hand on the application's cursor stack; it pops only then.
+    bool handCursorShown_ = false;
+
+    QTimer dropzoneTimer_;
 
     bool glReady_ = false;
     QMetaObject::Connection contextDestroyed_;
