@@ -137,6 +137,13 @@ int main(int argc, char** argv) {
         std::printf("no capture of the monitor: is PulseAudio running with sink \"null\"?\n");
         return 1;
     }
+    // A fresh recording stream may take a second or two before the server feeds it.
+    for (int waited = 0; capture.frameCount() < 4410 && waited < 5000; waited += 50)
+        pump(50);
+    if (capture.frameCount() < 4410) {
+        std::printf("the recording of the monitor delivers nothing\n");
+        return 1;
+    }
     controller.openFileWithURL(QUrl::fromLocalFile(demo));
     // Space is a menu shortcut, which Qt takes only in the active window.
     window.activateWindow();
