@@ -1,0 +1,459 @@
+// The view's mouse, wheel and pinch input, driven with Qt Test's events on a shown view:
+// what each press grabs and which messages reach the delegate in which order, the clamps
+// and repairs of each drag, scrolling while the button is held at an edge, zoom steps and
+// their accumulators, and the open hand over the grips.
+
+#include "tests/waveform_view/ViewFixture.h"
+#include "waveform_view/KTFixedWaveformViewDelegate.h"
+
+#include <QApplication>
+#include <QCursor>
+#include <QNativeGestureEvent>
+#include <QPointingDevice>
+#include <QSpontaneKeyEvent>
+#include <QTest>
+#include <QWheelEvent>
+#include <gtest/gtest.h>
+#include <ostream>
+#include <string>
+#include <utility>
+#include <vector>
+
+using waveform_view_test::makeWaveform;
+using waveform_view_test::ViewWindow;
+
+namespace {
+
+// 600,000 frames over a 600-pixel area: 1000 frames a pixel, frame = (x - 25) * 1000.
+// The range [100000, 300000) lies on pixels [125, 325); the start grip covers [108, 124)
+// and the end grip [325, 341).
+constexpr std::int32_t kFrames = 600000;
+constexpr int kY = 100;
+
+// Writes the messages down in the order they arrive, "; " between them.
+class RecordingDelegate : public KTFixedWaveformViewDelegate {
+public:
+    void waveformViewDidDragPlayheadToFrame(KTFixedWaveformView*, std::int32_t frame) override {
+        add("drag " + std::to_string(frame));
+    }
+    void waveformViewDidChangeCurrentFrame(KTFixedWaveformView*, std::int32_t frame) override {
+        add("current " + std::to_string(frame));
+    }
+    void waveformViewWillChangeRange(KTFixedWaveformView*) override { add("will change"); }
+    void waveformViewDidChangeRangeStartFrameEndFrame(KTFixedWaveformView*, std::int32_t start,
+                                                      std::int32_t end) override {
+        add("range " + std::to_string(start) + " " + std::to_string(end));
+    }
+    // What arrived since the last call.
+    std::string take() { return std::exchange(messages, {}); }
+    void add(const std::string& message) { messages += (messages.empty() ? "" : "; ") + message; }
+    std::string messages;
+};
+
+class InteractionTest : public testing::Test {
+protected:
+    void SetUp() override {
+        view().setWaveform(makeWaveform(kFrames, 0.25f));
+        view().setRangeStartFrame(100000);
+        view().setRangeEndFrame(300000);
+        view().setDelegate(&delegate);
+    }
+    KTFixedWaveformView& view() { return window.view(); }
+    // Positions are document x; the view sits over the scrolled-to part of the document.
+    QPoint at(double documentX, int y = kY) const {
+        return QPoint(static_cast<int>(documentX) - window.scrollX(), y);
+    }
+    void press(double x, Qt::KeyboardModifiers keys = {}) {
+        QTest::mousePress(&view(), Qt::LeftButton, keys, at(x));
+    }
+    void move(double x, int y = kY) { QTest::mouseMove(&view(), at(x, y)); }
+    void release(double x) { QTest::mouseRelease(&view(), Qt::LeftButton, {}, at(x)); }
+
+    // Declared first so that it outlives the view.
+    RecordingDelegate delegate;
+    ViewWindow window{650, 200};
+};
+
+// A press, then its release without movement.
+
+struct PressCase {
+    const char* name;
+    double x;
+    bool shift;
+    std::int32_t playheadAfterPress;
+    const char* atPress;
+    const char* atRelease;
+};
+
+void PrintTo(const PressCase& c, std::ostream* out) {
+    *out << c.name << " (x " << c.x << ")";
+}
+
+class PressCases : public InteractionTest, public testing::WithParamInterface<PressCase> {};
+
+TEST_P(PressCases, GrabTheRightThingAndReportInOrder) {
+    const PressCase& c = GetParam();
+    view().setPlayheadFrame(200000);
+    press(c.x, c.shift ? Qt::ShiftModifier : Qt::NoModifier);
+    EXPECT_EQ(delegate.take(), c.atPress);
+    EXPECT_EQ(view().playheadFrame(), c.playheadAfterPress);
+    release(c.x);
+    EXPECT_EQ(delegate.take(), c.atRelease);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , PressCases,
+    testing::Values(
+        // Shift wins even on a grip; the new range is one frame long.
+        PressCase{"ShiftOnTheEndGrip", 330, true, 305000, "will change; drag 305000",
+                  "range 305000 305001"},
+        // A click on a grip edits nothing but still reports the range, without a "will".
+        PressCase{"StartGripFirstPixel", 108, false, 200000, "", "range 100000 300000"},
+        PressCase{"OneLeftOfTheRangeStart", 124, false, 200000, "", ""},
+        PressCase{"EndGripOnTheRangeEndPixel", 325, false, 200000, "", "range 100000 300000"},
+        PressCase{"RightOfTheEndGrip", 341, false, 200000, "", ""},
+        // The body moves the playhead at once and tells the player only at release.
+        PressCase{"BodyFirstPixel", 125, false, 100000, "", "current 100000"},
+        PressCase{"BodyLastPixel", 324, false, 299000, "", "current 299000"}),
+    [](const testing::TestParamInfo<PressCase>& info) { return std::string(info.param.name); });
+
+// A grip pressed at one x and dragged to another.
+
+struct GripDragCase {
+    const char* name;
+    double pressX;
+    double dragX;
+    std::int32_t start;
+    std::int32_t end;
+    const char* whileDragging;
+};
+
+void PrintTo(const GripDragCase& c, std::ostream* out) {
+    *out << c.name << " (" << c.pressX << " to " << c.dragX << ")";
+}
+
+class GripDrags : public InteractionTest, public testing::WithParamInterface<GripDragCase> {};
+
+TEST_P(GripDrags, ClampAndRepairTheRangeAndTakeThePlayheadToItsStart) {
+    const GripDragCase& c = GetParam();
+    view().setPlayheadFrame(200000);
+    press(c.pressX);
+    move(c.dragX);
+    EXPECT_EQ(delegate.take(), c.whileDragging);
+    // Playback positions are dropped while a grip is held.
+    view().setPlayheadFrame(1000);
+    release(c.dragX);
+    EXPECT_EQ(view().playheadFrame(), c.start);
+    EXPECT_EQ(delegate.take(), "range " + std::to_string(c.start) + " " + std::to_string(c.end));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , GripDrags,
+    testing::Values(
+        // Grabbed 9 pixels left of the range start, the start keeps that distance.
+        GripDragCase{"StartPushesTheEndAlong", 116, 500, 484000, 484001,
+                     "drag 484000; will change"},
+        GripDragCase{"StartStopsBeforeTheFileEnd", 116, 649, kFrames - 1, kFrames,
+                     "drag 599999; will change"},
+        GripDragCase{"EndPullsTheStartAlong", 330, 60, 29999, 30000, "drag 29999; will change"},
+        GripDragCase{"EndStopsAtTheFileEnd", 330, 649, 100000, kFrames, "drag 100000; will change"},
+        // Landing exactly on the start is no inversion: the range is left empty.
+        GripDragCase{"EndOntoTheStartLeavesItEmpty", 325, 125, 100000, 100000,
+                     "drag 100000; will change"}),
+    [](const testing::TestParamInfo<GripDragCase>& info) { return std::string(info.param.name); });
+
+TEST_F(InteractionTest, GripDragSaysWillChangeRangeOnce) {
+    view().setPlayheadFrame(100000);
+    press(330);
+    move(400);
+    move(420);
+    release(420);
+    EXPECT_EQ(delegate.take(), "will change; range 100000 390000");
+}
+
+TEST_F(InteractionTest, PlayheadDragStaysInTheRangeAPixelShortOfItsEnd) {
+    // 1000.8333 frames a pixel, so the last place is a fraction, truncated.
+    view().setWaveform(makeWaveform(600500, 0.25f));
+    view().setRangeStartFrame(100000);
+    view().setRangeEndFrame(300000);
+    press(200);
+    move(600);
+    EXPECT_EQ(view().playheadFrame(), 298999);
+    move(30);
+    move(175);
+    view().setPlayheadFrame(5); // dropped while the playhead is held
+    release(175);
+    EXPECT_EQ(delegate.take(), "drag 298999; drag 100000; drag 150125; current 150125");
+}
+
+TEST_F(InteractionTest, ShiftRangeTakesItsDirectionFromTheFirstSidewaysMove) {
+    press(300, Qt::ShiftModifier);
+    move(300, kY + 10); // purely vertical: no direction yet
+    move(310);          // rightward: the end will follow, nothing moves yet
+    EXPECT_EQ(view().rangeEndFrame(), 275001);
+    move(450);
+    EXPECT_EQ(view().rangeEndFrame(), 425000);
+    move(200); // back past the start, which is pulled to one before the end
+    release(200);
+    EXPECT_EQ(delegate.take(), "will change; drag 275000; drag 174999; range 174999 175000");
+}
+
+// Scrolling while the button is held at an edge.
+
+struct EdgeCase {
+    const char* name;
+    int viewportX; // where the pointer is held, in the scroll area
+    int direction;
+};
+
+void PrintTo(const EdgeCase& c, std::ostream* out) {
+    *out << c.name << " (held at " << c.viewportX << ")";
+}
+
+class HeldAtAnEdge : public InteractionTest, public testing::WithParamInterface<EdgeCase> {};
+
+TEST_P(HeldAtAnEdge, KeepsScrollingEveryTickWithThePlayheadUnderThePointer) {
+    const EdgeCase& c = GetParam();
+    for (int step = 0; step < 4; ++step) // about five times the window
+        view().zoomIn();
+    view().setRangeStartFrame(0);
+    view().setRangeEndFrame(kFrames);
+    window.userScrollTo(1500);
+    QTest::mousePress(&view(), Qt::LeftButton, {}, QPoint(325, kY));
+    QTest::mouseMove(&view(), QPoint(c.viewportX, kY));
+    const int scrollAfterMove = window.scrollX();
+    QTest::qWait(340); // held still for several ticks
+    EXPECT_GT((window.scrollX() - scrollAfterMove) * c.direction, 3);
+    // Each tick takes the frame under the pointer, then scrolls on by less than 80 pixels.
+    EXPECT_NEAR(view().playheadPixel(), c.viewportX + window.scrollX(), 80.0);
+    QTest::mouseRelease(&view(), Qt::LeftButton, {}, QPoint(c.viewportX, kY));
+    const int scrollAtRelease = window.scrollX();
+    QTest::qWait(150);
+    EXPECT_EQ(window.scrollX(), scrollAtRelease);
+}
+
+INSTANTIATE_TEST_SUITE_P(, HeldAtAnEdge,
+                         testing::Values(EdgeCase{"BeyondTheRightEdge", 700, 1},
+                                         EdgeCase{"InTheLeftBand", 5, -1}),
+                         [](const testing::TestParamInfo<EdgeCase>& info) {
+                             return std::string(info.param.name);
+                         });
+
+// The wheel and the two-finger gesture.
+
+struct Wheel {
+    Qt::ScrollPhase phase;
+    int dx;
+    int dy;
+};
+
+// Sent as the window system's own, so that QApplication passes on what the view ignores.
+void sendWheel(QWidget* widget, const Wheel& wheel) {
+    const QPointF position(200.0, kY);
+    // A trackpad reports points and, for those who read only angles, the same as angles.
+    const QPoint delta(wheel.dx, wheel.dy);
+    QWheelEvent event(position, widget->mapToGlobal(position),
+                      wheel.phase == Qt::NoScrollPhase ? QPoint() : delta, delta, Qt::NoButton,
+                      Qt::NoModifier, wheel.phase, false);
+    QSpontaneKeyEvent::setSpontaneous(&event);
+    qApp->notify(widget, &event);
+}
+
+// Counts the wheel events that reach a widget, to see which ones the view passed on.
+class WheelCounter : public QObject {
+public:
+    bool eventFilter(QObject*, QEvent* event) override {
+        count += event->type() == QEvent::Wheel;
+        return false;
+    }
+    int count = 0;
+};
+
+struct WheelCase {
+    const char* name;
+    int zoomStepsBefore;
+    std::vector<Wheel> events;
+    int documentWidthAfter;
+    bool lastPassedOn; // to the scroll area, which scrolls with it
+};
+
+void PrintTo(const WheelCase& c, std::ostream* out) {
+    *out << c.name;
+}
+
+class WheelZoom : public InteractionTest, public testing::WithParamInterface<WheelCase> {};
+
+TEST_P(WheelZoom, StepsAsTheGestureDecides) {
+    const WheelCase& c = GetParam();
+    for (int step = 0; step < c.zoomStepsBefore; ++step)
+        view().zoomIn();
+    WheelCounter scrollArea;
+    window.scrollArea().viewport()->installEventFilter(&scrollArea);
+    int countBeforeLast = 0;
+    for (const Wheel& wheel : c.events) {
+        countBeforeLast = scrollArea.count;
+        sendWheel(&view(), wheel);
+    }
+    EXPECT_EQ(view().documentView()->width(), c.documentWidthAfter);
+    EXPECT_EQ(scrollArea.count > countBeforeLast, c.lastPassedOn);
+}
+
+constexpr auto kWheel = Qt::NoScrollPhase;
+constexpr auto kBegin = Qt::ScrollBegin;
+constexpr auto kUpdate = Qt::ScrollUpdate;
+constexpr auto kEnd = Qt::ScrollEnd;
+
+INSTANTIATE_TEST_SUITE_P(
+    , WheelZoom,
+    testing::Values(
+        WheelCase{"WheelUpZoomsIn", 0, {{kWheel, 0, 120}}, 975, false},
+        WheelCase{"SidewaysWheelScrolls", 1, {{kWheel, 120, 0}}, 975, true},
+        // 15, 25, 45 points: a step at each 20 passed.
+        WheelCase{"GestureZoomsAStepPer20Points",
+                  0,
+                  {{kBegin, 0, 0}, {kUpdate, 0, 15}, {kUpdate, 0, 10}, {kUpdate, 0, 20}},
+                  1462,
+                  false},
+        WheelCase{"GestureBackDownZoomsOut",
+                  0,
+                  {{kBegin, 0, 0}, {kUpdate, 0, 25}, {kUpdate, 0, -10}},
+                  650,
+                  false},
+        WheelCase{"GestureWaveringAboutItsStartNeverZooms",
+                  0,
+                  {{kBegin, 0, 0}, {kUpdate, 0, 19}, {kUpdate, 0, -38}, {kUpdate, 0, 38}},
+                  650,
+                  false},
+        WheelCase{"GestureStartingSidewaysNeverZooms",
+                  1,
+                  {{kBegin, 2, 0}, {kUpdate, 0, 40}, {kUpdate, 0, 40}, {kEnd, 0, 0}},
+                  975,
+                  true},
+        WheelCase{"MomentumAfterTheZoomGestureIsPassedOn",
+                  0,
+                  {{kBegin, 0, 0}, {kUpdate, 0, 20}, {kEnd, 0, 0}, {Qt::ScrollMomentum, 0, 10}},
+                  975,
+                  true}),
+    [](const testing::TestParamInfo<WheelCase>& info) { return std::string(info.param.name); });
+
+TEST_F(InteractionTest, ZoomStopsAtTheDeepestZoomAndAtTheScrollAreaWidth) {
+    for (int step = 0; step < 40; ++step)
+        sendWheel(&view(), {kWheel, 0, 120});
+    EXPECT_LE(view().framesPerPixel(), KTFixedWaveformView::kDeepestFramesPerPixel);
+    EXPECT_GT(view().framesPerPixel() * KTFixedWaveformView::kZoomFactor,
+              KTFixedWaveformView::kDeepestFramesPerPixel);
+    for (int step = 0; step < 40; ++step)
+        sendWheel(&view(), {kWheel, 0, -120});
+    EXPECT_EQ(view().documentView()->width(), 650);
+}
+
+// The pinch: a step per quarter of magnification, truncated toward zero.
+
+struct PinchCase {
+    const char* name;
+    std::vector<std::pair<Qt::NativeGestureType, double>> events;
+    int documentWidthAfter;
+};
+
+void PrintTo(const PinchCase& c, std::ostream* out) {
+    *out << c.name;
+}
+
+class Pinch : public InteractionTest, public testing::WithParamInterface<PinchCase> {};
+
+TEST_P(Pinch, StepsPerQuarter) {
+    const QPointF position(200.0, kY);
+    for (const auto& [type, value] : GetParam().events) {
+        QNativeGestureEvent event(type, QPointingDevice::primaryPointingDevice(), 2, position,
+                                  position, view().mapToGlobal(position), value, QPointF());
+        QApplication::sendEvent(&view(), &event);
+    }
+    EXPECT_EQ(view().documentView()->width(), GetParam().documentWidthAfter);
+}
+
+constexpr auto kPinchBegin = Qt::BeginNativeGesture;
+constexpr auto kPinch = Qt::ZoomNativeGesture;
+
+INSTANTIATE_TEST_SUITE_P(
+    , Pinch,
+    testing::Values(
+        PinchCase{"QuarterZoomsIn", {{kPinchBegin, 0}, {kPinch, 0.125}, {kPinch, 0.125}}, 975},
+        PinchCase{
+            "BackBelowTheStepZoomsOut", {{kPinchBegin, 0}, {kPinch, 0.3}, {kPinch, -0.1}}, 650},
+        PinchCase{"WaveringNeverZooms",
+                  {{kPinchBegin, 0}, {kPinch, 0.2}, {kPinch, -0.4}, {kPinch, 0.4}},
+                  650},
+        PinchCase{"EachGestureStartsFromNothing",
+                  {{kPinchBegin, 0}, {kPinch, 0.2}, {kPinchBegin, 0}, {kPinch, 0.2}},
+                  650}),
+    [](const testing::TestParamInfo<PinchCase>& info) { return std::string(info.param.name); });
+
+// The open hand over the grips.
+
+class HandCursor : public InteractionTest {
+protected:
+    void hover(double x) {
+        QMouseEvent event(QEvent::MouseMove, at(x), view().mapToGlobal(at(x)), Qt::NoButton,
+                          Qt::NoButton, Qt::NoModifier);
+        QApplication::sendEvent(&view(), &event);
+    }
+    static bool showsHand() {
+        const QCursor* cursor = QGuiApplication::overrideCursor();
+        return cursor && cursor->shape() == Qt::OpenHandCursor;
+    }
+    // Empties the cursor stack and says how many were on it.
+    static int pushedCursors() {
+        int count = 0;
+        for (; QGuiApplication::overrideCursor(); ++count)
+            QGuiApplication::restoreOverrideCursor();
+        return count;
+    }
+};
+
+TEST_F(HandCursor, ShowsOverEitherGripOnlyAndGoesWithThePointer) {
+    hover(110);
+    EXPECT_TRUE(showsHand());
+    hover(124);
+    EXPECT_FALSE(showsHand());
+    hover(330);
+    hover(335);
+    QEvent leave(QEvent::Leave);
+    QApplication::sendEvent(&view(), &leave);
+    EXPECT_EQ(pushedCursors(), 0);
+}
+
+TEST_F(HandCursor, StaysWhileAGripIsDraggedAndAfterIfItIsStillUnderThePointer) {
+    hover(330);
+    press(330);
+    move(500);
+    EXPECT_TRUE(showsHand());
+    release(500); // the grip came along under the pointer
+    EXPECT_EQ(pushedCursors(), 1);
+}
+
+// Without a file there is nothing to grab, and a file replaced during a drag ends it.
+
+TEST(InteractionWithoutWaveform, PressDragAndReleaseDoNothing) {
+    RecordingDelegate delegate;
+    ViewWindow window(650, 200);
+    window.view().setDelegate(&delegate);
+    for (const Qt::KeyboardModifiers keys : {Qt::ShiftModifier, Qt::NoModifier}) {
+        QTest::mousePress(&window.view(), Qt::LeftButton, keys, QPoint(25, kY));
+        QTest::mouseMove(&window.view(), QPoint(400, kY));
+        QTest::mouseRelease(&window.view(), Qt::LeftButton, {}, QPoint(400, kY));
+    }
+    EXPECT_EQ(delegate.messages, "");
+    EXPECT_EQ(window.view().rangeEndFrame(), 0);
+}
+
+TEST_F(InteractionTest, NewFileDuringADragEndsItWithoutAMessage) {
+    press(200);
+    view().setWaveform(nullptr);
+    move(300);
+    QTest::qWait(120); // a tick of the edge timer, had it gone on
+    release(300);
+    EXPECT_EQ(delegate.take(), "");
+    EXPECT_FALSE(view().isDragging());
+}
+
+} // namespace
