@@ -6,12 +6,18 @@
 // empty view (background and drop zone) of the same size. A rebuild is what a zoom step
 // costs the waveform: the bucket peaks computed and the vertices uploaded; its reference
 // is one plain pass over all peak samples.
+//
+// Dragging: the end grip of the range is dragged across the view, fully zoomed out and at
+// the deepest zoom, by mouse events sent to the shown window; each move is timed to the
+// frame that shows it (the view's frame swap). The reference is a repaint of the still
+// view, timed the same way.
 
 #include "audio/KTWaveform.h"
 #include "waveform_view/KTFixedWaveformView.h"
 #include "waveform_view/WaveformDrawing.h"
 
 #include <QApplication>
+#include <QMouseEvent>
 #include <QOpenGLContext>
 #include <QOpenGLFunctions>
 #include <QOpenGLFunctions_2_1>
@@ -90,6 +96,79 @@ std::unique_ptr<KTWaveform> makeLongWaveform() {
     return waveform;
 }
 
+struct Latencies {
+    double median = 0;
+    double worst = 0;
+};
+
+Latencies summarise(std::vector<double> times) {
+    std::sort(times.begin(), times.end());
+    return {times[times.size() / 2], times.back()};
+}
+
+double sinceMilliseconds(std::chrono::steady_clock::time_point start) {
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start)
+        .count();
+}
+
+// Turns the event loop until the view has shown a new frame; false after a second.
+bool waitForFrame(BenchView& view, const int& swaps, int before) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(1);
+    while (swaps == before) {
+        if (std::chrono::steady_clock::now() > deadline)
+            return false;
+        QApplication::processEvents(QEventLoop::AllEvents, 1);
+    }
+    (void)view;
+    return true;
+}
+
+// Presses the end grip and moves it `moves` times by `step` pixels, timing each move to
+// the frame that shows it.
+std::vector<double> dragEndGrip(BenchView& view, int moves, double step) {
+    int swaps = 0;
+    const QMetaObject::Connection counting =
+        QObject::connect(&view, &QOpenGLWidget::frameSwapped, [&swaps] { ++swaps; });
+    const double visibleLeft = view.documentVisibleRect().x();
+    QPointF point(view.rangeEndHandleRect().center().x() - visibleLeft, view.height() / 2.0);
+    const auto send = [&view](QEvent::Type type, QPointF at, Qt::MouseButton button,
+                              Qt::MouseButtons buttons) {
+        QMouseEvent event(type, at, view.mapToGlobal(at), button, buttons, Qt::NoModifier);
+        QApplication::sendEvent(&view, &event);
+    };
+    send(QEvent::MouseButtonPress, point, Qt::LeftButton, Qt::LeftButton);
+    waitForFrame(view, swaps, swaps);
+    std::vector<double> times;
+    for (int i = 0; i < moves; ++i) {
+        point.rx() += step;
+        const int before = swaps;
+        const auto start = std::chrono::steady_clock::now();
+        send(QEvent::MouseMove, point, Qt::NoButton, Qt::LeftButton);
+        if (waitForFrame(view, swaps, before))
+            times.push_back(sinceMilliseconds(start));
+    }
+    send(QEvent::MouseButtonRelease, point, Qt::LeftButton, Qt::NoButton);
+    QObject::disconnect(counting);
+    return times;
+}
+
+// A repaint of the still view, timed from the request to the frame swap.
+std::vector<double> stillFrames(BenchView& view, int count) {
+    int swaps = 0;
+    const QMetaObject::Connection counting =
+        QObject::connect(&view, &QOpenGLWidget::frameSwapped, [&swaps] { ++swaps; });
+    std::vector<double> times;
+    for (int i = 0; i < count; ++i) {
+        const int before = swaps;
+        const auto start = std::chrono::steady_clock::now();
+        view.update();
+        if (waitForFrame(view, swaps, before))
+            times.push_back(sinceMilliseconds(start));
+    }
+    QObject::disconnect(counting);
+    return times;
+}
+
 void printRow(const char* name, double milliseconds, double reference, double target) {
     std::printf("  %-44s %8.3f ms  %7.2f x reference", name, milliseconds,
                 milliseconds / reference);
@@ -164,6 +243,22 @@ int main(int argc, char** argv) {
     const double deepestFrame = medianMilliseconds(runs, [&] { view.drawFrame(); });
     const int deepestBuckets = waveform->totalBuckets;
 
+    // Dragging the end grip: at the deepest zoom with the grip in the middle of the view,
+    // then fully zoomed out with the range at a third of the file.
+    const std::int32_t middleFrame = view.frameAtPixel(view.documentVisibleRect().center().x());
+    view.setRangeStartFrame(middleFrame - 100000);
+    view.setRangeEndFrame(middleFrame);
+    view.update();
+    const Latencies deepStill = summarise(stillFrames(view, runs));
+    const Latencies deepDrag = summarise(dragEndGrip(view, 2 * runs, 3.0));
+    while (view.documentView()->width() > view.scrollView()->viewport()->width())
+        view.zoomOut();
+    view.setRangeStartFrame(waveform->totalFrames() / 3);
+    view.setRangeEndFrame(waveform->totalFrames() / 2);
+    view.update();
+    const Latencies outStill = summarise(stillFrames(view, runs));
+    const Latencies outDrag = summarise(dragEndGrip(view, 2 * runs, 3.0));
+
     // The least any rebuild does: read every peak sample once.
     const std::vector<std::int16_t>& samples = waveform->samples();
     volatile std::int16_t sink = 0;
@@ -197,5 +292,12 @@ int main(int argc, char** argv) {
                 samplePass);
     printRow("first step in from fully zoomed out", firstStepRebuild, samplePass, 20.0);
     printRow("last step to the deepest zoom", deepestRebuild, samplePass, 20.0);
+    std::printf("dragging the end grip: mouse event to the frame that shows it (reference: a "
+                "repaint of the still view, median %.3f ms zoomed out, %.3f ms deepest)\n",
+                outStill.median, deepStill.median);
+    printRow("fully zoomed out, median", outDrag.median, outStill.median, 0.0);
+    printRow("fully zoomed out, worst", outDrag.worst, outStill.median, 16.0);
+    printRow("deepest zoom, median", deepDrag.median, deepStill.median, 0.0);
+    printRow("deepest zoom, worst", deepDrag.worst, deepStill.median, 16.0);
     return 0;
 }
