@@ -109,7 +109,7 @@ OSStatus AudioDecoder::openStream(const std::string& filePath) {
     if (isPcm(id))
         measurePcm();
     else if (oggVorbis && measureVorbis())
-        ;
+        ; // its own pass over the packets gave the length and every position
     else if (containerKnowsLength)
         measureFromContainer();
     else
