@@ -16,6 +16,8 @@
 // where the first page's granule position says that the start was trimmed; `endSample` is
 // the raw position just past its last sample; `granuleOfRawZero` is the granule position
 // (the demuxer's time) of raw position 0.
+//
+// Thread contract: called by the decoder that owns the demuxer, with nothing else using it.
 
 #include "platform/audio_file/PacketIndex.h"
 
