@@ -185,6 +185,10 @@ void KTAppController::openFileWithURL(const QUrl& url) {
     player_->setAudioFile(audioFile_);
     // A new queue starts at full volume; the volume carries over from the last file.
     player_->setVolume(volume_);
+    // The output is opened now rather than at the first play: a sound server can take a
+    // second or more before a new stream sounds, and that wait belongs in the load, not
+    // between the first press of Space and the music.
+    platform::defaultAudioDevice()->prepareToPlay(double(audioFile_->sampleRate()));
 
     // A short file gets a turning spinner; a long one a bar that fills as it is read.
     const std::int64_t totalFrames = audioFile_->totalFrames();
@@ -279,7 +283,8 @@ void KTAppController::rebuildOpenRecentMenu() {
 
 // Playing with no sound server (none at launch, or it went away) is silent; the window
 // says so instead of leaving the musician to guess, and the line goes when sound is back.
-// The device is looked at only once something has played, since asking for it opens it.
+// The line speaks of what is heard while playing: it appears only while something plays,
+// and once up it stays until the device sounds again.
 void KTAppController::updateSoundStatus() {
     if (!player_ || (!player_->isPlaying() && !soundStatusLabel_->isVisible()))
         return;

@@ -142,10 +142,8 @@ def main():
         time.sleep(1.0)
         session.screenshot(window, "e2e-loaded.png")
 
-        started = time.time()
         session.keys(window, "space")
-        time.sleep(4.5)
-        slowed = time.time()
+        time.sleep(6.0)
         session.keys(window, *["minus"] * 4)
         time.sleep(0.3)
         session.screenshot(window, "e2e-speed-flash.png")
@@ -157,19 +155,21 @@ def main():
         message = session.window("^Study Loop$", timeout=10)
         session.screenshot(message, "e2e-refused.png")
         time.sleep(3.0)
-        refused = time.time()
         session.stop_recording()
 
+        # The recording is silent until Space; a new stream may take a moment to sound,
+        # so the clicks are told apart by their spacing rather than by the clock: the
+        # first ones come before the speed change, the last ones after it.
         heard = read_wav(recording)
-        start = lambda t: int((t - started) * RATE) + int(0.3 * RATE)  # noqa: E731
-        normal = click_intervals(heard[start(started) + RATE // 2: start(slowed)])
-        slow = click_intervals(heard[start(slowed) + RATE: start(refused)])
-        check(len(normal) >= 4, "Space starts the sound (%d clicks heard)" % (len(normal) + 1))
+        intervals = click_intervals(heard)
+        check(len(intervals) >= 14, "Space starts the sound (%d clicks heard)" % (len(intervals) + 1))
+        normal, slow = intervals[:4], intervals[-8:]
         check(abs(np.median(normal) - 0.5) < 0.02,
               "clicks 0.5 s apart at speed 100 %% (median %.3f s)" % np.median(normal))
-        check(len(slow) >= 6 and abs(np.median(slow) - 0.625) < 0.02,
-              "- four times: clicks 0.625 s apart (median %.3f s over %d)" % (np.median(slow), len(slow)))
-        tail = heard[start(refused) - 2 * RATE: start(refused)]
+        check(abs(np.median(slow) - 0.625) < 0.02,
+              "- four times: clicks 0.625 s apart (median %.3f s over the last %d)"
+              % (np.median(slow), len(slow)))
+        tail = heard[-2 * RATE:]
         check(np.max(np.abs(tail)) > 0.2, "the first file plays on after the bad one was refused")
 
         session.keys(message, "Return")
