@@ -96,9 +96,11 @@ def main():
         check(abs(start_found - expected_start) <= per_pixel,
               "the loop starts at the marked frame (%d, marked %d, a pixel is %.0f frames)"
               % (start_found, expected_start, per_pixel))
-        # The second pass: the same stretch again, one range length (and a short gap) later.
+        # The second pass: the same stretch again, one range length (and a short gap) later;
+        # searched for between half a pass and one and a half, where the third is not.
         search_from = int(0.5 * length * RATE)
-        again = best_offset(first[:probe], first[search_from:]) + search_from
+        search_to = int(1.5 * length * RATE) + probe
+        again = best_offset(first[:probe], first[search_from:search_to]) + search_from
         period = again / RATE
         check(length - per_pixel / RATE <= period <= length + per_pixel / RATE + 0.03,
               "the passes repeat every %.3f s (range %.3f s)" % (period, length))
