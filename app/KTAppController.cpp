@@ -3,6 +3,7 @@
 
 #include "app/KTAppController.h"
 
+#include "app/KeyboardShortcuts.h"
 #include "app/PlayerWindow.h"
 #include "audio/AudioFilePreflight.h"
 #include "audio/KTWaveform.h"
@@ -66,9 +67,9 @@ void KTAppController::applicationDidFinishLaunching() {
     connectCommands();
     setControlsEnabled(false);
 
-    soundStatusTimer_ = new QTimer(this);
-    connect(soundStatusTimer_, &QTimer::timeout, this, &KTAppController::updateSoundStatus);
-    soundStatusTimer_->start(kSoundStatusIntervalMilliseconds);
+    auto* soundStatusTimer = new QTimer(this);
+    connect(soundStatusTimer, &QTimer::timeout, this, &KTAppController::updateSoundStatus);
+    soundStatusTimer->start(kSoundStatusIntervalMilliseconds);
 }
 
 void KTAppController::connectCommands() {
@@ -103,7 +104,7 @@ void KTAppController::connectCommands() {
     connect(ui.quitAction, &QAction::triggered, qApp, &QCoreApplication::quit,
             Qt::QueuedConnection);
     connect(ui.keyboardShortcutsAction, &QAction::triggered, this,
-            &KTAppController::showKeyboardShortcuts);
+            [this] { showKeyboardShortcutsDialog(window_); });
     connect(ui.aboutAction, &QAction::triggered, this, &KTAppController::showAbout);
     connect(ui.openRecentMenu, &QMenu::aboutToShow, this, &KTAppController::rebuildOpenRecentMenu);
     // The sliders send their action while the user moves them; a value set from code (the

@@ -113,7 +113,6 @@ public:
     void setVolume(double value) { volume_ = value; }
     KTAudioQueuePlayer* player() const { return player_.get(); }
     std::shared_ptr<KTAudioFile> audioFile() const { return audioFile_; }
-    bool isLoading() const { return loading_; }
 
     // The speed slider's value as the rate factor, and setting it (clamped by the slider).
     double speedValue() const;
@@ -137,7 +136,6 @@ private:
     void refuseFile(const QString& path, const QString& reason);
     void rebuildOpenRecentMenu();
     void updateSoundStatus();
-    void showKeyboardShortcuts();
     void showAbout();
     float secondsForFrame(std::int32_t frame) const;
 
@@ -164,7 +162,6 @@ private:
     QAction* loopMenuItem_;
     QLabel* soundStatusLabel_;
 
-    QTimer* soundStatusTimer_ = nullptr;
     bool loading_ = false;
     QUrl pendingOpen_; // an open request that arrived while a load ran
     std::atomic<bool> shuttingDown_{false};

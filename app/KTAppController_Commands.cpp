@@ -4,7 +4,6 @@
 // player plays or loops is always read from the player, and the indicators follow.
 
 #include "app/KTAppController.h"
-#include "app/KeyboardShortcuts.h"
 #include "app/PlayerWindow.h"
 #include "controls/KTCustomSliderCell.h"
 #include "controls/KTDualModeButton.h"
@@ -122,11 +121,11 @@ bool KTAppController::keyDown(QKeyEvent* event) {
     const int keyCode = platform::desktop::macVirtualKeyCode(*event);
     switch (keyCode) {
     case mac::Equal:
-        speedSlider_->setValue(int(std::lround((speedValue() + 0.05) * kSpeedSliderScale)));
+        setSpeedValue(float(speedValue() + 0.05));
         setPlaybackRate(speedSlider_);
         break;
     case mac::Minus:
-        speedSlider_->setValue(int(std::lround((speedValue() - 0.05) * kSpeedSliderScale)));
+        setSpeedValue(float(speedValue() - 0.05));
         setPlaybackRate(speedSlider_);
         break;
     case mac::Digit0:
@@ -219,10 +218,6 @@ void KTAppController::playerDidCompletePlayback(KTAudioQueuePlayer* /*player*/) 
 void KTAppController::completePlayback() {
     showPlayingState(false);
     waveformView_->resetPlayhead();
-}
-
-void KTAppController::showKeyboardShortcuts() {
-    showKeyboardShortcutsDialog(window_);
 }
 
 void KTAppController::showAbout() {

@@ -200,18 +200,16 @@ void KTFixedWaveformView::beginRangeEdit() {
 void KTFixedWaveformView::processMouseUp() {
     const bool rangeEdit = draggingRange_ || activeArea_ == ActiveArea::StartHandle ||
                            activeArea_ == ActiveArea::EndHandle;
+    const bool playheadEdit = activeArea_ == ActiveArea::RangeBody;
     // The press is over before the delegate hears of it, whatever the delegate does next.
-    tracking_ = false;
-    autoscrollTimer_.stop();
-    dragging_ = false;
-    draggingRange_ = false;
+    endTracking();
     if (!delegate_)
         return;
     // A click on a grip without movement still reports the unchanged range.
     if (rangeEdit)
         delegate_->waveformViewDidChangeRangeStartFrameEndFrame(this, rangeStartFrame_,
                                                                 rangeEndFrame_);
-    else if (activeArea_ == ActiveArea::RangeBody)
+    else if (playheadEdit)
         delegate_->waveformViewDidChangeCurrentFrame(this, playheadFrame_);
 }
 

@@ -112,14 +112,13 @@ double sinceMilliseconds(std::chrono::steady_clock::time_point start) {
 }
 
 // Turns the event loop until the view has shown a new frame; false after a second.
-bool waitForFrame(BenchView& view, const int& swaps, int before) {
+bool waitForFrame(const int& swaps, int before) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(1);
     while (swaps == before) {
         if (std::chrono::steady_clock::now() > deadline)
             return false;
         QApplication::processEvents(QEventLoop::AllEvents, 1);
     }
-    (void)view;
     return true;
 }
 
@@ -137,14 +136,14 @@ std::vector<double> dragEndGrip(BenchView& view, int moves, double step) {
         QApplication::sendEvent(&view, &event);
     };
     send(QEvent::MouseButtonPress, point, Qt::LeftButton, Qt::LeftButton);
-    waitForFrame(view, swaps, swaps);
+    waitForFrame(swaps, swaps);
     std::vector<double> times;
     for (int i = 0; i < moves; ++i) {
         point.rx() += step;
         const int before = swaps;
         const auto start = std::chrono::steady_clock::now();
         send(QEvent::MouseMove, point, Qt::NoButton, Qt::LeftButton);
-        if (waitForFrame(view, swaps, before))
+        if (waitForFrame(swaps, before))
             times.push_back(sinceMilliseconds(start));
     }
     send(QEvent::MouseButtonRelease, point, Qt::LeftButton, Qt::NoButton);
@@ -162,7 +161,7 @@ std::vector<double> stillFrames(BenchView& view, int count) {
         const int before = swaps;
         const auto start = std::chrono::steady_clock::now();
         view.update();
-        if (waitForFrame(view, swaps, before))
+        if (waitForFrame(swaps, before))
             times.push_back(sinceMilliseconds(start));
     }
     QObject::disconnect(counting);
