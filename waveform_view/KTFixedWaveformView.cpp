@@ -9,9 +9,7 @@
 #include <QPointer>
 #include <QScrollArea>
 #include <QScrollBar>
-#include <QSurfaceFormat>
 #include <QTimer>
-#include <cmath>
 
 namespace {
 
@@ -22,16 +20,7 @@ QPointer<QTimer> scrollEndTimer;
 } // namespace
 
 KTFixedWaveformView::KTFixedWaveformView(QWidget* parent) : QOpenGLWidget(parent) {
-    QSurfaceFormat format = QSurfaceFormat::defaultFormat();
-    format.setRenderableType(QSurfaceFormat::OpenGL);
-    format.setProfile(QSurfaceFormat::CompatibilityProfile);
-    format.setVersion(2, 1);
-    // Two samples are enough to smooth the waveform's edges; everything else turns
-    // multisampling off while it draws.
-    format.setSamples(2);
-    format.setDepthBufferSize(0);
-    format.setStencilBufferSize(0);
-    setFormat(format);
+    setFormat(waveform_view::viewSurfaceFormat());
 
     // Moves without a button show the open hand over the grips.
     setMouseTracking(true);
@@ -43,7 +32,6 @@ KTFixedWaveformView::KTFixedWaveformView(QWidget* parent) : QOpenGLWidget(parent
 }
 
 KTFixedWaveformView::~KTFixedWaveformView() {
-    showHandCursor(false);
     // The base class destroys the context after this part of the object is gone.
     disconnect(contextDestroyed_);
     if (glReady_) {
@@ -78,12 +66,9 @@ QWidget* KTFixedWaveformView::documentView() const {
 }
 
 QRect KTFixedWaveformView::documentVisibleRect() const {
-    const QWidget* document = documentView();
-    if (!document)
+    if (!documentView())
         return rect();
-    const QRect shown(-document->x(), -document->y(), scrollView_->viewport()->width(),
-                      scrollView_->viewport()->height());
-    return shown & document->rect();
+    return waveform_view::documentVisibleRect(*scrollView_);
 }
 
 void KTFixedWaveformView::setWaveform(std::unique_ptr<KTWaveform> waveform) {
@@ -93,40 +78,42 @@ void KTFixedWaveformView::setWaveform(std::unique_ptr<KTWaveform> waveform) {
         waveform_->totalBuckets = 0;
     // A drag in progress belonged to the previous file; it ends here without a message.
     endTracking();
-    playheadFrame_ = 0;
-    rangeStartFrame_ = 0;
-    rangeEndFrame_ = waveform_ ? waveform_->totalFrames() : 0;
+    edit_.playheadFrame = 0;
+    edit_.rangeStartFrame = 0;
+    edit_.rangeEndFrame = waveform_ ? waveform_->totalFrames() : 0;
     fitWidth();
     update();
     // The grips moved (or went away) under a pointer that may be resting on the view.
-    showHandCursor(underMouse() && isOverHandle(mapFromGlobal(QCursor::pos().toPointF())));
+    handCursor_.show(underMouse() && isOverHandle(mapFromGlobal(QCursor::pos().toPointF())));
 }
 
 void KTFixedWaveformView::setPlayheadFrame(std::int32_t frame) {
-    if (dragging_)
+    if (edit_.dragging)
         return;
-    playheadFrame_ = frame;
+    edit_.playheadFrame = frame;
     if (!scrolling_) {
         // Set even when nothing ends up scrolling: then the next user scroll is taken for
         // the view's own and does not suspend following. That is accepted.
         autoscrolling_ = true;
-        scrollDocumentRectToVisible(
-            QRectF(playheadPixel() - kFollowWindowLead, 0.0, kFollowWindowWidth, height()));
+        if (scrollView_)
+            waveform_view::scrollDocumentRectToVisible(
+                *scrollView_,
+                QRectF(playheadPixel() - kFollowWindowLead, 0.0, kFollowWindowWidth, height()));
     }
     update();
 }
 
 void KTFixedWaveformView::resetPlayhead() {
-    setPlayheadFrame(rangeStartFrame_);
+    setPlayheadFrame(edit_.rangeStartFrame);
 }
 
 void KTFixedWaveformView::setRangeStartFrame(std::int32_t frame) {
-    rangeStartFrame_ = frame;
+    edit_.rangeStartFrame = frame;
     update();
 }
 
 void KTFixedWaveformView::setRangeEndFrame(std::int32_t frame) {
-    rangeEndFrame_ = frame;
+    edit_.rangeEndFrame = frame;
     update();
 }
 
@@ -146,14 +133,8 @@ void KTFixedWaveformView::fitWidth() {
 void KTFixedWaveformView::boundsDidChange() {
     if (!autoscrolling_) {
         scrolling_ = true;
-        delete scrollEndTimer.data();
-        scrollEndTimer = new QTimer(this);
-        scrollEndTimer->setSingleShot(true);
-        connect(scrollEndTimer.data(), &QTimer::timeout, this, [this] {
-            boundsDidFinishChanging();
-            scrollEndTimer->deleteLater();
-        });
-        scrollEndTimer->start(kScrollEndDelayMs);
+        waveform_view::restartScrollEndTimer(scrollEndTimer, this, kScrollEndDelayMs,
+                                             [this] { boundsDidFinishChanging(); });
     }
     autoscrolling_ = false;
     followVisibleRect();
@@ -190,21 +171,4 @@ void KTFixedWaveformView::followVisibleRect() {
 void KTFixedWaveformView::setDocumentWidth(int width) {
     QWidget* document = documentView();
     document->resize(width, scrollView_->viewport()->height());
-}
-
-void KTFixedWaveformView::scrollDocumentTo(double x) {
-    scrollView_->horizontalScrollBar()->setValue(static_cast<int>(std::floor(x)));
-}
-
-void KTFixedWaveformView::scrollDocumentRectToVisible(const QRectF& rect) {
-    if (!scrollView_)
-        return;
-    const QScrollBar* bar = scrollView_->horizontalScrollBar();
-    const double left = bar->value();
-    const double right = left + scrollView_->viewport()->width();
-    // The least scroll that brings the rectangle in; its left edge wins if it cannot fit.
-    if (rect.left() < left)
-        scrollDocumentTo(rect.left());
-    else if (rect.right() > right)
-        scrollDocumentTo(std::ceil(rect.right() - scrollView_->viewport()->width()));
 }

@@ -47,13 +47,18 @@
 // the document belong to the window; the delegate is not owned (see
 // KTFixedWaveformViewDelegate.h).
 
+#include "waveform_view/DocumentScrolling.h"
+#include "waveform_view/FrameMapping.h"
+#include "waveform_view/HandCursor.h"
+#include "waveform_view/RangeEditing.h"
+#include "waveform_view/ViewDrawing.h"
+
 #include <QOpenGLFunctions_2_1>
 #include <QOpenGLWidget>
 #include <QPointF>
 #include <QRect>
 #include <QRectF>
 #include <QTimer>
-#include <array>
 #include <cstdint>
 #include <memory>
 
@@ -62,13 +67,14 @@ class KTFixedWaveformViewDelegate;
 class QNativeGestureEvent;
 class QScrollArea;
 
-class KTFixedWaveformView : public QOpenGLWidget, protected QOpenGLFunctions_2_1 {
+class KTFixedWaveformView : public QOpenGLWidget,
+                            protected QOpenGLFunctions_2_1,
+                            private waveform_view::RangeEditListener {
 public:
-    // Fixed geometry, in pixels.
-    static constexpr double kSideMargin = 25.0;
-    static constexpr double kHandleWidth = 16.0;
-    // The start handle ends one pixel before the range start: [start - 17, start - 1).
-    static constexpr double kStartHandleOffset = 17.0;
+    // Fixed geometry, in pixels (FrameMapping.h).
+    static constexpr double kSideMargin = waveform_view::kSideMargin;
+    static constexpr double kHandleWidth = waveform_view::kHandleWidth;
+    static constexpr double kStartHandleOffset = waveform_view::kStartHandleOffset;
     // The rectangle kept visible around the playhead while following it.
     static constexpr double kFollowWindowWidth = 100.0;
     static constexpr double kFollowWindowLead = 50.0;
@@ -79,7 +85,7 @@ public:
     static constexpr double kDeepestFramesPerPixel = 250.0;
     // While the button is held this close to either edge of the scroll area, or beyond it,
     // the drag repeats at this interval and scrolls by how far the pointer is into the band.
-    static constexpr double kAutoscrollBandWidth = 20.0;
+    static constexpr double kAutoscrollBandWidth = waveform_view::kAutoscrollBandWidth;
     static constexpr int kAutoscrollIntervalMs = 50;
     // A zoom step per this much vertical two-finger travel, or this much pinch.
     static constexpr double kScrollZoomStep = 20.0;
@@ -110,17 +116,17 @@ public:
     // Playback's entry: ignored while dragging; otherwise stores the frame and, unless the
     // user scrolled less than a second ago, scrolls so the playhead stays in view.
     void setPlayheadFrame(std::int32_t frame);
-    std::int32_t playheadFrame() const { return playheadFrame_; }
+    std::int32_t playheadFrame() const { return edit_.playheadFrame; }
     void resetPlayhead();
     // The range is stored as given (no clamping, inverted ranges included); the caller
     // keeps it sensible.
     void setRangeStartFrame(std::int32_t frame);
-    std::int32_t rangeStartFrame() const { return rangeStartFrame_; }
+    std::int32_t rangeStartFrame() const { return edit_.rangeStartFrame; }
     void setRangeEndFrame(std::int32_t frame);
-    std::int32_t rangeEndFrame() const { return rangeEndFrame_; }
+    std::int32_t rangeEndFrame() const { return edit_.rangeEndFrame; }
 
-    bool isDragging() const { return dragging_; }
-    void setDragging(bool dragging) { dragging_ = dragging; }
+    bool isDragging() const { return edit_.dragging; }
+    void setDragging(bool dragging) { edit_.dragging = dragging; }
     // The user scrolled less than a second ago (following is suspended).
     bool isScrolling() const { return scrolling_; }
     // The next scroll is the view's own (following the playhead).
@@ -140,9 +146,9 @@ public:
     double waveformAreaWidth() const;
     QRectF waveformAreaRect() const;
     double framesPerPixel() const;
-    double rangeStartPixel() const { return pixelForFrame(rangeStartFrame_); }
-    double rangeEndPixel() const { return pixelForFrame(rangeEndFrame_); }
-    double playheadPixel() const { return pixelForFrame(playheadFrame_); }
+    double rangeStartPixel() const { return pixelForFrame(edit_.rangeStartFrame); }
+    double rangeEndPixel() const { return pixelForFrame(edit_.rangeEndFrame); }
+    double playheadPixel() const { return pixelForFrame(edit_.playheadFrame); }
     double rangeWidthInPixels() const { return rangeEndPixel() - rangeStartPixel(); }
     QRectF rangeStartHandleRect() const;
     QRectF rangeEndHandleRect() const;
@@ -184,34 +190,31 @@ protected:
     void dropEvent(QDropEvent* event) override;
 
 private:
-    // What the current press grabbed.
-    enum class ActiveArea { None, RangeBody, StartHandle, EndHandle };
-
     QPointF viewportPoint(QPointF viewPoint) const;
     QPointF documentPoint(QPointF viewportPoint) const;
+    waveform_view::EditMapping editMapping() const;
     void processMouseDragged();
     void processMouseUp();
     void repeatDragAtEdge();
-    void autoscroll(QPointF viewportPoint);
     void endTracking();
-    void beginRangeEdit();
-    void sendDidDragPlayhead();
     bool magnify(QNativeGestureEvent* event);
     bool isOverHandle(QPointF viewPoint) const;
-    void showHandCursor(bool show);
+
+    // The edits of a press, passed on to the delegate.
+    void editDidDragPlayheadToFrame(std::int32_t frame) override;
+    void editDidChangeCurrentFrame(std::int32_t frame) override;
+    void editWillChangeRange() override;
+    void editDidChangeRangeStartFrameEndFrame(std::int32_t startFrame,
+                                              std::int32_t endFrame) override;
 
     void startAnimation();
     void animateDropzone();
     void stopAnimation();
 
     void followVisibleRect();
-    void scrollDocumentRectToVisible(const QRectF& rect);
     void setDocumentWidth(int width);
-    void scrollDocumentTo(double x);
 
-    void loadTextures();
     void releaseGLResources();
-    void setBlending();
     void fillBackground();
     void drawWaveform();
     void drawInactiveOverlays();
@@ -224,20 +227,10 @@ private:
 
     KTFixedWaveformViewDelegate* delegate_ = nullptr;
     std::unique_ptr<KTWaveform> waveform_;
-    std::int32_t playheadFrame_ = 0;
-    std::int32_t rangeStartFrame_ = 0;
-    std::int32_t rangeEndFrame_ = 0;
-    // The grabbed grip's range edge minus the press x, so the edge keeps its distance to the
-    // pointer instead of jumping to it.
-    double handleOffset_ = 0.0;
-    ActiveArea activeArea_ = ActiveArea::None;
-    bool dragging_ = false;
+    // The playhead, the range and the state of the current press.
+    waveform_view::RangeEditing edit_;
     bool scrolling_ = false;
     bool autoscrolling_ = false;
-    // A Shift range is being drawn; its direction is 0 until the first horizontal movement,
-    // then positive (the end follows the pointer) or negative (the start does).
-    bool draggingRange_ = false;
-    double draggingDirection_ = 0.0;
 
     // The button is held after a press that grabbed something. The last drag position is in
     // the scroll area's viewport, which does not move when the document scrolls, so the
@@ -252,17 +245,13 @@ private:
     bool scrollZoomGesture_ = false;
     float scrollZoomAccumulator_ = 0.0f;
     float magnifyAccumulator_ = 0.0f;
-    // The view has put an open hand on the application's cursor stack; it pops only then.
-    bool handCursorShown_ = false;
+    waveform_view::HandCursor handCursor_;
 
     QTimer dropzoneTimer_;
 
     bool glReady_ = false;
     QMetaObject::Connection contextDestroyed_;
-    GLuint handleTexture_ = 0;
-    std::array<GLuint, 2> dropzoneTextures_{};
-    std::array<GLuint, 9> rangeTextures_{};
-    GLuint vbo_ = 0;
+    waveform_view::ViewGLObjects glObjects_;
     float dropzoneDelta_ = 0.0f;
     int vertexUploads_ = 0;
 };

@@ -3,9 +3,6 @@
 #include "audio/KTWaveform.h"
 #include "waveform_view/KTFixedWaveformView.h"
 
-#include <cmath>
-#include <limits>
-
 double KTFixedWaveformView::waveformAreaWidth() const {
     const QWidget* document = documentView();
     return (document ? document->width() : width()) - 2.0 * kSideMargin;
@@ -17,32 +14,22 @@ QRectF KTFixedWaveformView::waveformAreaRect() const {
 }
 
 double KTFixedWaveformView::framesPerPixel() const {
-    const double areaWidth = waveformAreaWidth();
-    if (!waveform_ || areaWidth <= 0.0)
-        return 0.0;
-    return static_cast<double>(waveform_->totalFrames()) / areaWidth;
+    return waveform_ ? waveform_view::framesPerPixel(waveform_->totalFrames(), waveformAreaWidth())
+                     : 0.0;
 }
 
 double KTFixedWaveformView::pixelForFrame(std::int32_t frame) const {
-    const double perPixel = framesPerPixel();
-    if (perPixel <= 0.0)
-        return kSideMargin;
-    // Floored, so the frames of one pixel column all land on that column.
-    return std::floor(frame / perPixel) + kSideMargin;
+    return waveform_view::pixelForFrame(frame, framesPerPixel());
 }
 
 std::int32_t KTFixedWaveformView::frameAtPixel(double x) const {
-    const double frame = std::trunc((x - kSideMargin) * framesPerPixel());
-    constexpr double lowest = std::numeric_limits<std::int32_t>::min();
-    constexpr double highest = std::numeric_limits<std::int32_t>::max();
-    return static_cast<std::int32_t>(frame < lowest ? lowest : frame > highest ? highest : frame);
+    return waveform_view::frameAtPixel(x, framesPerPixel());
 }
 
 QRectF KTFixedWaveformView::rangeStartHandleRect() const {
-    return QRectF(rangeStartPixel() - kStartHandleOffset, 0.0, kHandleWidth,
-                  waveformAreaRect().height());
+    return waveform_view::rangeStartHandleRect(rangeStartPixel(), waveformAreaRect().height());
 }
 
 QRectF KTFixedWaveformView::rangeEndHandleRect() const {
-    return QRectF(rangeEndPixel(), 0.0, kHandleWidth, waveformAreaRect().height());
+    return waveform_view::rangeEndHandleRect(rangeEndPixel(), waveformAreaRect().height());
 }

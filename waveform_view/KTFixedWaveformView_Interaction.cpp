@@ -10,36 +10,11 @@
 #include "waveform_view/KTFixedWaveformView.h"
 #include "waveform_view/KTFixedWaveformViewDelegate.h"
 
-#include <QGuiApplication>
 #include <QMouseEvent>
 #include <QNativeGestureEvent>
 #include <QScrollArea>
-#include <QScrollBar>
 #include <QWheelEvent>
-#include <algorithm>
 #include <cmath>
-
-namespace {
-
-// Rectangles are half-open here, as on screen: a grip 16 pixels wide starting at 100 covers
-// 100 up to but not including 116, so the start grip ends one pixel before the range start.
-bool containsHalfOpen(const QRectF& rect, QPointF point) {
-    return point.x() >= rect.left() && point.x() < rect.right() && point.y() >= rect.top() &&
-           point.y() < rect.bottom();
-}
-
-// A start must leave at least one frame of the file after it.
-std::int32_t clampStartFrame(std::int32_t frame, std::int32_t totalFrames) {
-    frame = std::max(frame, 0);
-    return frame < totalFrames ? frame : totalFrames - 1;
-}
-
-// An end must leave at least one frame of the file before it.
-std::int32_t clampEndFrame(std::int32_t frame, std::int32_t totalFrames) {
-    return std::min(std::max(frame, 1), totalFrames);
-}
-
-} // namespace
 
 QPointF KTFixedWaveformView::viewportPoint(QPointF viewPoint) const {
     return scrollView_ ? mapTo(scrollView_->viewport(), viewPoint) : viewPoint;
@@ -50,54 +25,19 @@ QPointF KTFixedWaveformView::documentPoint(QPointF viewportPoint) const {
     return document ? viewportPoint - QPointF(document->pos()) : viewportPoint;
 }
 
+waveform_view::EditMapping KTFixedWaveformView::editMapping() const {
+    return {framesPerPixel(), waveform_ ? waveform_->totalFrames() : 0,
+            waveformAreaRect().height()};
+}
+
 void KTFixedWaveformView::mousePressEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton || tracking_)
         return QOpenGLWidget::mousePressEvent(event);
-    // With no file (or nothing to map frames onto) there is nothing to grab.
-    if (!waveform_ || !(framesPerPixel() > 0.0)) {
-        activeArea_ = ActiveArea::None;
-        dragging_ = false;
-        return;
-    }
     const QPointF pressPoint = viewportPoint(event->position());
-    const QPointF point = documentPoint(pressPoint);
-    const double x = point.x();
-    const std::int32_t totalFrames = waveform_->totalFrames();
-
-    // The cases are tried in this order: Shift wins over the grips, and a grip wins over
-    // the body (the end grip begins exactly at the range end, where the body has ended).
-    if (event->modifiers() & Qt::ShiftModifier) {
-        // A new one-frame range starts here; its first horizontal movement decides which
-        // end follows the pointer. `dragging_` stays clear, so playback still moves the
-        // playhead while the range is drawn.
-        draggingRange_ = true;
-        draggingDirection_ = 0.0;
-        rangeStartFrame_ = clampStartFrame(frameAtPixel(x), totalFrames);
-        rangeEndFrame_ = rangeStartFrame_ + 1;
-        playheadFrame_ = rangeStartFrame_;
-        if (delegate_)
-            delegate_->waveformViewWillChangeRange(this);
-        sendDidDragPlayhead();
-        update();
-    } else if (containsHalfOpen(rangeStartHandleRect(), point)) {
-        // Nothing changes until the grip moves, so a click on it edits nothing.
-        activeArea_ = ActiveArea::StartHandle;
-        handleOffset_ = rangeStartPixel() - x;
-    } else if (containsHalfOpen(rangeEndHandleRect(), point)) {
-        activeArea_ = ActiveArea::EndHandle;
-        handleOffset_ = rangeEndPixel() - x;
-    } else if (rangeStartPixel() <= x && x < rangeEndPixel()) {
-        // The playhead jumps under the pointer at once; the player hears of it at release.
-        dragging_ = true;
-        activeArea_ = ActiveArea::RangeBody;
-        playheadFrame_ = clampStartFrame(frameAtPixel(x), totalFrames);
-        update();
-    } else {
-        // Outside the range the playhead never moves.
-        activeArea_ = ActiveArea::None;
-        dragging_ = false;
+    if (!edit_.press(documentPoint(pressPoint), event->modifiers() & Qt::ShiftModifier,
+                     editMapping(), *this))
         return;
-    }
+    update();
     tracking_ = true;
     lastDragPoint_ = pressPoint;
     lastDragDeltaX_ = 0.0;
@@ -106,7 +46,7 @@ void KTFixedWaveformView::mousePressEvent(QMouseEvent* event) {
 
 void KTFixedWaveformView::mouseMoveEvent(QMouseEvent* event) {
     if (!tracking_) {
-        showHandCursor(isOverHandle(event->position()));
+        handCursor_.show(isOverHandle(event->position()));
         return QOpenGLWidget::mouseMoveEvent(event);
     }
     const QPointF point = viewportPoint(event->position());
@@ -123,107 +63,48 @@ void KTFixedWaveformView::mouseReleaseEvent(QMouseEvent* event) {
         return;
     processMouseUp();
     // The grips may have moved to or away from the pointer.
-    showHandCursor(isOverHandle(event->position()));
+    handCursor_.show(isOverHandle(event->position()));
 }
 
 void KTFixedWaveformView::processMouseDragged() {
-    const double x = documentPoint(lastDragPoint_).x();
-    const std::int32_t totalFrames = waveform_->totalFrames();
-    if (draggingRange_) {
-        if (draggingDirection_ == 0.0) {
-            // A purely vertical first movement leaves the direction open for the next one.
-            draggingDirection_ = lastDragDeltaX_;
-            return;
-        }
-        if (draggingDirection_ > 0.0) {
-            rangeEndFrame_ = clampEndFrame(frameAtPixel(x), totalFrames);
-            if (rangeEndFrame_ < rangeStartFrame_) {
-                rangeStartFrame_ = rangeEndFrame_ - 1;
-                playheadFrame_ = rangeStartFrame_;
-                sendDidDragPlayhead();
-            }
-        } else {
-            rangeStartFrame_ = clampStartFrame(frameAtPixel(x), totalFrames);
-            if (rangeEndFrame_ < rangeStartFrame_)
-                rangeEndFrame_ = rangeStartFrame_ + 1;
-            playheadFrame_ = rangeStartFrame_;
-            sendDidDragPlayhead();
-        }
-    } else {
-        switch (activeArea_) {
-        case ActiveArea::None:
-            return;
-        case ActiveArea::RangeBody: {
-            // The playhead stays in the range, one pixel's worth of frames short of its
-            // end, so it is always drawn inside the range.
-            std::int32_t frame = std::max(frameAtPixel(x), rangeStartFrame_);
-            const double lastFrame = double(rangeEndFrame_) - framesPerPixel();
-            if (double(frame) > lastFrame)
-                frame = static_cast<std::int32_t>(std::trunc(lastFrame));
-            playheadFrame_ = frame;
-            sendDidDragPlayhead();
-            break;
-        }
-        case ActiveArea::StartHandle:
-            // Only a strict inversion is repaired: the start pushes the end along.
-            rangeStartFrame_ = clampStartFrame(frameAtPixel(x + handleOffset_), totalFrames);
-            if (rangeEndFrame_ < rangeStartFrame_)
-                rangeEndFrame_ = rangeStartFrame_ + 1;
-            playheadFrame_ = rangeStartFrame_;
-            sendDidDragPlayhead();
-            beginRangeEdit();
-            break;
-        case ActiveArea::EndHandle:
-            rangeEndFrame_ = clampEndFrame(frameAtPixel(x + handleOffset_), totalFrames);
-            if (rangeEndFrame_ < rangeStartFrame_)
-                rangeStartFrame_ = rangeEndFrame_ - 1;
-            if (playheadFrame_ != rangeStartFrame_) {
-                playheadFrame_ = rangeStartFrame_;
-                sendDidDragPlayhead();
-            }
-            beginRangeEdit();
-            break;
-        }
-    }
-    autoscroll(lastDragPoint_);
+    if (!edit_.drag(documentPoint(lastDragPoint_).x(), lastDragDeltaX_, editMapping(), *this))
+        return;
+    if (scrollView_)
+        waveform_view::autoscroll(*scrollView_, lastDragPoint_);
     update();
 }
 
-void KTFixedWaveformView::beginRangeEdit() {
-    if (dragging_)
-        return;
-    dragging_ = true;
-    if (delegate_)
-        delegate_->waveformViewWillChangeRange(this);
-}
-
 void KTFixedWaveformView::processMouseUp() {
-    const bool rangeEdit = draggingRange_ || activeArea_ == ActiveArea::StartHandle ||
-                           activeArea_ == ActiveArea::EndHandle;
-    const bool playheadEdit = activeArea_ == ActiveArea::RangeBody;
-    // The press is over before the delegate hears of it, whatever the delegate does next.
-    endTracking();
-    if (!delegate_)
-        return;
-    // A click on a grip without movement still reports the unchanged range.
-    if (rangeEdit)
-        delegate_->waveformViewDidChangeRangeStartFrameEndFrame(this, rangeStartFrame_,
-                                                                rangeEndFrame_);
-    else if (playheadEdit)
-        delegate_->waveformViewDidChangeCurrentFrame(this, playheadFrame_);
+    tracking_ = false;
+    autoscrollTimer_.stop();
+    edit_.release(*this);
 }
 
 void KTFixedWaveformView::endTracking() {
     tracking_ = false;
     autoscrollTimer_.stop();
-    activeArea_ = ActiveArea::None;
-    dragging_ = false;
-    draggingRange_ = false;
+    edit_.endPress();
 }
 
-void KTFixedWaveformView::sendDidDragPlayhead() {
+void KTFixedWaveformView::editDidDragPlayheadToFrame(std::int32_t frame) {
     if (delegate_)
-        delegate_->waveformViewDidDragPlayheadToFrame(this, playheadFrame_);
+        delegate_->waveformViewDidDragPlayheadToFrame(this, frame);
+}
+
+void KTFixedWaveformView::editDidChangeCurrentFrame(std::int32_t frame) {
+    if (delegate_)
+        delegate_->waveformViewDidChangeCurrentFrame(this, frame);
+}
+
+void KTFixedWaveformView::editWillChangeRange() {
+    if (delegate_)
+        delegate_->waveformViewWillChangeRange(this);
+}
+
+void KTFixedWaveformView::editDidChangeRangeStartFrameEndFrame(std::int32_t startFrame,
+                                                               std::int32_t endFrame) {
+    if (delegate_)
+        delegate_->waveformViewDidChangeRangeStartFrameEndFrame(this, startFrame, endFrame);
 }
 
 // The timer's tick while the button is held: a pointer held still in an edge band, or
@@ -231,30 +112,8 @@ void KTFixedWaveformView::sendDidDragPlayhead() {
 void KTFixedWaveformView::repeatDragAtEdge() {
     if (!tracking_ || !scrollView_)
         return;
-    const QSizeF area = scrollView_->viewport()->size();
-    const QPointF point = lastDragPoint_;
-    const bool clearOfEdges = point.x() >= kAutoscrollBandWidth &&
-                              point.x() < area.width() - kAutoscrollBandWidth && point.y() >= 0.0 &&
-                              point.y() < area.height();
-    if (!clearOfEdges)
+    if (!waveform_view::isClearOfEdges(*scrollView_, lastDragPoint_))
         processMouseDragged();
-}
-
-// Scrolls by how far the pointer lies into an edge band (or past it), so that the further
-// out the pointer is held, the faster the view moves.
-void KTFixedWaveformView::autoscroll(QPointF viewportPoint) {
-    if (!scrollView_)
-        return;
-    const double rightBand = scrollView_->viewport()->width() - kAutoscrollBandWidth;
-    int step = 0;
-    if (viewportPoint.x() < kAutoscrollBandWidth)
-        step = -static_cast<int>(std::ceil(kAutoscrollBandWidth - viewportPoint.x()));
-    else if (viewportPoint.x() >= rightBand)
-        step = static_cast<int>(std::floor(viewportPoint.x() - rightBand)) + 1;
-    if (step != 0) {
-        QScrollBar* bar = scrollView_->horizontalScrollBar();
-        bar->setValue(bar->value() + step);
-    }
 }
 
 // A plain wheel zooms a step per vertical notch. A trackpad's two-finger gesture zooms when
@@ -337,29 +196,12 @@ bool KTFixedWaveformView::magnify(QNativeGestureEvent* event) {
 }
 
 bool KTFixedWaveformView::isOverHandle(QPointF viewPoint) const {
-    if (!waveform_ || !(framesPerPixel() > 0.0))
-        return false;
-    const QPointF point = documentPoint(viewportPoint(viewPoint));
-    return containsHalfOpen(rangeStartHandleRect(), point) ||
-           containsHalfOpen(rangeEndHandleRect(), point);
+    return edit_.isOverHandle(documentPoint(viewportPoint(viewPoint)), editMapping());
 }
 
 void KTFixedWaveformView::leaveEvent(QEvent* event) {
     // While the button is held the hand stays until the release.
     if (!tracking_)
-        showHandCursor(false);
+        handCursor_.show(false);
     QOpenGLWidget::leaveEvent(event);
-}
-
-// The application's cursor is a stack. The view pushes at most one open hand and pops only
-// while it has one pushed, so it neither leaves a hand behind nor pops a cursor it never
-// pushed.
-void KTFixedWaveformView::showHandCursor(bool show) {
-    if (show == handCursorShown_)
-        return;
-    if (show)
-        QGuiApplication::setOverrideCursor(Qt::OpenHandCursor);
-    else
-        QGuiApplication::restoreOverrideCursor();
-    handCursorShown_ = show;
 }

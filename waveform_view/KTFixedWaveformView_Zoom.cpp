@@ -4,7 +4,6 @@
 #include "waveform_view/KTFixedWaveformView.h"
 
 #include <QScrollArea>
-#include <QScrollBar>
 #include <algorithm>
 #include <cmath>
 
@@ -26,9 +25,9 @@ void KTFixedWaveformView::zoomInWithPivot(QPointF pivot) {
     const double perPixel = framesPerPixel();
     if (!(perPixel > kDeepestFramesPerPixel))
         return;
-    const double anchorFrame = (pivotX - kSideMargin) * perPixel;
     setDocumentWidth(static_cast<int>(std::floor(document->width() * kZoomFactor)));
-    scrollDocumentTo(std::floor(anchorFrame / framesPerPixel()) + kSideMargin - pivot.x());
+    waveform_view::scrollDocumentTo(
+        *scrollView_, waveform_view::pivotScrollX(pivotX, perPixel, framesPerPixel(), pivot.x()));
     followVisibleRect();
     update();
 }
@@ -44,11 +43,11 @@ void KTFixedWaveformView::zoomOutWithPivot(QPointF pivot) {
     if (documentWidth <= scrollWidth)
         return;
     // Back to the start first, so the narrower document never shows past its end.
-    scrollDocumentTo(0.0);
+    waveform_view::scrollDocumentTo(*scrollView_, 0.0);
     setDocumentWidth(
         std::max(static_cast<int>(std::floor(documentWidth / kZoomFactor)), scrollWidth));
-    scrollDocumentTo(std::floor((pivotX - kSideMargin) * perPixel / framesPerPixel()) +
-                     kSideMargin - pivot.x());
+    waveform_view::scrollDocumentTo(
+        *scrollView_, waveform_view::pivotScrollX(pivotX, perPixel, framesPerPixel(), pivot.x()));
     followVisibleRect();
     update();
 }
