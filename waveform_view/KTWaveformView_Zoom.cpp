@@ -1,0 +1,53 @@
+// Zoom steps: the view's own width is the zoom, and each step keeps the frame under a pivot
+// where it is on screen.
+
+#include "platform/log/Log.h"
+#include "waveform_view/DocumentScrolling.h"
+#include "waveform_view/KTWaveformView.h"
+
+#include <QScrollArea>
+#include <algorithm>
+#include <cmath>
+
+void KTWaveformView::zoomIn() {
+    if (scrollView_)
+        zoomInWithPivot(QPointF(std::floor(scrollView_->viewport()->width() * 0.5), 0.0));
+}
+
+void KTWaveformView::zoomOut() {
+    if (scrollView_)
+        zoomOutWithPivot(QPointF(std::floor(scrollView_->viewport()->width() * 0.5), 0.0));
+}
+
+void KTWaveformView::zoomInWithPivot(QPointF pivot) {
+    if (!scrollView_)
+        return;
+    const double pivotX = ownPoint(pivot).x();
+    const double perPixel = framesPerPixel();
+    if (!(perPixel > kDeepestFramesPerPixel))
+        return;
+    setViewWidth(static_cast<int>(std::floor(width() * kZoomFactor)));
+    waveform_view::scrollDocumentTo(
+        *scrollView_, waveform_view::pivotScrollX(pivotX, perPixel, framesPerPixel(), pivot.x()));
+}
+
+void KTWaveformView::zoomOutWithPivot(QPointF pivot) {
+    if (scrollView_) {
+        const double pivotX = ownPoint(pivot).x();
+        const double perPixel = framesPerPixel();
+        const int viewWidth = width();
+        const int scrollWidth = scrollView_->viewport()->width();
+        if (viewWidth > scrollWidth) {
+            // Back to the start first, so the narrower view never shows past its end.
+            waveform_view::scrollDocumentTo(*scrollView_, 0.0);
+            setViewWidth(
+                std::max(static_cast<int>(std::floor(viewWidth / kZoomFactor)), scrollWidth));
+            waveform_view::scrollDocumentTo(
+                *scrollView_,
+                waveform_view::pivotScrollX(pivotX, perPixel, framesPerPixel(), pivot.x()));
+        }
+    }
+    // Also at the widest zoom, where nothing changed: the line tells a step that could not
+    // zoom out from one that was never taken.
+    platform::log("fpp: %f", framesPerPixel());
+}
