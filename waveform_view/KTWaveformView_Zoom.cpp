@@ -47,7 +47,7 @@ void KTWaveformView::zoomOutWithPivot(QPointF pivot) {
                 waveform_view::pivotScrollX(pivotX, perPixel, framesPerPixel(), pivot.x()));
         }
     }
-    // Also at the widest zoom, where nothing changed: the line tells a step that could not
-    // zoom out from one that was never taken.
+    // The zoom level after every step, also one at the widest zoom that changed nothing, as
+    // a trace for diagnosis.
     platform::log("fpp: %f", framesPerPixel());
 }
