@@ -11,7 +11,7 @@
 #include "controls/KTCustomSliderCell.h"
 #include "controls/KTDualModeButton.h"
 #include "controls/KTTimerView.h"
-#include "platform/audio_device/RtAudioDevice.h"
+#include "platform/audio_device/AudioDevice.h"
 #include "platform/desktop/AudioFileTypes.h"
 #include "platform/desktop/RecentFiles.h"
 #include "waveform_view/KTFixedWaveformView.h"
@@ -289,11 +289,7 @@ void KTAppController::rebuildOpenRecentMenu() {
 void KTAppController::updateSoundStatus() {
     if (!player_ || (!player_->isPlaying() && !soundStatusLabel_->isVisible()))
         return;
-    const auto device =
-        std::dynamic_pointer_cast<platform::RtAudioDevice>(platform::defaultAudioDevice());
-    if (!device)
-        return;
-    if (device->isAudible())
+    if (platform::defaultAudioDevice()->isAudible())
         soundStatusLabel_->hide();
     else if (player_->isPlaying())
         soundStatusLabel_->show();

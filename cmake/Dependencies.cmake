@@ -1,5 +1,5 @@
 # Every third-party library is found once here and exposed as an imported target.
-find_package(Qt6 6.2 REQUIRED COMPONENTS Core Gui Widgets OpenGL OpenGLWidgets Svg Test Network)
+find_package(Qt6 6.2 REQUIRED COMPONENTS Core Gui Widgets OpenGL OpenGLWidgets Svg Test Network DBus)
 find_package(OpenGL REQUIRED)
 find_package(PkgConfig REQUIRED)
 find_package(Threads REQUIRED)

@@ -1,8 +1,13 @@
 #include "platform/audio_device/AudioDevice.h"
 
 #include "platform/audio_device/RtAudioDevice.h"
+#if STUDYLOOP_HAVE_PULSE
+#include "platform/audio_device/PulseAudioDevice.h"
+#endif
 
 #include <algorithm>
+#include <cstdlib>
+#include <cstring>
 #include <mutex>
 #include <thread>
 
@@ -80,15 +85,52 @@ std::uint32_t AudioDevice::mixSources(float* out, float* scratch, std::uint32_t 
     return delivered;
 }
 
+bool AudioDevice::playSilently(double seconds) {
+    if (silentBlock.empty()) {
+        silentBlock.resize(2 * std::size_t(kMaxBlockFrames));
+        silentScratch.resize(2 * std::size_t(kMaxBlockFrames));
+    }
+    silentOwed += seconds * sampleRate();
+    bool expecting = false;
+    do {
+        const auto frames = std::uint32_t(std::min<double>(silentOwed, kMaxBlockFrames));
+        bool blockExpecting = false;
+        mixSources(silentBlock.data(), silentScratch.data(), frames, &blockExpecting);
+        expecting = expecting || blockExpecting;
+        silentOwed -= frames;
+    } while (silentOwed >= 1.0);
+    return expecting;
+}
+
 namespace {
 std::mutex defaultLock;
 std::shared_ptr<AudioDevice> defaultDevice;
 } // namespace
 
+namespace {
+
+// PulseAudio (or PipeWire's PulseAudio server) when one answers; otherwise the sound
+// systems RtAudio knows, and if it finds no device either, PulseAudio again: it plays
+// silently and connects when a server appears. STUDYLOOP_AUDIO_OUTPUT=rtaudio picks
+// RtAudio with its own PulseAudio backend, to compare the two.
+std::shared_ptr<AudioDevice> makeRealDevice() {
+    const char* choice = std::getenv("STUDYLOOP_AUDIO_OUTPUT");
+    if (choice && std::strcmp(choice, "rtaudio") == 0)
+        return std::make_shared<RtAudioDevice>(512, true);
+#if STUDYLOOP_HAVE_PULSE
+    auto pulse = std::make_shared<PulseAudioDevice>();
+    if (pulse->hasServer() || !RtAudioDevice::anyDeviceAvailable())
+        return pulse;
+#endif
+    return std::make_shared<RtAudioDevice>();
+}
+
+} // namespace
+
 std::shared_ptr<AudioDevice> defaultAudioDevice() {
     std::lock_guard lock(defaultLock);
     if (!defaultDevice)
-        defaultDevice = std::make_shared<RtAudioDevice>();
+        defaultDevice = makeRealDevice();
     return defaultDevice;
 }
 

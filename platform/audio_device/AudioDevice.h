@@ -20,6 +20,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 namespace platform {
 
@@ -52,6 +53,14 @@ public:
     // How many frames lie between handing a frame to the device and hearing it.
     virtual std::uint32_t outputLatencyFrames() const = 0;
 
+    // False while a real device plays silently because no sound system takes its output
+    // (none at launch, or it went away). Any thread.
+    virtual bool isAudible() const { return true; }
+
+    // How many frames a source should keep rendered ahead of the device: what the device
+    // may take in one render call, with room for the source's thread to wake up.
+    virtual std::uint32_t framesToKeepReady() const = 0;
+
     // Called before a source starts playing: a real device that has lost its sound server
     // (or never had one) tries once to open it again here. Never blocks for long.
     virtual void prepareToPlay(double preferredSampleRate) = 0;
@@ -74,9 +83,17 @@ protected:
     std::uint32_t mixSources(float* out, float* scratch, std::uint32_t frames,
                              bool* expecting = nullptr) noexcept;
 
+    // Renders `seconds` worth of frames from the sources and drops them, at the pace a
+    // device would take them, for a device that has lost its sound system. Returns whether
+    // a source still expects to render. One thread only (the device's clock).
+    bool playSilently(double seconds);
+
     std::atomic<std::uint64_t> underruns{0};
 
 private:
+    std::vector<float> silentBlock, silentScratch;
+    double silentOwed = 0;
+
     std::atomic<AudioRenderSource*> sources[kMaxSources]{};
     std::atomic<bool> rendering{false};
     // Odd while mixSources runs, so detach can wait out a render in progress.

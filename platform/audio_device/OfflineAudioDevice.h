@@ -24,6 +24,8 @@ public:
 
     double sampleRate() const override { return rate; }
     std::uint32_t outputLatencyFrames() const override { return 0; }
+    // A caller pulls blocks of up to a thousand frames or so, and waits for what is late.
+    std::uint32_t framesToKeepReady() const override { return 1536; }
     void prepareToPlay(double) override {}
 
     // Renders `frames` interleaved stereo frames into `out`. Waits for a playing source

@@ -36,9 +36,11 @@ int onRender(void* output, void*, unsigned int frames, double, RtAudioStreamStat
 void quietAlsa(const char*, int, const char*, int, const char*, ...) {}
 #endif
 
-std::vector<RtAudio::Api> backendsInOrder() {
-    std::vector<RtAudio::Api> order = {RtAudio::LINUX_PULSE, RtAudio::LINUX_ALSA,
-                                       RtAudio::UNIX_JACK, RtAudio::MACOSX_CORE};
+std::vector<RtAudio::Api> backendsInOrder(bool withPulseAudio) {
+    std::vector<RtAudio::Api> order = {RtAudio::LINUX_ALSA, RtAudio::UNIX_JACK,
+                                       RtAudio::MACOSX_CORE};
+    if (withPulseAudio)
+        order.insert(order.begin(), RtAudio::LINUX_PULSE);
     std::vector<RtAudio::Api> compiled;
     RtAudio::getCompiledApi(compiled);
     std::vector<RtAudio::Api> result;
@@ -51,22 +53,38 @@ std::vector<RtAudio::Api> backendsInOrder() {
 
 } // namespace
 
-RtAudioDevice::RtAudioDevice(std::uint32_t bufferFrames)
-    : requestedBufferFrames(bufferFrames), callbackScratch(2 * std::size_t(kMaxBlockFrames)) {
+RtAudioDevice::RtAudioDevice(std::uint32_t bufferFrames_, bool withPulseAudio_)
+    : requestedBufferFrames(bufferFrames_), withPulseAudio(withPulseAudio_),
+      callbackScratch(2 * std::size_t(kMaxBlockFrames)) {
 #if STUDYLOOP_HAVE_ALSA
     snd_lib_error_set_handler(&quietAlsa);
 #endif
     errorTarget.store(this);
-    clock = std::thread([this] { clockThreadMain(); });
+    clock = std::make_unique<DeviceClock>([this](double elapsed) { return clockTick(elapsed); });
 }
 
 RtAudioDevice::~RtAudioDevice() {
-    quit.store(true);
-    clock.join();
+    clock.reset();
     std::lock_guard guard(lock);
     closeStream();
     RtAudioDevice* self = this;
     errorTarget.compare_exchange_strong(self, nullptr);
+}
+
+bool RtAudioDevice::anyDeviceAvailable() {
+#if STUDYLOOP_HAVE_ALSA
+    snd_lib_error_set_handler(&quietAlsa);
+#endif
+    for (RtAudio::Api api : backendsInOrder(false)) {
+        try {
+            RtAudio probe(api);
+            probe.showWarnings(false);
+            if (probe.getDeviceCount() > 0)
+                return true;
+        } catch (const RtAudioError&) {
+        }
+    }
+    return false;
 }
 
 double RtAudioDevice::sampleRate() const {
@@ -77,8 +95,16 @@ std::uint32_t RtAudioDevice::outputLatencyFrames() const {
     return audible.load(std::memory_order_acquire) ? latencyFrames.load() : 0;
 }
 
+std::uint32_t RtAudioDevice::framesToKeepReady() const {
+    // Every callback must be filled whole: keep three of its blocks ready.
+    const std::uint32_t block = bufferFrames.load();
+    return 3 * (block > 0 ? block : requestedBufferFrames);
+}
+
 void RtAudioDevice::prepareToPlay(double preferredSampleRate) {
     std::lock_guard guard(lock);
+    // Something is about to play: the clock watches the callback, or stands in for it.
+    clock->wake();
     if (audible.load() && !streamFailed.load())
         return;
     closeStream();
@@ -96,7 +122,7 @@ bool RtAudioDevice::openStream(double preferredSampleRate) {
     const double wanted = preferredSampleRate > 0 ? preferredSampleRate : rate.load();
     // Once a stream has run, keep its rate so that queues already made stay valid.
     const double ask = opened.load() ? rate.load() : wanted;
-    for (RtAudio::Api api : backendsInOrder()) {
+    for (RtAudio::Api api : backendsInOrder(withPulseAudio)) {
         try {
             auto candidate = std::make_unique<RtAudio>(api);
             candidate->showWarnings(false);
@@ -116,6 +142,7 @@ bool RtAudioDevice::openStream(double preferredSampleRate) {
             const long reported = candidate->getStreamLatency();
             // Backends that do not report a latency hold about two blocks.
             latencyFrames.store(reported > 0 ? std::uint32_t(reported) : 2 * bufferFrames);
+            this->bufferFrames.store(bufferFrames);
             rate.store(actual > 0 ? actual : ask);
             streamFailed.store(false);
             callbacks.store(0);
@@ -155,56 +182,36 @@ int RtAudioDevice::renderCallback(float* out, unsigned frames, bool deviceUnderf
     }
     bool expecting = false;
     const std::uint32_t got = mixSources(out, callbackScratch.data(), frames, &expecting);
+    lastRenderExpected.store(expecting, std::memory_order_relaxed);
     if ((got < frames && expecting) || deviceUnderflow)
         underruns.fetch_add(1, std::memory_order_relaxed);
     return 0;
 }
 
-void RtAudioDevice::clockThreadMain() {
+bool RtAudioDevice::clockTick(double elapsedSeconds) {
     using namespace std::chrono;
-    constexpr auto tick = milliseconds(10);
-    std::vector<float> block(2 * std::size_t(kMaxBlockFrames));
-    std::vector<float> scratch(2 * std::size_t(kMaxBlockFrames));
-    auto last = steady_clock::now();
-    auto lastCallbackSeen = last;
-    std::uint64_t lastCallbacks = 0;
-    double owed = 0;
-    while (!quit.load()) {
-        std::this_thread::sleep_for(tick);
-        const auto now = steady_clock::now();
-        const double elapsed = duration<double>(now - last).count();
-        last = now;
-
-        if (audible.load()) {
-            const std::uint64_t count = callbacks.load(std::memory_order_acquire);
-            if (count != lastCallbacks) {
-                lastCallbacks = count;
-                lastCallbackSeen = now;
-            }
-            // A freshly opened stream may wait a second or more for the server before its
-            // callbacks flow; only a longer silence of the callback means the device is gone.
-            const auto limit = now - openedAt.load() < seconds(4) ? seconds(4) : seconds(2);
-            const bool stalled = now - lastCallbackSeen > limit;
-            if (!streamFailed.load() && !stalled)
-                continue;
-            // The device went away: go on without it until the next prepareToPlay.
-            audible.store(false, std::memory_order_release);
-            streamFailed.store(true);
-            if (!silentLogged.exchange(true))
-                log("audio output: the sound device stopped; playing silently");
-            owed = 0;
-            continue;
+    const auto now = steady_clock::now();
+    if (audible.load()) {
+        const std::uint64_t count = callbacks.load(std::memory_order_acquire);
+        if (elapsedSeconds == 0 || count != lastCallbacks) {
+            lastCallbacks = count;
+            lastCallbackSeen = now;
         }
-        lastCallbackSeen = now;
-        lastCallbacks = callbacks.load();
-        // Silent: consume what the sources render at the pace a device would.
-        owed += elapsed * rate.load();
-        while (owed >= 1.0) {
-            const auto frames = std::uint32_t(std::min<double>(owed, kMaxBlockFrames));
-            mixSources(block.data(), scratch.data(), frames);
-            owed -= frames;
-        }
+        // A freshly opened stream may wait a second or more for the server before its
+        // callbacks flow; only a longer silence of the callback means the device is gone.
+        const auto limit = now - openedAt.load() < seconds(4) ? seconds(4) : seconds(2);
+        const bool stalled = now - lastCallbackSeen > limit;
+        if (!streamFailed.load() && !stalled)
+            return lastRenderExpected.load(std::memory_order_relaxed) ||
+                   now - openedAt.load() < seconds(4);
+        // The device went away: go on without it until the next prepareToPlay.
+        audible.store(false, std::memory_order_release);
+        streamFailed.store(true);
+        if (!silentLogged.exchange(true))
+            log("audio output: the sound device stopped; playing silently");
+        return true;
     }
+    return playSilently(elapsedSeconds);
 }
 
 } // namespace platform

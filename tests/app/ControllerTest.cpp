@@ -8,7 +8,7 @@
 #include "controls/KTDualModeButton.h"
 #include "controls/KTTimerView.h"
 #include "platform/audio_device/OfflineAudioDevice.h"
-#include "platform/audio_device/RtAudioDevice.h"
+#include "platform/audio_device/PulseAudioDevice.h"
 #include "platform/audio_queue/AudioQueue.h"
 #include "platform/desktop/RecentFiles.h"
 #include "tests/support/Fixtures.h"
@@ -344,7 +344,7 @@ TEST_F(ControllerTest, ABadFileGetsAMessageAndTheLoadedOneKeepsPlaying) {
 // after a pause, until sound is back.
 TEST_F(ControllerTest, PlayingWithNoSoundServerShowsOneLineSayingSo) {
     qputenv("PULSE_SERVER", "unix:/nonexistent/studyloop-test");
-    platform::setDefaultAudioDevice(std::make_shared<platform::RtAudioDevice>());
+    platform::setDefaultAudioDevice(std::make_shared<platform::PulseAudioDevice>());
     load(toneFile("silent"));
     EXPECT_FALSE(ui().soundStatusLabel->isVisible());
     controller->playToggle(nullptr);
