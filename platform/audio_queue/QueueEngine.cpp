@@ -1,5 +1,8 @@
 #include "platform/audio_queue/QueueEngine.h"
 
+#include "platform/log/Log.h"
+#include "platform/thread_priority/ThreadPriority.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
@@ -30,11 +33,8 @@ using RubberBand::RubberBandStretcher;
 constexpr std::size_t kFeedFrames = 256;
 constexpr std::size_t kRetrieveFrames = 1024; // frames per stretcher retrieve call
 constexpr std::size_t kRingCapacityFrames = 8192;
-// How far the ring is filled ahead of the device. Every frame here is latency between a
-// rate or pitch change and hearing it, so keep it to what covers the queue thread's
-// wake-up interval with room for a busy machine.
-constexpr std::size_t kRingTargetFrames = 1536;
-constexpr auto kRunningWakeInterval = std::chrono::milliseconds(1);
+// The queue thread's nice level while it feeds: ahead of ordinary work on a busy machine.
+constexpr int kQueueThreadNice = -10;
 
 constexpr double kMinRate = 1.0 / 32, kMaxRate = 32;
 constexpr double kMinCents = -2400, kMaxCents = 2400;
@@ -61,6 +61,7 @@ OpaqueAudioQueue::OpaqueAudioQueue(double fileRate_, std::shared_ptr<AudioDevice
         std::make_unique<RubberBandStretcher>(std::size_t(std::lround(fileRate)), 2, options,
                                               deviceRate / fileRate, fileRate / deviceRate);
     stretcher->setMaxProcessSize(kFeedFrames);
+    ringTarget.store(std::min<std::uint32_t>(device->framesToKeepReady(), kRingCapacityFrames / 2));
     for (int c = 0; c < 2; ++c) {
         planarIn[c].assign(kFeedFrames, 0.0f);
         planarOut[c].assign(kRetrieveFrames, 0.0f);
@@ -94,7 +95,7 @@ OSStatus OpaqueAudioQueue::dispose(bool immediate) {
         }
         quit = true;
         // Under the lock: a detached thread cannot free the queue before this returns.
-        wake.notify_all();
+        wake.post();
     }
     if (join) {
         thread.join();
@@ -145,11 +146,15 @@ OSStatus OpaqueAudioQueue::enqueue(AudioQueueBufferRef buffer) {
         if (run == RunState::Stopped)
             stopPending = false;
     }
-    wake.notify_all();
+    wake.post();
     return noErr;
 }
 
 OSStatus OpaqueAudioQueue::start() {
+    // Outside the lock: a device that lost its server may try to open it again, and one
+    // that has gone quiet wakes up.
+    device->prepareToPlay(fileRate);
+    ringTarget.store(std::min<std::uint32_t>(device->framesToKeepReady(), kRingCapacityFrames / 2));
     {
         std::lock_guard guard(stateLock);
         if (disposed)
@@ -158,16 +163,14 @@ OSStatus OpaqueAudioQueue::start() {
             if (run == RunState::Paused) {
                 run = RunState::Running;
                 rtPlaying.store(true);
-            } else if (run == RunState::Stopping && !finalFedFlag.load()) {
+            } else if (run == RunState::Stopping && !endCommitted.load()) {
                 run = RunState::Running; // taken back before its end was fed
                 drainCount = 0;
             }
-            wake.notify_all();
+            wake.post();
             return noErr;
         }
     }
-    // Outside the lock: a device that lost its server may try to open it again.
-    device->prepareToPlay(fileRate);
     {
         std::lock_guard guard(stateLock);
         if (disposed)
@@ -180,7 +183,7 @@ OSStatus OpaqueAudioQueue::start() {
         rtPlaying.store(true, std::memory_order_release);
         setRunning(true);
     }
-    wake.notify_all();
+    wake.post();
     return noErr;
 }
 
@@ -235,7 +238,7 @@ OSStatus OpaqueAudioQueue::stop(bool immediate) {
             drainCount = enqueued.size();
         }
     }
-    wake.notify_all();
+    wake.post();
     return noErr;
 }
 
@@ -253,7 +256,7 @@ OSStatus OpaqueAudioQueue::prime(std::uint32_t* outFramesPrepared) {
         std::lock_guard guard(stateLock);
         usedByPrime.insert(usedByPrime.end(), used.begin(), used.end());
     }
-    wake.notify_all();
+    wake.post();
     return noErr;
 }
 
@@ -266,11 +269,11 @@ OSStatus OpaqueAudioQueue::setParameter(AudioQueueParameterID parameter, float v
         return noErr;
     case kAudioQueueParam_PlayRate:
         rate.store(float(std::clamp(double(value), kMinRate, kMaxRate)));
-        wake.notify_all();
+        wake.post();
         return noErr;
     case kAudioQueueParam_Pitch:
         pitchCents.store(float(std::clamp(double(value), kMinCents, kMaxCents)));
-        wake.notify_all();
+        wake.post();
         return noErr;
     default:
         return kAudioQueueErr_InvalidParameter;
@@ -390,6 +393,10 @@ std::uint32_t OpaqueAudioQueue::renderAudio(float* out, std::uint32_t frames) no
     if (!rtPlaying.load(std::memory_order_acquire))
         return 0;
     const auto got = std::uint32_t(ring.read(out, 2 * std::size_t(frames)) / 2);
+    // Below its level: the queue thread tops the ring up (it sleeps until told).
+    if (ring.writePosition() - ring.readPosition() <
+        2 * std::uint64_t(ringTarget.load(std::memory_order_relaxed)))
+        wake.post();
     // Ramp the gain across the block so a volume change does not click.
     const float target = volume.load(std::memory_order_relaxed);
     if (got > 0) {
@@ -420,24 +427,29 @@ bool OpaqueAudioQueue::expectsToRender() const noexcept {
 
 void OpaqueAudioQueue::threadMain() {
     threadId.store(std::this_thread::get_id());
+    const PriorityOutcome priority = raiseThreadPriority(currentThreadId(), kQueueThreadNice);
+    static std::atomic<bool> priorityLogged{false};
+    if (!priorityLogged.exchange(true))
+        log("audio queue: feeding thread at %s",
+            (priority.granted ? priority.how : "normal priority (" + priority.how + ")").c_str());
+
     std::unique_lock lock(stateLock);
     bool again = false;
+    std::uint32_t ticket = wake.ticket();
     while (!quit) {
-        const bool active = run == RunState::Running || run == RunState::Stopping;
-        const bool pending = !runningEvents.empty() || !usedByPrime.empty() ||
-                             !handBack.empty() || resetRequested;
+        const bool pending =
+            !runningEvents.empty() || !usedByPrime.empty() || !handBack.empty() || resetRequested;
         if (!pending && !again) {
-            if (active)
-                wake.wait_for(lock, kRunningWakeInterval);
-            else
-                wake.wait(lock, [&] {
-                    return quit || run == RunState::Running || run == RunState::Stopping ||
-                           !runningEvents.empty() || !usedByPrime.empty() ||
-                           !handBack.empty() || resetRequested;
-                });
+            // Sleep until a call, or the real-time thread finding the ring low, posts. The
+            // ticket was taken before the last round looked at anything, so a post made
+            // since then is not missed.
+            lock.unlock();
+            wake.sleep(ticket);
+            lock.lock();
         }
         if (quit)
             break;
+        ticket = wake.ticket();
         std::vector<bool> events;
         events.swap(runningEvents);
         std::vector<AudioQueueBufferRef> used, ended;
@@ -514,10 +526,6 @@ void OpaqueAudioQueue::deliverCallbacks(const std::vector<AudioQueueBufferRef>& 
     }
 }
 
-std::size_t OpaqueAudioQueue::ringTargetFrames() const {
-    return kRingTargetFrames;
-}
-
 std::vector<AudioQueueBufferRef> OpaqueAudioQueue::pump(bool priming) {
     std::vector<AudioQueueBufferRef> used;
     std::lock_guard engine(engineLock);
@@ -541,7 +549,7 @@ std::vector<AudioQueueBufferRef> OpaqueAudioQueue::pump(bool priming) {
         prepareRunLocked();
     applyParametersLocked();
 
-    const std::size_t target = ringTargetFrames();
+    const std::size_t target = ringTarget.load();
     for (;;) {
         if (drainStretcherLocked(target))
             break; // the ring holds enough
@@ -565,6 +573,9 @@ std::vector<AudioQueueBufferRef> OpaqueAudioQueue::pump(bool priming) {
                 if (!stopping)
                     break;
             }
+            // From here on the end is being fed: a start can no longer take the stop back.
+            if (!front && stopping)
+                endCommitted.store(true);
         }
         if (front) {
             const std::size_t frames = front->mAudioDataByteSize / 8;
@@ -595,16 +606,21 @@ std::vector<AudioQueueBufferRef> OpaqueAudioQueue::pump(bool priming) {
         if (stopping && !finalFed) {
             // Everything to be played is in. The stretcher holds back up to a window of
             // input plus its delay; push that out with silence (the excess is cut where the
-            // input ends), ending with a final block so it gives out its tail.
+            // input ends), ending with a final block so it gives out its tail. A block at a
+            // time, with the ring topped up between blocks: at a slow rate this is a lot of
+            // work, and done in one go it would leave the device waiting.
+            if (!flushing) {
+                flushLeft = stretcher->getPreferredStartPad() + stretcher->getSamplesRequired();
+                flushing = true;
+            }
             std::fill(planarIn[0].begin(), planarIn[0].end(), 0.0f);
             std::fill(planarIn[1].begin(), planarIn[1].end(), 0.0f);
             const float* channels[2] = {planarIn[0].data(), planarIn[1].data()};
-            std::size_t flush = stretcher->getPreferredStartPad() + stretcher->getSamplesRequired();
-            for (; flush > kFeedFrames; flush -= kFeedFrames)
-                stretcher->process(channels, kFeedFrames, false);
-            stretcher->process(channels, flush, true);
-            finalFed = true;
-            finalFedFlag.store(true);
+            const std::size_t n = std::min(flushLeft, kFeedFrames);
+            flushLeft -= n;
+            const bool last = flushLeft == 0;
+            stretcher->process(channels, n, last);
+            finalFed = last;
             continue;
         }
         break; // waiting for buffers
@@ -630,7 +646,8 @@ void OpaqueAudioQueue::prepareRunLocked() {
     sourceWritten = 0;
     publishedSourceFed.store(0);
     finalFed = false;
-    finalFedFlag.store(false);
+    flushing = false;
+    endCommitted.store(false);
     endPosition.store(UINT64_MAX);
     timeline.restart(ring.writePosition() / 2);
     prepared = true;

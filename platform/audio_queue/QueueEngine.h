@@ -7,16 +7,17 @@
 // - Callers (main thread, or the queue thread from inside a callback): the control state
 //   under `stateLock`, then a wake-up of the queue thread.
 // - Queue thread: the stretcher and the feeding state under `engineLock` (a caller that
-//   primes takes it too), the callbacks with no lock held.
-// - Real-time thread (renderAudio): the ring's consumer side and atomics only.
+//   primes takes it too), the callbacks with no lock held. It sleeps until there is work:
+//   a call, or the real-time thread finding the ring below its level.
+// - Real-time thread (renderAudio): the ring's consumer side, atomics, and the wake-up.
 
 #include "platform/audio_device/AudioDevice.h"
+#include "platform/audio_device/WakeSignal.h"
 #include "platform/audio_queue/AudioQueue.h"
 #include "platform/audio_queue/PlaybackTimeline.h"
 #include "platform/audio_queue/SpscRing.h"
 
 #include <atomic>
-#include <condition_variable>
 #include <deque>
 #include <memory>
 #include <mutex>
@@ -77,7 +78,6 @@ private:
     void deliverRunningEvents(const std::vector<bool>& values);
     void setRunning(bool running); // stateLock held: records the change for the listeners
     void returnFedLocked();        // stateLock held: the run is over, every fed buffer goes back
-    std::size_t ringTargetFrames() const;
 
     // Fixed at creation.
     const double fileRate;
@@ -88,7 +88,7 @@ private:
 
     // Control state (stateLock).
     mutable std::mutex stateLock;
-    std::condition_variable wake;
+    WakeSignal wake; // the queue thread sleeps on it
     RunState run = RunState::Stopped;
     std::deque<AudioQueueBufferRef> enqueued;
     std::size_t drainCount = 0; // buffers still to play out before a stop completes
@@ -119,7 +119,9 @@ private:
     double sourceFed = 0;            // source frames fed in this run
     double sourceWritten = 0;        // source frames the ring's output stands for
     bool finalFed = false;
-    bool prepared = false; // the stretcher is padded and ready for the next start
+    bool flushing = false;     // the end is being pushed out of the stretcher
+    std::size_t flushLeft = 0; // silence still to feed for that
+    bool prepared = false;     // the stretcher is padded and ready for the next start
     double appliedRate = 1, appliedPitchCents = 0;
     std::vector<float> planarIn[2], planarOut[2], interleaved;
 
@@ -131,8 +133,10 @@ private:
     std::atomic<float> volume{1.0f}, rate{1.0f}, pitchCents{0.0f};
     std::atomic<double> publishedSourceFed{0};
     std::atomic<std::uint64_t> underruns{0};
-    std::atomic<bool> freshStart{true}; // no frame delivered since the last start
-    std::atomic<bool> finalFedFlag{false};
+    std::atomic<bool> freshStart{true};    // no frame delivered since the last start
+    std::atomic<bool> endCommitted{false}; // a stop's end is being fed (set under stateLock)
+    // Frames the ring is kept filled to: what the device takes at a time, with room.
+    std::atomic<std::uint32_t> ringTarget{0};
     float rtGain = 1.0f; // real-time thread only
 
     std::atomic<std::thread::id> threadId{};
