@@ -9,6 +9,7 @@
 #include "tests/playback/SignalAnalysis.h"
 #include "tests/support/Fixtures.h"
 #include "tests/support/Signals.h"
+#include "tools/sound_check/Holes.h"
 
 #include <QCoreApplication>
 #include <QThread>
@@ -73,16 +74,20 @@ private:
     pid_t pid = -1;
 };
 
-TEST(PlaybackSound, HalfSpeedOctaveUpThroughTheNullSink) {
-    ASSERT_EQ(test_support::run("pactl info >/dev/null 2>&1"), 0)
+// Plays a sine file through a null sink of its own at `rate` and `cents`, and returns the
+// left channel of what the sink's monitor heard.
+struct Heard {
+    std::vector<float> left;
+    int sampleRate = 0;
+};
+Heard playAndRecord(const std::filesystem::path& tone, double rate, float cents) {
+    Heard heard;
+    EXPECT_EQ(test_support::run("pactl info >/dev/null 2>&1"), 0)
         << "no PulseAudio server: source scripts/services.sh first";
     const PrivateSink sink;
-    ASSERT_TRUE(sink.ready()) << "could not add a null sink";
-
-    constexpr int kRate = 44100;
-    const auto fixture =
-        test_support::makeFixture(test_support::makeSine(2 * kRate, 2, kRate, 440, 0.5),
-                                  test_support::encoding("wavf32"), "sound440");
+    EXPECT_TRUE(sink.ready()) << "could not add a null sink";
+    if (!sink.ready())
+        return heard;
     const auto recordingPath = test_support::fixtureDirectory() / (sink.name + ".wav");
     std::filesystem::remove(recordingPath);
 
@@ -93,11 +98,11 @@ TEST(PlaybackSound, HalfSpeedOctaveUpThroughTheNullSink) {
         // The recorder runs before the player's first frame, so the whole sound is on it.
         MonitorRecording recording(sink.name, recordingPath);
         QThread::msleep(500); // let the recorder connect before anything plays
-        player.setAudioFile(std::make_shared<KTAudioFile>(fixture.string()));
-        player.setPlaybackRate(0.5);
-        player.setPitchShift(1200);
+        player.setAudioFile(std::make_shared<KTAudioFile>(tone.string()));
+        player.setPlaybackRate(rate);
+        player.setPitchShift(cents);
         player.play();
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(40);
         while (!completion.done.load() && std::chrono::steady_clock::now() < deadline) {
             QCoreApplication::processEvents();
             QThread::msleep(5);
@@ -105,17 +110,43 @@ TEST(PlaybackSound, HalfSpeedOctaveUpThroughTheNullSink) {
         QThread::msleep(500);
         recording.stop();
     }
-    ASSERT_TRUE(completion.done.load());
-
+    EXPECT_TRUE(completion.done.load());
     const FloatWav wav = readFloatWav(recordingPath);
-    ASSERT_EQ(wav.channels, 2);
-    const std::vector<float> left = channelOf(wav.samples, 0);
-    const auto [first, last] = audibleSpan(left, 0.05f);
-    const double seconds = double(last - first) / wav.sampleRate;
+    EXPECT_EQ(wav.channels, 2);
+    heard.left = channelOf(wav.samples, 0);
+    heard.sampleRate = wav.sampleRate;
+    return heard;
+}
+
+constexpr int kRate = 44100;
+
+TEST(PlaybackSound, HalfSpeedOctaveUpThroughTheNullSink) {
+    const auto fixture =
+        test_support::makeFixture(test_support::makeSine(2 * kRate, 2, kRate, 440, 0.5),
+                                  test_support::encoding("wavf32"), "sound440");
+    const Heard heard = playAndRecord(fixture, 0.5, 1200);
+    ASSERT_GT(heard.sampleRate, 0);
+    const auto [first, last] = audibleSpan(heard.left, 0.05f);
+    const double seconds = double(last - first) / heard.sampleRate;
     EXPECT_NEAR(seconds, 4.0, 0.08) << "twice the 2 s of the file";
-    const std::size_t edge = std::size_t(0.2 * wav.sampleRate);
-    const double frequency = sineFrequency(left, wav.sampleRate, first + edge, last - edge);
+    const std::size_t edge = std::size_t(0.2 * heard.sampleRate);
+    const double frequency = sineFrequency(heard.left, heard.sampleRate, first + edge, last - edge);
     EXPECT_NEAR(cents(frequency, 880.0), 0.0, 1.0) << frequency << " Hz";
+}
+
+// Ten seconds of a steady tone at half speed, where the stretcher works hardest: any run of
+// silence inside it is a moment the sound thread found nothing to play.
+TEST(PlaybackSound, TenSecondsAtHalfSpeedWithoutAHole) {
+    const auto fixture =
+        test_support::makeFixture(test_support::makeSine(5 * kRate, 2, kRate, 440, 0.5),
+                                  test_support::encoding("wavf32"), "steady440");
+    const Heard heard = playAndRecord(fixture, 0.5, 0);
+    ASSERT_GT(heard.sampleRate, 0);
+    const auto [first, last] = audibleSpan(heard.left, 0.05f);
+    EXPECT_NEAR(double(last - first) / heard.sampleRate, 10.0, 0.1);
+    for (const sound_check::Hole& hole : sound_check::findHoles(heard.left))
+        ADD_FAILURE() << "a hole of " << hole.length << " frames at "
+                      << double(hole.start) / heard.sampleRate << " s";
 }
 
 } // namespace
