@@ -1,13 +1,19 @@
-// The playback engine's figures: CPU per second played (offline), and through the
-// PulseAudio null sink: underruns under load, how soon a rate, pitch or position change is
-// heard, the gap between loop passes, and how far the reported playhead is from the sound.
-// Each figure is printed with its target and as a ratio against a reference measured in the
-// same run. Run through bench/playback/playback_bench.sh.
+// The playback engine's figures, all from what the PulseAudio null sink's monitor heard:
+// - holes (runs of silence inside a steady tone) over a minute of studyloop-play at rates
+//   0.5, 1 and 2, with the machine idle and with the other core kept busy;
+// - the CPU time of the whole studyloop-play process against Rubber Band alone making the
+//   same output in this process, at those rates and pitch 0 and +700 cents;
+// - how soon a rate, pitch or position change is heard, against the engine's own floor:
+//   the stretcher's latency and what is queued, plus the delay of a volume step (which
+//   takes just the way out through the device) measured in the same run;
+// - the gap between loop passes and how far the reported playhead is from the sound.
+// Run through bench/playback/playback_bench.sh.
 
 #include "audio/KTAudioFile.h"
 #include "bench/playback/MonitorCapture.h"
 #include "platform/audio_device/OfflineAudioDevice.h"
 #include "playback/KTAudioQueuePlayer.h"
+#include "tools/sound_check/Holes.h"
 #include "tools/wav_writer/WavFile.h"
 
 #include <QCoreApplication>
@@ -16,11 +22,14 @@
 #include <atomic>
 #include <cmath>
 #include <cstdio>
+#include <fcntl.h>
 #include <filesystem>
 #include <numeric>
 #include <rubberband/RubberBandStretcher.h>
+#include <spawn.h>
 #include <string>
 #include <sys/resource.h>
+#include <sys/wait.h>
 #include <thread>
 #include <vector>
 
@@ -128,13 +137,13 @@ void printFigure(const char* name, double value, const char* unit, double target
 // CPU seconds Rubber Band alone (R3, real-time mode, same settings) takes for the input
 // behind `seconds` of output at `rate`, fed straight from memory on this thread: what the
 // engine costs at the least, on this machine, at this moment.
+using RubberBand::RubberBandStretcher;
+constexpr auto kStretcherOptions = RubberBandStretcher::OptionProcessRealTime |
+                                   RubberBandStretcher::OptionEngineFiner |
+                                   RubberBandStretcher::OptionPitchHighConsistency;
+
 double bareStretcherCost(double rate, double cents, double seconds) {
-    using RubberBand::RubberBandStretcher;
-    RubberBandStretcher stretcher(kRate, 2,
-                                  RubberBandStretcher::OptionProcessRealTime |
-                                      RubberBandStretcher::OptionEngineFiner |
-                                      RubberBandStretcher::OptionPitchHighConsistency,
-                                  1.0 / rate, std::exp2(cents / 1200));
+    RubberBandStretcher stretcher(kRate, 2, kStretcherOptions, 1.0 / rate, std::exp2(cents / 1200));
     std::vector<float> in[2] = {std::vector<float>(512), std::vector<float>(512)};
     for (std::size_t i = 0; i < 512; ++i)
         in[0][i] = in[1][i] = float(0.3 * std::sin(0.03 * double(i)));
@@ -151,41 +160,10 @@ double bareStretcherCost(double rate, double cents, double seconds) {
     return cpuSeconds(RUSAGE_THREAD) - start;
 }
 
-// ---- CPU, offline ------------------------------------------------------------------
-
-void benchCpu(const std::string& tone) {
-    constexpr double kSeconds = 10;
-    auto device = std::make_shared<platform::OfflineAudioDevice>(kRate);
-    platform::setDefaultAudioDevice(device);
-
-    std::vector<float> block(2 * 1024);
-    std::printf("\nCPU per second of audio played (offline device, all threads)\n");
-    for (double rate : {0.5, 1.0, 2.0})
-        for (double cents : {0.0, 700.0}) {
-            KTAudioQueuePlayer player;
-            Reports reports;
-            player.setDelegate(&reports);
-            player.setAudioFile(std::make_shared<KTAudioFile>(tone));
-            player.setPlaybackRate(rate);
-            player.setPitchShift(float(cents));
-            player.setLooped(true);
-            player.play();
-            // The engine's threads only: this thread stands in for the device and spends its
-            // time waiting, which a real device does not.
-            const double start = cpuSeconds() - cpuSeconds(RUSAGE_THREAD);
-            std::size_t frames = 0;
-            while (frames < std::size_t(kSeconds * kRate))
-                frames += device->pullPlayed(block.data(), 1024);
-            const double perSecond = (cpuSeconds() - cpuSeconds(RUSAGE_THREAD) - start) / kSeconds;
-            player.setLooped(false);
-            player.stop();
-            char name[64];
-            std::snprintf(name, sizeof name, "cpu rate %.1f pitch %+.0f cents", rate, cents);
-            printFigure(name, 100 * perSecond, "%", 12,
-                        "<=", 100 * bareStretcherCost(rate, cents, kSeconds) / kSeconds,
-                        "bare stretcher");
-        }
-    platform::setDefaultAudioDevice(nullptr);
+// What the stretcher reports it holds back, in output frames, at these settings.
+double stretcherLatencyFrames(double rate, double cents) {
+    RubberBandStretcher stretcher(kRate, 2, kStretcherOptions, 1.0 / rate, std::exp2(cents / 1200));
+    return double(stretcher.getLatency());
 }
 
 // ---- through the null sink -------------------------------------------------------------
@@ -208,7 +186,7 @@ double changeDelay(Live& live, Change change, Heard heard) {
     return at ? ms(live.capture.timeOfFrame(at) - t0) : -1;
 }
 
-void benchLive(const std::filesystem::path& folder, bool withUnderruns) {
+void benchDelays(const std::filesystem::path& folder) {
     const std::string tone = writeSignal(folder, "tone440.wav", 8, [](std::size_t i) {
         return 0.5 * std::sin(2 * M_PI * 440 * double(i) / kRate);
     });
@@ -273,30 +251,6 @@ void benchLive(const std::filesystem::path& folder, bool withUnderruns) {
     }
     const double loopGap = 1000.0 * double(longest) / kRate;
 
-    // Underruns: idle machine for the reference, then 60 s with the other core kept busy.
-    auto device = platform::defaultAudioDevice();
-    player.setRangeStartFrameNumFrames(0, 5 * kRate);
-    auto underruns = [&] {
-        return double(device->underrunCount() +
-                      platform::AudioQueueUnderrunCount(player.audioQueue()));
-    };
-    double idleUnderruns = -1, loadedUnderruns = -1;
-    if (withUnderruns) {
-        double before = underruns();
-        pump(10000);
-        idleUnderruns = underruns() - before;
-        std::atomic<bool> busy{true};
-        std::thread burner([&] {
-            volatile double sink = 0;
-            while (busy.load(std::memory_order_relaxed))
-                sink = sink + 1.0;
-        });
-        before = underruns();
-        pump(60000);
-        loadedUnderruns = underruns() - before;
-        busy.store(false);
-        burner.join();
-    }
     player.setLooped(false);
     player.stop();
     pump(500);
@@ -360,43 +314,146 @@ void benchLive(const std::filesystem::path& folder, bool withUnderruns) {
     pump(300);
     capture.stop();
 
-    std::printf("\nThrough the PulseAudio null sink (monitor recorded in-process; delays include "
+    // The engine's floor for each change: what the stretcher holds (its reported latency at
+    // the settings in force when the change was made), for a seek also the three queued
+    // 1000-frame buffers at the current rate, plus the volume step's way out, plus 20 ms.
+    const double stretcherMs = 1000.0 * stretcherLatencyFrames(1.0, 0) / kRate;
+    const double queuedMs = 1000.0 * 3000 / 1.0 / kRate;
+    std::printf("\nDelays through the null sink (monitor recorded in-process; every delay includes "
                 "the recording side)\n");
-    std::printf("%-44s %9.2f ms   (the reference for the delays below: ring + device + "
-                "recording)\n",
-                "volume step heard after", volumeDelay);
-    printFigure("setPlaybackRate: heard after", rateDelay, "ms", 80, "<=", volumeDelay,
+    std::printf("%-44s %9.2f ms   (the reference: device + recording)\n", "volume step heard after",
+                volumeDelay);
+    std::printf("%-44s %9.2f ms   (getLatency() at rate 1, pitch 0)\n", "stretcher latency",
+                stretcherMs);
+    printFigure("setPlaybackRate: heard after", rateDelay, "ms", stretcherMs + volumeDelay + 20,
+                "<=", volumeDelay, "volume step");
+    printFigure("setPitchShift: heard after", pitchDelay, "ms", stretcherMs + volumeDelay + 20,
+                "<=", volumeDelay, "volume step");
+    printFigure("setCurrentFrame (rate 1.0): heard after", seekDelay, "ms",
+                queuedMs + stretcherMs + volumeDelay + 20, "<=", volumeDelay, "volume step");
+    printFigure("silence between loop passes", loopGap, "ms", 30, "<=", volumeDelay, "volume step");
+    printFigure("reported playhead vs heard (median)", playheadOffset, "ms", 15, "<=", volumeDelay,
                 "volume step");
-    printFigure("setPitchShift: heard after", pitchDelay, "ms", 80, "<=", volumeDelay,
+    printFigure("reported playhead vs heard (worst)", playheadWorst, "ms", 15, "<=", volumeDelay,
                 "volume step");
-    printFigure("setCurrentFrame (rate 1.0): heard after", seekDelay, "ms", 120, "<=", volumeDelay,
-                "volume step");
-    printFigure("silence between loop passes", loopGap, "ms", 30, "<=", 1000.0 * 512 / kRate,
-                "one device block");
-    printFigure("reported playhead vs heard (median)", playheadOffset, "ms", 15,
-                "<=", 1000.0 * 512 / kRate, "one device block");
-    printFigure("reported playhead vs heard (worst)", playheadWorst, "ms", 15,
-                "<=", 1000.0 * 512 / kRate, "one device block");
-    if (withUnderruns)
-        std::printf("%-44s %9.0f      target <= 0       reference (10 s idle) %9.0f\n",
-                    "underruns in 60 s, other core busy", loadedUnderruns, idleUnderruns);
+}
+
+// ---- holes and CPU of the whole program ------------------------------------------------
+
+// Runs a program to its end; its CPU seconds (user + system), or -1 if it failed.
+double runAndMeasureCpu(const std::vector<std::string>& command) {
+    std::vector<char*> argv;
+    for (const std::string& arg : command)
+        argv.push_back(const_cast<char*>(arg.c_str()));
+    argv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+    pid_t pid = 0;
+    const int spawned = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    if (spawned != 0)
+        return -1;
+    int status = 0;
+    rusage usage{};
+    while (wait4(pid, &status, 0, &usage) < 0 && errno == EINTR) {
+    }
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0)
+        return -1;
+    return double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+           1e-6 * double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec);
+}
+
+struct ProgramRun {
+    double cpu = -1;
+    std::vector<sound_check::Hole> holes;
+    double heardSeconds = 0;
+};
+
+// studyloop-play on `tone` for `seconds` of output at `rate` and `cents`, recorded.
+ProgramRun playAndListen(const std::string& player, const std::string& tone, double rate,
+                         double cents, double seconds) {
+    ProgramRun result;
+    MonitorCapture capture(kRate, seconds + 8);
+    if (!capture.start())
+        return result;
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    const std::string range = "0:" + std::to_string(std::llround(seconds * rate * kRate));
+    result.cpu = runAndMeasureCpu({player, tone, "--range", range, "--rate", std::to_string(rate),
+                                   "--pitch", std::to_string(cents)});
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    capture.stop();
+    const std::vector<float> heard(capture.samples().begin(),
+                                   capture.samples().begin() +
+                                       std::ptrdiff_t(capture.frameCount()));
+    result.holes = sound_check::findHoles(heard);
+    auto loud = [](float x) { return std::fabs(x) > 0.02f; };
+    const auto first = std::find_if(heard.begin(), heard.end(), loud);
+    const auto last = std::find_if(heard.rbegin(), heard.rend(), loud);
+    if (first != heard.end())
+        result.heardSeconds = double(std::distance(first, last.base())) / kRate;
+    return result;
+}
+
+void printRun(const char* condition, double rate, double cents, const ProgramRun& run,
+              double bare) {
+    double longest = 0;
+    for (const auto& hole : run.holes)
+        longest = std::max(longest, 1000.0 * double(hole.length) / kRate);
+    const bool ok = run.holes.empty() && run.cpu > 0 && run.cpu <= 1.25 * bare;
+    std::printf("rate %.1f pitch %+4.0f %-9s heard %6.2f s  holes %2zu (longest %5.1f ms)  "
+                "cpu %6.2f s  bare stretcher %6.2f s  ratio %5.2f (target <= 1.25)  %s\n",
+                rate, cents, condition, run.heardSeconds, run.holes.size(), longest, run.cpu, bare,
+                bare > 0 ? run.cpu / bare : 0.0, ok ? "ok" : "MISSED");
+    for (std::size_t i = 0; i < std::min<std::size_t>(run.holes.size(), 5); ++i)
+        std::printf("    hole at %.3f s: %zu frames\n", double(run.holes[i].start) / kRate,
+                    run.holes[i].length);
+}
+
+void benchProgram(const std::filesystem::path& folder, const std::string& player, double seconds) {
+    // Long enough for `seconds` of output at rate 2, without a loop.
+    const std::string tone =
+        writeSignal(folder, "steady440.wav", 2 * seconds + 5, [](std::size_t i) {
+            return 0.5 * std::sin(2 * M_PI * 440 * double(i) / kRate);
+        });
+    std::printf("\nstudyloop-play through the null sink: holes in the recording, CPU of the "
+                "whole process against Rubber Band alone for the same output (same run)\n");
+    for (double cents : {0.0, 700.0})
+        for (double rate : {0.5, 1.0, 2.0}) {
+            // Pitch +700 for the CPU figure mainly: a third of the time.
+            const double length = cents == 0 ? seconds : seconds / 3;
+            const ProgramRun run = playAndListen(player, tone, rate, cents, length);
+            printRun("idle", rate, cents, run, bareStretcherCost(rate, cents, length));
+        }
+    std::atomic<bool> busy{true};
+    std::thread burner([&] {
+        volatile double sink = 0;
+        while (busy.load(std::memory_order_relaxed))
+            sink = sink + 1.0;
+    });
+    for (double rate : {0.5, 1.0, 2.0}) {
+        const ProgramRun run = playAndListen(player, tone, rate, 0, seconds);
+        printRun("core busy", rate, 0, run, bareStretcherCost(rate, 0, seconds));
+    }
+    busy.store(false);
+    burner.join();
 }
 
 } // namespace
 
+// studyloop-playback-bench [all|delays|program] [PATH/TO/studyloop-play] [SECONDS]
 int main(int argc, char** argv) {
     QCoreApplication app(argc, argv);
     const std::filesystem::path folder =
         std::filesystem::temp_directory_path() / "studyloop-playback-bench";
     std::filesystem::create_directories(folder);
     const std::string mode = argc > 1 ? argv[1] : "all";
-    if (mode == "cpu" || mode == "all")
-        benchCpu(writeSignal(folder, "cpu-tone.wav", 5, [](std::size_t i) {
-            const double t = double(i) / kRate;
-            return 0.3 * std::sin(2 * M_PI * 220 * t) + 0.2 * std::sin(2 * M_PI * 1375 * t);
-        }));
-    // "delays": the figures through the null sink without the minute-long underrun run.
-    if (mode == "live" || mode == "all" || mode == "delays")
-        benchLive(folder, mode != "delays");
+    const std::string player = argc > 2 ? argv[2] : "";
+    const double seconds = argc > 3 ? std::atof(argv[3]) : 60;
+    if ((mode == "program" || mode == "all") && !player.empty())
+        benchProgram(folder, player, seconds);
+    if (mode == "delays" || mode == "all")
+        benchDelays(folder);
+    std::filesystem::remove_all(folder);
     return 0;
 }
