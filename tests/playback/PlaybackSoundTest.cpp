@@ -35,6 +35,8 @@ public:
     PrivateSink() : name("studyloop_test_" + std::to_string(getpid())) {
         module = test_support::capture("pactl load-module module-null-sink sink_name=" + name);
         setenv("PULSE_SINK", name.c_str(), 1);
+        // The output device is opened once and kept; a fresh one plays into this sink.
+        platform::setDefaultAudioDevice(nullptr);
     }
     ~PrivateSink() {
         if (!module.empty())
