@@ -57,8 +57,16 @@ void PulseAudioDevice::drain() {
 
 bool PulseAudioDevice::hasServer() {
     std::lock_guard guard(lock);
-    return connection && connection->context &&
-           pa_context_get_state(connection->context) == PA_CONTEXT_READY;
+    return contextReady();
+}
+
+bool PulseAudioDevice::contextReady() {
+    if (!connection || !connection->mainloop || !connection->context)
+        return false;
+    pa_threaded_mainloop_lock(connection->mainloop);
+    const bool ready = pa_context_get_state(connection->context) == PA_CONTEXT_READY;
+    pa_threaded_mainloop_unlock(connection->mainloop);
+    return ready;
 }
 
 double PulseAudioDevice::sampleRate() const {
@@ -91,8 +99,7 @@ void PulseAudioDevice::prepareToPlay(double preferredSampleRate) {
         pa_threaded_mainloop_unlock(connection->mainloop);
         return;
     }
-    if (!connection || !connection->context ||
-        pa_context_get_state(connection->context) != PA_CONTEXT_READY) {
+    if (!contextReady()) {
         disconnect();
         connectServer();
     }
@@ -127,8 +134,7 @@ bool PulseAudioDevice::connectServer() {
 }
 
 bool PulseAudioDevice::openStream(double preferredSampleRate) {
-    if (!connection || !connection->context ||
-        pa_context_get_state(connection->context) != PA_CONTEXT_READY)
+    if (!contextReady())
         return false;
     const double wanted = preferredSampleRate > 0 ? preferredSampleRate : rate.load();
     // Once a stream has run, keep its rate so that queues already made stay valid.

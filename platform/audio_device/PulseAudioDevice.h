@@ -66,6 +66,7 @@ private:
 
     // With `lock` held.
     bool connectServer();
+    bool contextReady();
     bool openStream(double preferredSampleRate);
     void disconnect();
     void drain(); // lets the server play out what it holds
