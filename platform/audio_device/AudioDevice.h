@@ -70,9 +70,6 @@ public:
     bool attach(AudioRenderSource* source);
     void detach(AudioRenderSource* source);
 
-    // Frames handed out while a playing source had nothing ready (real devices only).
-    std::uint64_t underrunCount() const { return underruns.load(std::memory_order_relaxed); }
-
 protected:
     // Renders `frames` frames from every attached source into `out` (mixing when there
     // are several), silence where they have nothing. Returns the largest count any
@@ -87,8 +84,6 @@ protected:
     // device would take them, for a device that has lost its sound system. Returns whether
     // a source still expects to render. One thread only (the device's clock).
     bool playSilently(double seconds);
-
-    std::atomic<std::uint64_t> underruns{0};
 
 private:
     std::vector<float> silentBlock, silentScratch;

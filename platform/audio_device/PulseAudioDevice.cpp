@@ -152,7 +152,6 @@ bool PulseAudioDevice::openStream(double preferredSampleRate) {
     connection->stream = stream;
     pa_stream_set_state_callback(stream, &onStreamState, this);
     pa_stream_set_write_callback(stream, &onWrite, this);
-    pa_stream_set_underflow_callback(stream, &onUnderflow, this);
     pa_buffer_attr attributes{};
     attributes.maxlength = std::uint32_t(-1);
     attributes.tlength = std::uint32_t(
@@ -229,7 +228,6 @@ void PulseAudioDevice::disconnect() {
         if (connection->stream) {
             pa_stream_set_state_callback(connection->stream, nullptr, nullptr);
             pa_stream_set_write_callback(connection->stream, nullptr, nullptr);
-            pa_stream_set_underflow_callback(connection->stream, nullptr, nullptr);
             pa_stream_disconnect(connection->stream);
             pa_stream_unref(connection->stream);
         }
@@ -271,10 +269,6 @@ void PulseAudioDevice::onStreamState(pa_stream* stream, void* self) {
 void PulseAudioDevice::lostServer() noexcept {
     audible.store(false, std::memory_order_release);
     clock->wake();
-}
-
-void PulseAudioDevice::onUnderflow(pa_stream*, void* self) {
-    static_cast<PulseAudioDevice*>(self)->underruns.fetch_add(1, std::memory_order_relaxed);
 }
 
 void PulseAudioDevice::onWrite(pa_stream* stream, std::size_t bytes, void* self) {

@@ -8,8 +8,7 @@
 // (kTargetLatency long) and asks for more as it plays; this device answers each request
 // with what the sources have ready. A source that is late gets its frames written a moment
 // later instead of a hole of silence, so the server's buffer, not the source's, is what
-// absorbs a slow wake-up. Only when that buffer runs dry is anything missed, and the
-// server then says so (underrunCount counts it).
+// absorbs a slow wake-up. Only when that buffer runs dry is anything missed.
 //
 // The server's buffer is also the delay between a source handing over a frame and hearing
 // it, and it is reported as such (outputLatencyFrames, from the server's timing).
@@ -79,7 +78,6 @@ private:
     static void onContextState(pa_context* context, void* self);
     static void onStreamState(pa_stream* stream, void* self);
     static void onWrite(pa_stream* stream, std::size_t bytes, void* self);
-    static void onUnderflow(pa_stream* stream, void* self);
     static void onRetry(pa_mainloop_api* api, pa_time_event* event, const timeval* when,
                         void* self);
     void fill(pa_stream* stream, std::size_t bytes) noexcept;

@@ -23,11 +23,10 @@ void onStreamError(RtAudioError::Type type, const std::string&) {
         device->reportStreamError();
 }
 
-int onRender(void* output, void*, unsigned int frames, double, RtAudioStreamStatus status,
+int onRender(void* output, void*, unsigned int frames, double, RtAudioStreamStatus,
              void* userData) {
     auto* device = static_cast<RtAudioDevice*>(userData);
-    return device->renderCallback(static_cast<float*>(output), frames,
-                                  (status & RTAUDIO_OUTPUT_UNDERFLOW) != 0);
+    return device->renderCallback(static_cast<float*>(output), frames);
 }
 
 #if STUDYLOOP_HAVE_ALSA
@@ -173,7 +172,7 @@ void RtAudioDevice::closeStream() {
     rtAudio.reset();
 }
 
-int RtAudioDevice::renderCallback(float* out, unsigned frames, bool deviceUnderflow) noexcept {
+int RtAudioDevice::renderCallback(float* out, unsigned frames) noexcept {
     callbacks.fetch_add(1, std::memory_order_release);
     if (!audible.load(std::memory_order_acquire)) {
         // The clock thread has taken over; keep the sound system fed with silence.
@@ -181,10 +180,8 @@ int RtAudioDevice::renderCallback(float* out, unsigned frames, bool deviceUnderf
         return 0;
     }
     bool expecting = false;
-    const std::uint32_t got = mixSources(out, callbackScratch.data(), frames, &expecting);
+    mixSources(out, callbackScratch.data(), frames, &expecting);
     lastRenderExpected.store(expecting, std::memory_order_relaxed);
-    if ((got < frames && expecting) || deviceUnderflow)
-        underruns.fetch_add(1, std::memory_order_relaxed);
     return 0;
 }
 

@@ -48,7 +48,7 @@ public:
     bool isAudible() const override { return audible.load(std::memory_order_acquire); }
 
     // Called by RtAudio on its callback thread.
-    int renderCallback(float* out, unsigned frames, bool deviceUnderflow) noexcept;
+    int renderCallback(float* out, unsigned frames) noexcept;
     void reportStreamError() noexcept { streamFailed.store(true, std::memory_order_release); }
 
 private:

@@ -113,8 +113,4 @@ OSStatus AudioQueueGetCurrentTime(AudioQueueRef queue, AudioQueueTimelineRef tim
     return queue->currentTime(outTimeStamp);
 }
 
-std::uint64_t AudioQueueUnderrunCount(AudioQueueRef queue) {
-    return queue ? queue->underrunCount() : 0;
-}
-
 } // namespace platform

@@ -140,8 +140,4 @@ OSStatus AudioQueueRemovePropertyListener(AudioQueueRef queue, AudioQueuePropert
 OSStatus AudioQueueGetCurrentTime(AudioQueueRef queue, AudioQueueTimelineRef timeline,
                                   AudioTimeStamp* outTimeStamp, Boolean* outDiscontinuity);
 
-// Diagnostics for tests and benchmarks: frames the real-time side wanted but the queue had
-// not ready while playing.
-std::uint64_t AudioQueueUnderrunCount(AudioQueueRef queue);
-
 } // namespace platform

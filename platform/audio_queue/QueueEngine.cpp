@@ -411,8 +411,6 @@ std::uint32_t OpaqueAudioQueue::renderAudio(float* out, std::uint32_t frames) no
     } else if (!freshStart.load(std::memory_order_relaxed)) {
         rtGain = target;
     }
-    if (got < frames && !freshStart.load(std::memory_order_relaxed) && expectsToRender())
-        underruns.fetch_add(1, std::memory_order_relaxed);
     return got;
 }
 

@@ -52,7 +52,6 @@ struct platform::OpaqueAudioQueue final : platform::AudioRenderSource {
     OSStatus removeListener(AudioQueuePropertyID property, AudioQueuePropertyListenerProc proc,
                             void* userData);
     OSStatus currentTime(AudioTimeStamp* out);
-    std::uint64_t underrunCount() const { return underruns.load(std::memory_order_relaxed); }
 
     // AudioRenderSource, real-time thread.
     std::uint32_t renderAudio(float* out, std::uint32_t frames) noexcept override;
@@ -132,7 +131,6 @@ private:
     std::atomic<std::uint64_t> endPosition{UINT64_MAX}; // ring position of the last sample
     std::atomic<float> volume{1.0f}, rate{1.0f}, pitchCents{0.0f};
     std::atomic<double> publishedSourceFed{0};
-    std::atomic<std::uint64_t> underruns{0};
     std::atomic<bool> freshStart{true};    // no frame delivered since the last start
     std::atomic<bool> endCommitted{false}; // a stop's end is being fed (set under stateLock)
     // Frames the ring is kept filled to: what the device takes at a time, with room.
