@@ -135,6 +135,36 @@ OSStatus ExtAudioFileTell(ExtAudioFileRef file, std::int64_t* outFrameOffset) {
     return noErr;
 }
 
+namespace {
+// An AudioFileID is the address of the ExtAudioFileRef it came from.
+ExtAudioFileRef extFileOf(AudioFileID file) {
+    return reinterpret_cast<ExtAudioFileRef>(file);
+}
+} // namespace
+
+OSStatus AudioFileGetProperty(AudioFileID file, AudioFilePropertyID property,
+                              std::uint32_t* ioDataSize, void* outData) {
+    if (property != kAudioFilePropertyDataFormat)
+        return kExtAudioFileInvalidPropertyError;
+    return ExtAudioFileGetProperty(extFileOf(file), kExtAudioFileProperty_FileDataFormat,
+                                   ioDataSize, outData);
+}
+
+OSStatus AudioFileReadFrames(AudioFileID id, std::int64_t startFrame,
+                             std::uint32_t* ioNumberFrames, float* outFrames) {
+    ExtAudioFileRef file = extFileOf(id);
+    if (!file)
+        return kAudioFileNotOpenError;
+    if (!ioNumberFrames || !outFrames || startFrame < 0)
+        return kParamError;
+    std::lock_guard guard(file->lock);
+    if (file->decoder->position() != startFrame)
+        if (const OSStatus status = file->decoder->seek(startFrame); status != noErr)
+            return status;
+    *ioNumberFrames = file->decoder->read(outFrames, *ioNumberFrames);
+    return noErr;
+}
+
 OSStatus ExtAudioFileDispose(ExtAudioFileRef file) {
     if (!file)
         return kAudioFileNotOpenError;

@@ -66,4 +66,22 @@ OSStatus ExtAudioFileTell(ExtAudioFileRef file, std::int64_t* outFrameOffset);
 
 OSStatus ExtAudioFileDispose(ExtAudioFileRef file);
 
+// The same open file through its AudioFileID (kExtAudioFileProperty_AudioFile), read by
+// position, for a reader that keeps its own place in the file (the graph's file player).
+// Valid for as long as the ExtAudioFileRef it came from.
+
+using AudioFilePropertyID = std::uint32_t;
+// AudioStreamBasicDescription, 40 bytes; get only: the file's own format.
+constexpr AudioFilePropertyID kAudioFilePropertyDataFormat = fourCharCode("dfmt");
+
+OSStatus AudioFileGetProperty(AudioFileID file, AudioFilePropertyID property,
+                              std::uint32_t* ioDataSize, void* outData);
+
+// Reads up to *ioNumberFrames client-format frames (2 floats a frame) from `startFrame` on
+// into `outFrames` and sets *ioNumberFrames to the number read, 0 at the end of the file.
+// It shares the read position with the ExtAudioFileRef: the position is left after the
+// frames read, and a read that starts where the last one ended costs no seek.
+OSStatus AudioFileReadFrames(AudioFileID file, std::int64_t startFrame,
+                             std::uint32_t* ioNumberFrames, float* outFrames);
+
 } // namespace platform
