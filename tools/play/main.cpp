@@ -1,11 +1,13 @@
 // studyloop-play: plays a range of an audio file through KTAudioQueuePlayer the way the
-// application does, printing the playhead reports, or renders what would be heard to a WAV
-// file with the offline device.
+// application does (or through KTPlayer, the graph engine, with --engine graph), printing
+// the playhead reports, or renders what would be heard to a WAV file with the offline
+// device.
 
 #include "audio/AudioFilePreflight.h"
 #include "audio/KTAudioFile.h"
 #include "platform/audio_device/OfflineAudioDevice.h"
 #include "playback/KTAudioQueuePlayer.h"
+#include "playback/KTPlayer.h"
 #include "tools/wav_writer/WavFile.h"
 
 #include <QCoreApplication>
@@ -25,15 +27,17 @@ struct Options {
     std::string file;
     double rate = 1.0;
     double pitchCents = 0.0;
-    double volume = 1.0;
+    std::optional<double> volume;
     std::optional<std::pair<long long, long long>> range;
     int loops = 1;
     std::string renderPath;
+    bool graphEngine = false;
 };
 
 const char* const kUsage =
     "usage: studyloop-play FILE [--rate R] [--pitch CENTS] [--volume V] [--range START:END]\n"
-    "                            [--loops N] [--render OUT.wav]\n";
+    "                            [--loops N] [--render OUT.wav] [--engine queue|graph]\n"
+    "  --engine graph plays through the audio-unit graph player, which has no volume.\n";
 
 template <typename T> bool parseNumber(const std::string& text, T& out) {
     const char* end = text.data() + text.size();
@@ -58,8 +62,14 @@ std::optional<Options> parseArguments(int argc, char** argv) {
             if (!(v = value()) || !parseNumber(*v, options.pitchCents))
                 return std::nullopt;
         } else if (arg == "--volume") {
-            if (!(v = value()) || !parseNumber(*v, options.volume))
+            double volume = 0;
+            if (!(v = value()) || !parseNumber(*v, volume))
                 return std::nullopt;
+            options.volume = volume;
+        } else if (arg == "--engine") {
+            if (!(v = value()) || (*v != "queue" && *v != "graph"))
+                return std::nullopt;
+            options.graphEngine = *v == "graph";
         } else if (arg == "--loops") {
             if (!(v = value()) || !parseNumber(*v, options.loops) || options.loops < 1)
                 return std::nullopt;
@@ -84,32 +94,46 @@ std::optional<Options> parseArguments(int argc, char** argv) {
             return std::nullopt;
         }
     }
-    if (options.file.empty())
+    if (options.file.empty() || (options.graphEngine && options.volume))
         return std::nullopt;
     return options;
 }
 
-// Prints the playhead and notes the end of playback.
-class Reporter : public KTAudioQueuePlayerDelegate {
+// Prints the playhead and notes the end of playback, for either player.
+class Reporter : public KTAudioQueuePlayerDelegate, public KTPlayerDelegate {
 public:
-    explicit Reporter(int sampleRate) : rate(sampleRate) {}
-    void playerDidMovePlayheadToFrame(KTAudioQueuePlayer*, int frame) override {
+    Reporter(int sampleRate, int loops) : rate(sampleRate), loops(loops) {}
+    void playerDidMovePlayheadToFrame(KTAudioQueuePlayer*, int frame) override { print(frame); }
+    void playerDidCompletePlayback(KTAudioQueuePlayer*) override { finish(); }
+
+    // The graph player decides the end of a pass at a tick that reports it: the loop flag
+    // set there decides whether the next pass follows, so it is cleared at the last one.
+    void playerDidMovePlayheadToFrame(KTPlayer* player, int frame) override {
+        print(frame);
+        if (player->isPlaybackComplete())
+            player->setLooped(++passes < loops);
+    }
+    void playerDidCompletePlayback(KTPlayer*) override { finish(); }
+
+    std::atomic<bool> done{false};
+
+private:
+    void print(int frame) {
         std::printf("playhead %d (%.3f s)\n", frame, double(frame) / rate);
         std::fflush(stdout);
     }
-    void playerDidCompletePlayback(KTAudioQueuePlayer*) override {
+    void finish() {
         done.store(true);
         QMetaObject::invokeMethod(QCoreApplication::instance(), &QCoreApplication::quit,
                                   Qt::QueuedConnection);
     }
-    std::atomic<bool> done{false};
-
-private:
     int rate;
+    int loops;
+    int passes = 0; // main thread
 };
 
 // Counts the passes of a looped range and clears the loop flag before the last one ends,
-// so that the player reports completion after exactly `loops` passes. Runs after the
+// so that the queue player reports completion after exactly `loops` passes. Runs after the
 // player's own listener on the queue's thread.
 struct PassCounter {
     KTAudioQueuePlayer* player;
@@ -127,43 +151,32 @@ struct PassCounter {
     }
 };
 
-} // namespace
+// What only the queue player has: volume, and passes counted by its running-state listener.
+void setUpEngine(KTAudioQueuePlayer& player, const Options& options, PassCounter& counter) {
+    player.setVolume(options.volume.value_or(1.0));
+    counter = PassCounter{&player, options.loops};
+    platform::AudioQueueAddPropertyListener(player.audioQueue(),
+                                            platform::kAudioQueueProperty_IsRunning,
+                                            &PassCounter::listener, &counter);
+}
+void setUpEngine(KTPlayer&, const Options&, PassCounter&) {}
 
-int main(int argc, char** argv) {
-    QCoreApplication app(argc, argv);
-    const std::optional<Options> parsed = parseArguments(argc, argv);
-    if (!parsed) {
-        std::fputs(kUsage, stderr);
-        return 2;
-    }
-    const Options& options = *parsed;
-    if (const std::string problem = audioFileProblem(options.file); !problem.empty()) {
-        std::fprintf(stderr, "studyloop-play: %s: %s\n", options.file.c_str(), problem.c_str());
-        return 1;
-    }
-    auto file = std::make_shared<KTAudioFile>(options.file);
+// Plays (or renders, with `offline`) the range through `player`; the exit status.
+template <typename Player>
+int run(QCoreApplication& app, Player& player, const Options& options,
+        const std::shared_ptr<KTAudioFile>& file,
+        const std::shared_ptr<platform::OfflineAudioDevice>& offline) {
     const int sampleRate = file->sampleRate();
     const long long totalFrames = file->totalFrames();
-
-    std::shared_ptr<platform::OfflineAudioDevice> offline;
-    if (!options.renderPath.empty()) {
-        offline = std::make_shared<platform::OfflineAudioDevice>(file->outputFormat().mSampleRate);
-        platform::setDefaultAudioDevice(offline);
-    }
-
-    Reporter reporter(sampleRate);
-    KTAudioQueuePlayer player;
+    Reporter reporter(sampleRate, options.loops);
+    PassCounter counter{};
     player.setDelegate(&reporter);
     player.setAudioFile(file);
     const auto [start, end] = options.range.value_or(std::pair{0LL, totalFrames});
     player.setRangeStartFrameNumFrames(double(start), double(end - start));
     player.setPlaybackRate(options.rate);
     player.setPitchShift(float(options.pitchCents));
-    player.setVolume(options.volume);
-    PassCounter counter{&player, options.loops};
-    platform::AudioQueueAddPropertyListener(player.audioQueue(),
-                                            platform::kAudioQueueProperty_IsRunning,
-                                            &PassCounter::listener, &counter);
+    setUpEngine(player, options, counter);
     player.setLooped(options.loops > 1);
     player.play();
 
@@ -193,4 +206,35 @@ int main(int argc, char** argv) {
     std::printf("rendered %llu frames (%.3f s) to %s\n", static_cast<unsigned long long>(rendered),
                 double(rendered) / sampleRate, options.renderPath.c_str());
     return 0;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QCoreApplication app(argc, argv);
+    const std::optional<Options> parsed = parseArguments(argc, argv);
+    if (!parsed) {
+        std::fputs(kUsage, stderr);
+        return 2;
+    }
+    const Options& options = *parsed;
+    if (const std::string problem = audioFileProblem(options.file); !problem.empty()) {
+        std::fprintf(stderr, "studyloop-play: %s: %s\n", options.file.c_str(), problem.c_str());
+        return 1;
+    }
+    auto file = std::make_shared<KTAudioFile>(options.file);
+
+    std::shared_ptr<platform::OfflineAudioDevice> offline;
+    if (!options.renderPath.empty()) {
+        offline = std::make_shared<platform::OfflineAudioDevice>(file->outputFormat().mSampleRate);
+        platform::setDefaultAudioDevice(offline);
+    }
+
+    // Made after the device is chosen: the graph player takes its output when it is made.
+    if (options.graphEngine) {
+        KTPlayer player;
+        return run(app, player, options, file, offline);
+    }
+    KTAudioQueuePlayer player;
+    return run(app, player, options, file, offline);
 }

@@ -1,0 +1,297 @@
+// studyloop-spectral-diff: how far apart two renderings of the same thing sound. Compares
+// two 32-bit float WAV files (as studyloop-play --render writes them) frame by frame:
+// every 50 ms (by default) a Hann-windowed log-magnitude spectrum of each (channels
+// averaged), and the mean absolute difference in dB over the bins that carry sound in
+// either. Prints the mean, median, 95th percentile and maximum over time, the frames where
+// the difference is largest, the lag at which the two line up best, and the sample-level
+// difference.
+//
+//   studyloop-spectral-diff A.wav B.wav [--frame-ms 50] [--range-db 80] [--top 5]
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <complex>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <numbers>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace {
+
+struct Audio {
+    int sampleRate = 0;
+    std::vector<float> mono;
+};
+
+// A 32-bit float WAV, channels averaged; nullopt when it is not one.
+std::optional<Audio> readFloatWav(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    const std::vector<char> bytes((std::istreambuf_iterator<char>(in)),
+                                  std::istreambuf_iterator<char>());
+    auto u32 = [&](std::size_t at) {
+        std::uint32_t v;
+        std::memcpy(&v, bytes.data() + at, 4);
+        return v;
+    };
+    auto u16 = [&](std::size_t at) {
+        std::uint16_t v;
+        std::memcpy(&v, bytes.data() + at, 2);
+        return v;
+    };
+    if (bytes.size() < 12 || std::memcmp(bytes.data(), "RIFF", 4) != 0)
+        return std::nullopt;
+    Audio audio;
+    int channels = 0;
+    for (std::size_t at = 12; at + 8 <= bytes.size();) {
+        const std::string id(bytes.data() + at, 4);
+        std::size_t size = u32(at + 4);
+        if (id == "fmt ") {
+            channels = u16(at + 10);
+            audio.sampleRate = int(u32(at + 12));
+            if (u16(at + 22) != 32)
+                return std::nullopt;
+        } else if (id == "data" && channels > 0) {
+            size = std::min(size, bytes.size() - at - 8);
+            const std::size_t frames = size / 4 / std::size_t(channels);
+            audio.mono.resize(frames);
+            for (std::size_t f = 0; f < frames; ++f) {
+                float sum = 0;
+                for (int c = 0; c < channels; ++c) {
+                    float v;
+                    std::memcpy(&v,
+                                bytes.data() + at + 8 +
+                                    4 * (f * std::size_t(channels) + std::size_t(c)),
+                                4);
+                    sum += v;
+                }
+                audio.mono[f] = sum / float(channels);
+            }
+            return audio;
+        }
+        at += 8 + size + (size & 1);
+    }
+    return std::nullopt;
+}
+
+// In-place radix-2 FFT; the size is a power of two.
+void fft(std::vector<std::complex<double>>& x) {
+    const std::size_t n = x.size();
+    for (std::size_t i = 1, j = 0; i < n; ++i) {
+        std::size_t bit = n >> 1;
+        for (; j & bit; bit >>= 1)
+            j ^= bit;
+        j ^= bit;
+        if (i < j)
+            std::swap(x[i], x[j]);
+    }
+    for (std::size_t length = 2; length <= n; length <<= 1) {
+        const double angle = -2 * std::numbers::pi / double(length);
+        const std::complex<double> step(std::cos(angle), std::sin(angle));
+        for (std::size_t i = 0; i < n; i += length) {
+            std::complex<double> w(1);
+            for (std::size_t k = 0; k < length / 2; ++k) {
+                const std::complex<double> a = x[i + k], b = x[i + k + length / 2] * w;
+                x[i + k] = a + b;
+                x[i + k + length / 2] = a - b;
+                w *= step;
+            }
+        }
+    }
+}
+
+// Log-magnitude spectrum (dB) of `frame` samples from `begin`, Hann-windowed, zero-padded.
+std::vector<double> spectrumDb(const std::vector<float>& mono, std::size_t begin, std::size_t frame,
+                               std::size_t fftSize) {
+    std::vector<std::complex<double>> x(fftSize);
+    for (std::size_t i = 0; i < frame && begin + i < mono.size(); ++i) {
+        const double window =
+            0.5 - 0.5 * std::cos(2 * std::numbers::pi * double(i) / double(frame));
+        x[i] = mono[begin + i] * window;
+    }
+    fft(x);
+    std::vector<double> db(fftSize / 2 + 1);
+    for (std::size_t k = 0; k < db.size(); ++k)
+        db[k] = 20 * std::log10(std::abs(x[k]) + 1e-12);
+    return db;
+}
+
+double rmsDb(const std::vector<float>& mono, std::size_t begin, std::size_t frames) {
+    double sum = 0;
+    std::size_t n = 0;
+    for (std::size_t i = begin; i < begin + frames && i < mono.size(); ++i, ++n)
+        sum += double(mono[i]) * mono[i];
+    return n ? 10 * std::log10(sum / double(n) + 1e-20) : -200;
+}
+
+// The lag of `b` against `a` (in samples, within ±maxLag) at which they correlate best,
+// over `length` samples from `begin`.
+long bestLag(const std::vector<float>& a, const std::vector<float>& b, std::size_t begin,
+             std::size_t length, long maxLag) {
+    long best = 0;
+    double bestValue = -1e300;
+    for (long lag = -maxLag; lag <= maxLag; ++lag) {
+        double sum = 0;
+        for (std::size_t i = begin; i < begin + length; ++i) {
+            const long j = long(i) + lag;
+            if (i < a.size() && j >= 0 && std::size_t(j) < b.size())
+                sum += double(a[i]) * b[std::size_t(j)];
+        }
+        if (sum > bestValue) {
+            bestValue = sum;
+            best = lag;
+        }
+    }
+    return best;
+}
+
+template <typename T> bool parseNumber(const char* text, T& out) {
+    const char* end = text + std::strlen(text);
+    auto [ptr, ec] = std::from_chars(text, end, out);
+    return ec == std::errc() && ptr == end;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    std::vector<std::string> paths;
+    double frameMs = 50, rangeDb = 80;
+    int top = 5;
+    for (int i = 1; i < argc; ++i) {
+        const std::string arg = argv[i];
+        const bool hasValue = i + 1 < argc;
+        if (arg == "--frame-ms" && hasValue && parseNumber(argv[i + 1], frameMs) && frameMs > 0)
+            ++i;
+        else if (arg == "--range-db" && hasValue && parseNumber(argv[i + 1], rangeDb))
+            ++i;
+        else if (arg == "--top" && hasValue && parseNumber(argv[i + 1], top))
+            ++i;
+        else if (!arg.empty() && arg[0] != '-')
+            paths.push_back(arg);
+        else
+            paths.clear(), i = argc;
+    }
+    if (paths.size() != 2) {
+        std::fputs("usage: studyloop-spectral-diff A.wav B.wav [--frame-ms 50] [--range-db 80] "
+                   "[--top 5]\n",
+                   stderr);
+        return 2;
+    }
+    const std::optional<Audio> a = readFloatWav(paths[0]), b = readFloatWav(paths[1]);
+    if (!a || !b || a->sampleRate != b->sampleRate) {
+        std::fputs("studyloop-spectral-diff: two 32-bit float WAV files of one rate, please\n",
+                   stderr);
+        return 1;
+    }
+    const int rate = a->sampleRate;
+    const auto frame = std::size_t(std::lround(frameMs / 1000 * rate));
+    std::size_t fftSize = 1;
+    while (fftSize < frame)
+        fftSize *= 2;
+    const std::size_t length = std::min(a->mono.size(), b->mono.size());
+    std::printf("A: %s, %zu frames (%.3f s)\nB: %s, %zu frames (%.3f s)\n", paths[0].c_str(),
+                a->mono.size(), double(a->mono.size()) / rate, paths[1].c_str(), b->mono.size(),
+                double(b->mono.size()) / rate);
+
+    // Alignment, over two seconds from the loudest stretch of the first ten.
+    std::size_t loudest = 0;
+    double loudestDb = -300;
+    for (std::size_t at = 0;
+         at + 2 * std::size_t(rate) < std::min<std::size_t>(length, 10 * std::size_t(rate));
+         at += std::size_t(rate) / 4)
+        if (const double level = rmsDb(a->mono, at, 2 * std::size_t(rate)); level > loudestDb) {
+            loudestDb = level;
+            loudest = at;
+        }
+    const long lag = bestLag(a->mono, b->mono, loudest,
+                             std::min<std::size_t>(length, 2 * std::size_t(rate)), 2048);
+    std::printf("best alignment: B %+ld samples against A\n", lag);
+
+    // Sample by sample, as rendered and with B moved by the best lag.
+    for (const long shift : {0L, lag}) {
+        if (shift == lag && lag == 0)
+            break;
+        double diffSquares = 0, signalSquares = 0, maxAbs = 0;
+        std::size_t identical = 0, compared = 0;
+        for (std::size_t i = 0; i < length; ++i) {
+            const long j = long(i) + shift;
+            if (j < 0 || std::size_t(j) >= b->mono.size())
+                continue;
+            const double d = double(a->mono[i]) - b->mono[std::size_t(j)];
+            diffSquares += d * d;
+            signalSquares += double(a->mono[i]) * a->mono[i];
+            maxAbs = std::max(maxAbs, std::fabs(d));
+            identical += a->mono[i] == b->mono[std::size_t(j)];
+            ++compared;
+        }
+        std::printf("samples at lag %+ld: %.4f%% identical, largest difference %.3g, difference "
+                    "%.1f dB below the signal\n",
+                    shift, 100.0 * double(identical) / double(std::max<std::size_t>(compared, 1)),
+                    maxAbs,
+                    diffSquares > 0 ? 10 * std::log10(signalSquares / diffSquares) : INFINITY);
+    }
+
+    // Frame by frame.
+    const auto lowBin = std::size_t(std::ceil(20.0 * double(fftSize) / rate));
+    const auto highBin = std::min(fftSize / 2, std::size_t(16000.0 * double(fftSize) / rate));
+    struct FrameDiff {
+        double seconds, meanDb, levelDb;
+    };
+    std::vector<FrameDiff> diffs;
+    std::size_t silent = 0;
+    for (std::size_t begin = 0; begin + frame <= length; begin += frame) {
+        const double levelA = rmsDb(a->mono, begin, frame), levelB = rmsDb(b->mono, begin, frame);
+        if (levelA < -90 && levelB < -90) {
+            ++silent;
+            continue;
+        }
+        const std::vector<double> sa = spectrumDb(a->mono, begin, frame, fftSize);
+        const std::vector<double> sb = spectrumDb(b->mono, begin, frame, fftSize);
+        double peak = -300;
+        for (std::size_t k = lowBin; k <= highBin; ++k)
+            peak = std::max({peak, sa[k], sb[k]});
+        // Only the bins within `rangeDb` of the frame's peak: below that lies the noise of
+        // the window's side lobes, where decibels say nothing about what is heard.
+        double sum = 0;
+        std::size_t bins = 0;
+        for (std::size_t k = lowBin; k <= highBin; ++k) {
+            if (std::max(sa[k], sb[k]) < peak - rangeDb)
+                continue;
+            sum += std::fabs(sa[k] - sb[k]);
+            ++bins;
+        }
+        diffs.push_back({double(begin) / rate, bins ? sum / double(bins) : 0, levelA});
+    }
+    if (diffs.empty()) {
+        std::puts("no frame with sound to compare");
+        return 0;
+    }
+    std::vector<double> values;
+    for (const FrameDiff& d : diffs)
+        values.push_back(d.meanDb);
+    std::sort(values.begin(), values.end());
+    double mean = 0;
+    for (double v : values)
+        mean += v;
+    mean /= double(values.size());
+    const auto quantile = [&](double q) {
+        return values[std::min(values.size() - 1, std::size_t(q * double(values.size())))];
+    };
+    std::printf("spectra: %zu frames of %.0f ms (FFT %zu, 20 Hz-16 kHz, bins within %.0f dB of "
+                "the frame's peak), %zu silent frames skipped\n",
+                diffs.size(), frameMs, fftSize, rangeDb, silent);
+    std::printf("mean |dB difference| per frame: mean %.3f, median %.3f, p95 %.3f, max %.3f dB\n",
+                mean, quantile(0.5), quantile(0.95), values.back());
+    std::sort(diffs.begin(), diffs.end(),
+              [](const FrameDiff& x, const FrameDiff& y) { return x.meanDb > y.meanDb; });
+    std::printf("largest at:\n");
+    for (int i = 0; i < top && std::size_t(i) < diffs.size(); ++i)
+        std::printf("  %8.3f s  %.3f dB  (A at %.1f dBFS)\n", diffs[std::size_t(i)].seconds,
+                    diffs[std::size_t(i)].meanDb, diffs[std::size_t(i)].levelDb);
+    return 0;
+}
