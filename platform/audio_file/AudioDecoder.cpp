@@ -93,6 +93,10 @@ OSStatus AudioDecoder::openStream(const std::string& filePath) {
     rate = parameters->sample_rate;
     if (rate <= 0 || parameters->ch_layout.nb_channels <= 0)
         return kAudioFileUnsupportedFileTypeError;
+    // More channels than the mix-down takes: every frame would fail to convert.
+    if (!StereoConverter::canMix(parameters->ch_layout.nb_channels))
+        return kAudioFileUnsupportedDataFormatError;
+    alignPcmFraming();
 
     packet = av_packet_alloc();
     frame = av_frame_alloc();
@@ -119,6 +123,20 @@ OSStatus AudioDecoder::openStream(const std::string& filePath) {
     if (!isPcm(id) && !measureLabelOffset())
         return kAudioFileInvalidFileError;
     return seek(0) == noErr ? noErr : kAudioFileInvalidFileError;
+}
+
+// A PCM demuxer places a seek by the header's block alignment and byte rate, while the
+// decoder and the timestamps of a read from the start go by the sample format. A header
+// whose two fields disagree with its sample format (a writer's slip, or damage) would send
+// every seek to the wrong frame, so they are set from the sample format.
+void AudioDecoder::alignPcmFraming() {
+    AVCodecParameters* parameters = stream->codecpar;
+    const int bits = av_get_bits_per_sample(parameters->codec_id);
+    const int frameBits = bits * parameters->ch_layout.nb_channels;
+    if (!isPcm(parameters->codec_id) || bits <= 0 || frameBits % 8 != 0)
+        return;
+    parameters->block_align = frameBits / 8;
+    parameters->bit_rate = std::int64_t(frameBits) * rate;
 }
 
 // A new decoder rather than a flushed one: AAC fills noise bands from a random generator
@@ -148,9 +166,14 @@ bool AudioDecoder::measureLabelOffset() {
     for (int packets = 0; packets < 64 && readPacket(); ++packets) {
         if (firstPacket == AV_NOPTS_VALUE)
             firstPacket = packet->pts;
-        avcodec_send_packet(codec, packet);
+        const int sent = avcodec_send_packet(codec, packet);
         av_packet_unref(packet);
-        if (avcodec_receive_frame(codec, frame) == 0) {
+        const int received = avcodec_receive_frame(codec, frame);
+        // A packet that fails to decode yields nothing for a reason other than priming: a
+        // frame after it says nothing about lateness, and would misplace every frame.
+        if ((sent < 0 && sent != AVERROR(EAGAIN)) || (received < 0 && received != AVERROR(EAGAIN)))
+            break;
+        if (received == 0) {
             const std::int64_t label = frame->pts;
             av_frame_unref(frame);
             if (label != AV_NOPTS_VALUE && firstPacket != AV_NOPTS_VALUE)
@@ -194,6 +217,25 @@ void AudioDecoder::measurePcm() {
     if (stream->duration > 0 && stream->duration != AV_NOPTS_VALUE)
         available = std::min(available, toSamples(stream->duration));
     length = available;
+    // The demuxer can stop short of both (a data chunk whose offset field moves its start,
+    // a last frame cut in part): the packets at the end say where its data really ends.
+    // When none comes from the last frame on, the data end earlier, and only a pass from
+    // the start finds where.
+    if (length <= 0)
+        return;
+    std::int64_t endByte = -1;
+    for (const std::int64_t from : {firstSample + length - 1, firstSample}) {
+        if (!repositionDemuxer(from))
+            return;
+        while (readPacket()) {
+            if (packet->pos >= dataStart)
+                endByte = std::max(endByte, packet->pos + packet->size);
+            av_packet_unref(packet);
+        }
+        if (endByte >= 0)
+            break;
+    }
+    length = endByte >= 0 ? std::min(length, (endByte - dataStart) / frameBytes) : 0;
 }
 
 // Containers that know the exact length of the recording: FLAC's stream info, the edit
@@ -327,6 +369,7 @@ bool AudioDecoder::reopen() {
     for (unsigned i = 0; i < format->nb_streams; ++i)
         if (int(i) != streamIndex)
             format->streams[i]->discard = AVDISCARD_ALL;
+    alignPcmFraming();
     index.lose();
     return true;
 }

@@ -58,6 +58,7 @@ public:
 private:
     AudioDecoder() = default;
     OSStatus openStream(const std::string& path);
+    void alignPcmFraming();
     void measurePcm();
     void measureByScanning();
     void measureFromContainer();

@@ -48,6 +48,23 @@ bool StereoConverter::configureFor(const AVFrame* frame) {
     return true;
 }
 
+bool StereoConverter::canMix(int channels) {
+    if (channels <= 0)
+        return false;
+    AVChannelLayout inLayout{};
+    AVChannelLayout outLayout{};
+    av_channel_layout_default(&inLayout, channels);
+    av_channel_layout_default(&outLayout, channels == 1 ? 1 : 2);
+    SwrContext* mixer = nullptr;
+    const bool usable = swr_alloc_set_opts2(&mixer, &outLayout, AV_SAMPLE_FMT_FLT, 48000, &inLayout,
+                                            AV_SAMPLE_FMT_FLT, 48000, 0, nullptr) >= 0 &&
+                        swr_init(mixer) >= 0;
+    swr_free(&mixer);
+    av_channel_layout_uninit(&inLayout);
+    av_channel_layout_uninit(&outLayout);
+    return usable;
+}
+
 bool StereoConverter::convert(const AVFrame* frame, std::vector<float>& out) {
     if (frame->nb_samples <= 0)
         return true;

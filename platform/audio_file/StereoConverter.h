@@ -22,6 +22,10 @@ public:
     // cannot be converted.
     bool convert(const AVFrame* frame, std::vector<float>& out);
 
+    // Whether frames of `channels` channels can be mixed down at all (the mixer has a
+    // limit on the channel count), whatever their sample format.
+    static bool canMix(int channels);
+
 private:
     bool configureFor(const AVFrame* frame);
 
