@@ -39,6 +39,9 @@
 // While the button is held still at or beyond either edge of the scroll area, the drag
 // repeats every 0.05 s and scrolls the view.
 //
+// The state, the press and its drags, the drop target and the GL objects are written once
+// for both views in WaveformViewBase.h; this class adds what is the fixed view's own.
+//
 // Thread contract: main (GUI) thread only, like every QWidget: every method, event handler
 // and timer of the view, and every delegate message it sends. Rendering runs in the view's
 // own GL context from paintGL.
@@ -47,128 +50,49 @@
 // the document belong to the window; the delegate is not owned (see
 // KTFixedWaveformViewDelegate.h).
 
-#include "waveform_view/DocumentScrolling.h"
-#include "waveform_view/FrameMapping.h"
-#include "waveform_view/HandCursor.h"
-#include "waveform_view/RangeEditing.h"
-#include "waveform_view/ViewDrawing.h"
+#include "waveform_view/WaveformViewBase.h"
 
-#include <QOpenGLFunctions_2_1>
 #include <QOpenGLWidget>
 #include <QPointF>
 #include <QRect>
 #include <QRectF>
-#include <QTimer>
-#include <cstdint>
-#include <memory>
 
-class KTWaveform;
 class KTFixedWaveformViewDelegate;
 class QNativeGestureEvent;
 class QScrollArea;
 
-class KTFixedWaveformView : public QOpenGLWidget,
-                            protected QOpenGLFunctions_2_1,
-                            private waveform_view::RangeEditListener {
+class KTFixedWaveformView
+    : public waveform_view::WaveformViewBase<QOpenGLWidget, KTFixedWaveformView,
+                                             KTFixedWaveformViewDelegate> {
 public:
-    // Fixed geometry, in pixels (FrameMapping.h).
-    static constexpr double kSideMargin = waveform_view::kSideMargin;
-    static constexpr double kHandleWidth = waveform_view::kHandleWidth;
-    static constexpr double kStartHandleOffset = waveform_view::kStartHandleOffset;
-    // The rectangle kept visible around the playhead while following it.
-    static constexpr double kFollowWindowWidth = 100.0;
-    static constexpr double kFollowWindowLead = 50.0;
-    // Following the playhead resumes this long after the last user scroll.
-    static constexpr int kScrollEndDelayMs = 1000;
-    // Zoom steps multiply or divide the document width; no zooming in below this density.
-    static constexpr double kZoomFactor = 1.5;
-    static constexpr double kDeepestFramesPerPixel = 250.0;
     // While the button is held this close to either edge of the scroll area, or beyond it,
-    // the drag repeats at this interval and scrolls by how far the pointer is into the band.
+    // the drag repeats and scrolls by how far the pointer is into the band.
     static constexpr double kAutoscrollBandWidth = waveform_view::kAutoscrollBandWidth;
-    static constexpr int kAutoscrollIntervalMs = 50;
     // A zoom step per this much vertical two-finger travel, or this much pinch.
     static constexpr double kScrollZoomStep = 20.0;
     static constexpr double kPinchZoomStep = 0.25;
-    // The drop zone's arrow advances this much per tick while a drag hovers.
-    static constexpr int kDropzoneIntervalMs = 50;
-    static constexpr double kDropzoneStep = 0.05;
 
     explicit KTFixedWaveformView(QWidget* parent = nullptr);
-    ~KTFixedWaveformView() override;
 
-    // Puts the view over `scrollView`'s document (a plain QWidget is made if it has none),
-    // follows its scrolling and resizing, and zooms fully out. Call once, before use.
-    void attachToScrollView(QScrollArea* scrollView);
-    QScrollArea* scrollView() const { return scrollView_; }
+    // attachToScrollView puts the view over the scroll area's document (a plain QWidget is
+    // made if it has none).
     QWidget* documentView() const;
     // The part of the document the scroll area shows, in document coordinates.
     QRect documentVisibleRect() const;
 
-    KTFixedWaveformViewDelegate* delegate() const { return delegate_; }
-    void setDelegate(KTFixedWaveformViewDelegate* delegate) { delegate_ = delegate; }
-
-    // Takes the waveform; resets the playhead to 0, the range to the whole file and the
-    // zoom to fit. nullptr goes back to the empty view with its drop zone.
-    void setWaveform(std::unique_ptr<KTWaveform> waveform);
-    KTWaveform* waveform() const { return waveform_.get(); }
-
-    // Playback's entry: ignored while dragging; otherwise stores the frame and, unless the
-    // user scrolled less than a second ago, scrolls so the playhead stays in view.
-    void setPlayheadFrame(std::int32_t frame);
-    std::int32_t playheadFrame() const { return edit_.playheadFrame; }
-    void resetPlayhead();
-    // The range is stored as given (no clamping, inverted ranges included); the caller
-    // keeps it sensible.
-    void setRangeStartFrame(std::int32_t frame);
-    std::int32_t rangeStartFrame() const { return edit_.rangeStartFrame; }
-    void setRangeEndFrame(std::int32_t frame);
-    std::int32_t rangeEndFrame() const { return edit_.rangeEndFrame; }
-
-    bool isDragging() const { return edit_.dragging; }
-    void setDragging(bool dragging) { edit_.dragging = dragging; }
-    // The user scrolled less than a second ago (following is suspended).
-    bool isScrolling() const { return scrolling_; }
-    // The next scroll is the view's own (following the playhead).
-    bool isAutoscrolling() const { return autoscrolling_; }
-
     // Zooms all the way out: the document becomes as wide as the scroll area.
     void fitWidth();
-    // One zoom step about the middle of the visible strip.
-    void zoomIn();
-    void zoomOut();
     // One zoom step that keeps the frame under `pivot` (scroll-area coordinates) in place.
     void zoomInWithPivot(QPointF pivot);
     void zoomOutWithPivot(QPointF pivot);
 
-    // Geometry; all in document pixels. With no waveform framesPerPixel is 0 and every
-    // frame maps to the left edge of the waveform area.
+    // The waveform area, in document pixels.
     double waveformAreaWidth() const;
     QRectF waveformAreaRect() const;
-    double framesPerPixel() const;
-    double rangeStartPixel() const { return pixelForFrame(edit_.rangeStartFrame); }
-    double rangeEndPixel() const { return pixelForFrame(edit_.rangeEndFrame); }
-    double playheadPixel() const { return pixelForFrame(edit_.playheadFrame); }
-    double rangeWidthInPixels() const { return rangeEndPixel() - rangeStartPixel(); }
-    QRectF rangeStartHandleRect() const;
-    QRectF rangeEndHandleRect() const;
-    double pixelForFrame(std::int32_t frame) const;
-    // The frame under document x, truncated toward zero (not clamped to the file).
-    std::int32_t frameAtPixel(double x) const;
-
-    // Phase of the drop zone's arrow: 0 at rest, one whole unit moves it down a full tile.
-    float dropzoneDelta() const { return dropzoneDelta_; }
-    void setDropzoneDelta(float delta);
-
-    // How many times the waveform's vertices were computed and uploaded; they should be
-    // only when the bucket count changes.
-    int vertexUploadCount() const { return vertexUploads_; }
 
     // The scroll area's clip scrolled; a scroll the view did not cause suspends following
-    // for a second.
+    // for a second. The view moves over what now shows.
     void boundsDidChange();
-    // A second passed since the last user scroll.
-    void boundsDidFinishChanging();
     // The scroll area changed size: a document narrower than it is widened to fit, a wider
     // one keeps its zoom.
     void windowResized();
@@ -180,41 +104,20 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
     bool event(QEvent* event) override;
-    void mousePressEvent(QMouseEvent* event) override;
-    void mouseMoveEvent(QMouseEvent* event) override;
-    void mouseReleaseEvent(QMouseEvent* event) override;
-    void leaveEvent(QEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
-    void dragEnterEvent(QDragEnterEvent* event) override;
-    void dragLeaveEvent(QDragLeaveEvent* event) override;
-    void dropEvent(QDropEvent* event) override;
 
 private:
-    QPointF viewportPoint(QPointF viewPoint) const;
-    QPointF documentPoint(QPointF viewportPoint) const;
-    waveform_view::EditMapping editMapping() const;
-    void processMouseDragged();
-    void processMouseUp();
-    void repeatDragAtEdge();
-    void endTracking();
+    friend class waveform_view::WaveformViewBase<QOpenGLWidget, KTFixedWaveformView,
+                                                 KTFixedWaveformViewDelegate>;
+
+    void placeInScrollView(QScrollArea& scrollView);
+    // A point of the scroll area's viewport in document coordinates.
+    QPointF zoomedPoint(QPointF viewportPoint) const;
     bool magnify(QNativeGestureEvent* event);
-    bool isOverHandle(QPointF viewPoint) const;
-
-    // The edits of a press, passed on to the delegate.
-    void editDidDragPlayheadToFrame(std::int32_t frame) override;
-    void editDidChangeCurrentFrame(std::int32_t frame) override;
-    void editWillChangeRange() override;
-    void editDidChangeRangeStartFrameEndFrame(std::int32_t startFrame,
-                                              std::int32_t endFrame) override;
-
-    void startAnimation();
-    void animateDropzone();
-    void stopAnimation();
 
     void followVisibleRect();
     void setDocumentWidth(int width);
 
-    void releaseGLResources();
     void fillBackground();
     void drawWaveform();
     void drawInactiveOverlays();
@@ -223,35 +126,9 @@ private:
     void drawRangeHandles();
     void drawDropzone();
 
-    QScrollArea* scrollView_ = nullptr;
-
-    KTFixedWaveformViewDelegate* delegate_ = nullptr;
-    std::unique_ptr<KTWaveform> waveform_;
-    // The playhead, the range and the state of the current press.
-    waveform_view::RangeEditing edit_;
-    bool scrolling_ = false;
-    bool autoscrolling_ = false;
-
-    // The button is held after a press that grabbed something. The last drag position is in
-    // the scroll area's viewport, which does not move when the document scrolls, so the
-    // repeat at an edge finds the frame now under a pointer that is held still.
-    bool tracking_ = false;
-    QPointF lastDragPoint_;
-    double lastDragDeltaX_ = 0.0;
-    QTimer autoscrollTimer_;
-
     // A vertical two-finger gesture is being used for zooming, with the travel and the pinch
     // summed since their gestures began.
     bool scrollZoomGesture_ = false;
     float scrollZoomAccumulator_ = 0.0f;
     float magnifyAccumulator_ = 0.0f;
-    waveform_view::HandCursor handCursor_;
-
-    QTimer dropzoneTimer_;
-
-    bool glReady_ = false;
-    QMetaObject::Connection contextDestroyed_;
-    waveform_view::ViewGLObjects glObjects_;
-    float dropzoneDelta_ = 0.0f;
-    int vertexUploads_ = 0;
 };

@@ -1,6 +1,5 @@
-// The mapping between frames and document pixels, and the rectangles derived from it.
+// The waveform area: the document, less a margin at each side.
 
-#include "audio/KTWaveform.h"
 #include "waveform_view/KTFixedWaveformView.h"
 
 double KTFixedWaveformView::waveformAreaWidth() const {
@@ -11,25 +10,4 @@ double KTFixedWaveformView::waveformAreaWidth() const {
 QRectF KTFixedWaveformView::waveformAreaRect() const {
     const QWidget* document = documentView();
     return QRectF(kSideMargin, 0.0, waveformAreaWidth(), document ? document->height() : height());
-}
-
-double KTFixedWaveformView::framesPerPixel() const {
-    return waveform_ ? waveform_view::framesPerPixel(waveform_->totalFrames(), waveformAreaWidth())
-                     : 0.0;
-}
-
-double KTFixedWaveformView::pixelForFrame(std::int32_t frame) const {
-    return waveform_view::pixelForFrame(frame, framesPerPixel());
-}
-
-std::int32_t KTFixedWaveformView::frameAtPixel(double x) const {
-    return waveform_view::frameAtPixel(x, framesPerPixel());
-}
-
-QRectF KTFixedWaveformView::rangeStartHandleRect() const {
-    return waveform_view::rangeStartHandleRect(rangeStartPixel(), waveformAreaRect().height());
-}
-
-QRectF KTFixedWaveformView::rangeEndHandleRect() const {
-    return waveform_view::rangeEndHandleRect(rangeEndPixel(), waveformAreaRect().height());
 }

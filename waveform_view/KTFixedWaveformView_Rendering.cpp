@@ -8,28 +8,8 @@
 #include "waveform_view/ViewDrawing.h"
 #include "waveform_view/WaveformDrawing.h"
 
-#include <QOpenGLContext>
-
 void KTFixedWaveformView::initializeGL() {
-    initializeOpenGLFunctions();
-    // A new context (the view moved to another window) has none of the old objects.
-    glReady_ = true;
-    if (waveform_)
-        waveform_->totalBuckets = 0;
-    disconnect(contextDestroyed_);
-    contextDestroyed_ = connect(context(), &QOpenGLContext::aboutToBeDestroyed, this, [this] {
-        makeCurrent();
-        releaseGLResources();
-        doneCurrent();
-    });
-    waveform_view::createGLObjects(*this, glObjects_, devicePixelRatioF());
-}
-
-void KTFixedWaveformView::releaseGLResources() {
-    if (!glReady_)
-        return;
-    waveform_view::deleteGLObjects(*this, glObjects_);
-    glReady_ = false;
+    createGLResources();
 }
 
 void KTFixedWaveformView::resizeGL(int width, int height) {

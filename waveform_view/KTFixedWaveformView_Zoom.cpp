@@ -7,16 +7,6 @@
 #include <algorithm>
 #include <cmath>
 
-void KTFixedWaveformView::zoomIn() {
-    if (scrollView_)
-        zoomInWithPivot(QPointF(std::floor(scrollView_->viewport()->width() * 0.5), 0.0));
-}
-
-void KTFixedWaveformView::zoomOut() {
-    if (scrollView_)
-        zoomOutWithPivot(QPointF(std::floor(scrollView_->viewport()->width() * 0.5), 0.0));
-}
-
 void KTFixedWaveformView::zoomInWithPivot(QPointF pivot) {
     if (!scrollView_)
         return;

@@ -11,31 +11,12 @@
 #include "waveform_view/ViewDrawing.h"
 #include "waveform_view/WaveformDrawing.h"
 
-#include <QOpenGLContext>
 #include <cmath>
 
 void KTWaveformView::initializeGL() {
-    initializeOpenGLFunctions();
-    // A new context (the view moved to another window) has none of the old objects.
-    glReady_ = true;
+    // A new context has no projection yet.
     reshapePending_ = true;
-    if (waveform_)
-        waveform_->totalBuckets = 0;
-    disconnect(contextDestroyed_);
-    contextDestroyed_ =
-        connect(surface_->context(), &QOpenGLContext::aboutToBeDestroyed, this, [this] {
-            surface_->makeCurrent();
-            releaseGLResources();
-            surface_->doneCurrent();
-        });
-    waveform_view::createGLObjects(*this, glObjects_, devicePixelRatioF());
-}
-
-void KTWaveformView::releaseGLResources() {
-    if (!glReady_)
-        return;
-    waveform_view::deleteGLObjects(*this, glObjects_);
-    glReady_ = false;
+    createGLResources();
 }
 
 void KTWaveformView::resizeGL(int /*width*/, int /*height*/) {

@@ -9,20 +9,10 @@
 #include <algorithm>
 #include <cmath>
 
-void KTWaveformView::zoomIn() {
-    if (scrollView_)
-        zoomInWithPivot(QPointF(std::floor(scrollView_->viewport()->width() * 0.5), 0.0));
-}
-
-void KTWaveformView::zoomOut() {
-    if (scrollView_)
-        zoomOutWithPivot(QPointF(std::floor(scrollView_->viewport()->width() * 0.5), 0.0));
-}
-
 void KTWaveformView::zoomInWithPivot(QPointF pivot) {
     if (!scrollView_)
         return;
-    const double pivotX = ownPoint(pivot).x();
+    const double pivotX = zoomedPoint(pivot).x();
     const double perPixel = framesPerPixel();
     if (!(perPixel > kDeepestFramesPerPixel))
         return;
@@ -33,7 +23,7 @@ void KTWaveformView::zoomInWithPivot(QPointF pivot) {
 
 void KTWaveformView::zoomOutWithPivot(QPointF pivot) {
     if (scrollView_) {
-        const double pivotX = ownPoint(pivot).x();
+        const double pivotX = zoomedPoint(pivot).x();
         const double perPixel = framesPerPixel();
         const int viewWidth = width();
         const int scrollWidth = scrollView_->viewport()->width();
