@@ -1,11 +1,12 @@
 // The scrolling view (KTWaveformView), on a shown window: its geometry in its own
 // coordinates as it grows with the zoom and scrolls, following the playhead with a
-// scroll-end timer of its own, the wheel zooming a full step per event, presses mapped from
-// its own coordinates, and its frames read back from GL against the fixed view's picture of
-// the same state.
+// scroll-end timer of its own, the wheel zooming a full step per event and no pinch, presses
+// mapped from its own coordinates, and its frames read back from GL against the fixed view's
+// picture of the same state.
 //
 // The editing rules, the drop answer and the drawing steps are shared with the fixed view
-// and tested through it; here only what this view does differently, or wires up itself.
+// (WaveformViewBase.h and the helpers) and tested through it; here only what this view does
+// differently, or wires up itself.
 
 #include "tests/waveform_view/ViewFixture.h"
 #include "waveform_view/KTWaveformView.h"
@@ -17,6 +18,7 @@
 #include <QFile>
 #include <QImage>
 #include <QMimeData>
+#include <QNativeGestureEvent>
 #include <QOpenGLWidget>
 #include <QScrollArea>
 #include <QScrollBar>
@@ -291,6 +293,18 @@ INSTANTIATE_TEST_SUITE_P(
         WheelCase{"SidewaysIsPassedOn", 1, {{kWheel, 120, 0}}, 975, 1},
         WheelCase{"DiagonalIsPassedOn", 1, {{kUpdate, 3, 5}}, 975, 1}),
     [](const testing::TestParamInfo<WheelCase>& info) { return std::string(info.param.name); });
+
+// The fixed view zooms a step per quarter of pinch; this one has no pinch at all.
+TEST_F(ScrollingViewInput, PinchDoesNotZoom) {
+    const QPointF position(200.0, kY);
+    for (const auto& [type, value] :
+         {std::pair(Qt::BeginNativeGesture, 0.0), std::pair(Qt::ZoomNativeGesture, 0.6)}) {
+        QNativeGestureEvent event(type, QPointingDevice::primaryPointingDevice(), 2, position,
+                                  position, view().mapToGlobal(position), value, QPointF());
+        QApplication::sendEvent(&view(), &event);
+    }
+    EXPECT_EQ(view().width(), 650);
+}
 
 TEST_F(ScrollingViewInput, ZoomingOutLogsFramesPerPixelAlsoAtTheWidestZoom) {
     testing::internal::CaptureStderr();
