@@ -6,13 +6,10 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <rubberband/RubberBandStretcher.h>
 
 namespace platform {
 
 namespace {
-
-using RubberBand::RubberBandStretcher;
 
 // What priming reads ahead when asked for the default amount: about a third of a second
 // at 44.1 kHz, read once on the caller's thread, so the feeding thread's first reads of a
@@ -237,14 +234,7 @@ void FilePlayerUnit::unschedule() {
 // ---- time/pitch -----------------------------------------------------------------------
 
 TimePitchUnit::TimePitchUnit(OpaqueAUGraph& graph, const AudioComponentDescription& description)
-    : OpaqueAudioUnit(graph, description) {
-    for (int c = 0; c < 2; ++c) {
-        planarIn[c].assign(kFeedFrames, 0.0f);
-        planarOut[c].assign(kRetrieveFrames, 0.0f);
-    }
-}
-
-TimePitchUnit::~TimePitchUnit() = default;
+    : OpaqueAudioUnit(graph, description) {}
 
 OSStatus TimePitchUnit::setParameter(AudioUnitParameterID parameter, float value) {
     if (!std::isfinite(value))
@@ -278,112 +268,13 @@ OSStatus TimePitchUnit::getParameter(AudioUnitParameterID parameter, float* valu
     }
 }
 
-void TimePitchUnit::configure(double fileRate_, double deviceRate_) {
-    if (stretcher && fileRate_ == fileRate && deviceRate_ == deviceRate)
-        return;
-    fileRate = fileRate_;
-    deviceRate = deviceRate_;
-    // The options of the output queue's stage: the pitch is changed by resampling after
-    // stretching, so a pitch change is heard with the next block rather than after all the
-    // input the stretcher holds.
-    const auto options = RubberBandStretcher::OptionProcessRealTime |
-                         RubberBandStretcher::OptionEngineFiner |
-                         RubberBandStretcher::OptionPitchHighConsistency;
-    stretcher =
-        std::make_unique<RubberBandStretcher>(std::size_t(std::lround(fileRate)), 2, options,
-                                              deviceRate / fileRate, fileRate / deviceRate);
-    stretcher->setMaxProcessSize(kFeedFrames);
-}
-
 void TimePitchUnit::startRun() {
-    stretcher->reset();
-    appliedRate = 0; // forces the parameters in
     applyParameters();
-    // Real-time mode does no alignment of its own: lead in with the silence it prefers and
-    // drop the delay it reports, so the region's first frame is the first frame heard.
-    std::fill(planarIn[0].begin(), planarIn[0].end(), 0.0f);
-    std::fill(planarIn[1].begin(), planarIn[1].end(), 0.0f);
-    const float* channels[2] = {planarIn[0].data(), planarIn[1].data()};
-    for (std::size_t pad = stretcher->getPreferredStartPad(); pad > 0;) {
-        const std::size_t n = std::min(pad, kFeedFrames);
-        stretcher->process(channels, n, false);
-        pad -= n;
-    }
-    outputToDiscard = stretcher->getStartDelay();
-    fed = 0;
-    written = 0;
-    finalFed = false;
-    flushing = false;
-    flushLeft = 0;
+    stretch.startRun();
 }
 
 void TimePitchUnit::applyParameters() {
-    const double wantRate = rate.load();
-    const double wantCents = pitchCents.load();
-    if (wantRate == appliedRate && wantCents == appliedCents)
-        return;
-    // A device at another rate than the file is converted here too: the time ratio
-    // stretches to the device's rate and the pitch scale takes the shift back out.
-    stretcher->setTimeRatio(deviceRate / fileRate / wantRate);
-    stretcher->setPitchScale(std::exp2(wantCents / 1200.0) * fileRate / deviceRate);
-    appliedRate = wantRate;
-    appliedCents = wantCents;
-}
-
-void TimePitchUnit::process(const float* interleaved, std::size_t frames) {
-    for (std::size_t i = 0; i < frames; ++i) {
-        planarIn[0][i] = interleaved[2 * i];
-        planarIn[1][i] = interleaved[2 * i + 1];
-    }
-    const float* channels[2] = {planarIn[0].data(), planarIn[1].data()};
-    stretcher->process(channels, frames, false);
-    fed += double(frames);
-}
-
-bool TimePitchUnit::flushBlock() {
-    if (finalFed)
-        return false;
-    // The stretcher holds back up to a window of input plus its delay; silence pushes it
-    // out (the excess is cut where the input ends). A block at a time, so the ring is
-    // topped up between blocks: at a slow rate this is a lot of work.
-    if (!flushing) {
-        flushLeft = stretcher->getPreferredStartPad() + stretcher->getSamplesRequired();
-        flushing = true;
-    }
-    std::fill(planarIn[0].begin(), planarIn[0].end(), 0.0f);
-    std::fill(planarIn[1].begin(), planarIn[1].end(), 0.0f);
-    const float* channels[2] = {planarIn[0].data(), planarIn[1].data()};
-    const std::size_t n = std::min(flushLeft, kFeedFrames);
-    flushLeft -= n;
-    finalFed = flushLeft == 0;
-    stretcher->process(channels, n, finalFed);
-    return true;
-}
-
-int TimePitchUnit::available() const {
-    return stretcher->available();
-}
-
-std::size_t TimePitchUnit::retrieve(float* interleaved, std::size_t frames, double* sourceStart) {
-    frames = std::min(frames, kRetrieveFrames);
-    float* channels[2] = {planarOut[0].data(), planarOut[1].data()};
-    const std::size_t got = stretcher->retrieve(channels, frames);
-    const std::size_t first = std::min(outputToDiscard, got);
-    outputToDiscard -= first;
-    std::size_t count = got - first;
-    const double perOutput = sourcePerOutput();
-    if (finalFed) {
-        // The tail runs past the input; cut it where the input ends.
-        const double left = std::max(0.0, (fed - written) / perOutput);
-        count = std::min(count, std::size_t(std::llround(left)));
-    }
-    for (std::size_t i = 0; i < count; ++i) {
-        interleaved[2 * i] = planarOut[0][first + i];
-        interleaved[2 * i + 1] = planarOut[1][first + i];
-    }
-    *sourceStart = written;
-    written += double(count) * perOutput;
-    return count;
+    stretch.setParameters(rate.load(), pitchCents.load());
 }
 
 // ---- output ---------------------------------------------------------------------------

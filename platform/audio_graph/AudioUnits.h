@@ -13,15 +13,12 @@
 #include "platform/audio_device/WakeSignal.h"
 #include "platform/audio_graph/AudioGraph.h"
 #include "platform/audio_queue/SpscRing.h"
+#include "platform/time_pitch/TimePitchStage.h"
 
 #include <atomic>
 #include <cstdint>
 #include <memory>
 #include <vector>
-
-namespace RubberBand {
-class RubberBandStretcher;
-}
 
 namespace platform {
 
@@ -91,50 +88,21 @@ private:
 class TimePitchUnit final : public OpaqueAudioUnit {
 public:
     TimePitchUnit(OpaqueAUGraph& graph, const AudioComponentDescription& description);
-    ~TimePitchUnit() override;
 
     OSStatus setParameter(AudioUnitParameterID parameter, float value) override;
     OSStatus getParameter(AudioUnitParameterID parameter, float* value) const override;
 
     // Graph lock.
     // A new stretcher for frames at `fileRate` played at `deviceRate`.
-    void configure(double fileRate, double deviceRate);
-    bool isConfigured() const { return stretcher != nullptr; }
-    // A fresh run: the stretcher emptied and led in, so the first input frame is the first
-    // output frame.
+    void configure(double fileRate, double deviceRate) { stretch.configure(fileRate, deviceRate); }
+    bool isConfigured() const { return stretch.isConfigured(); }
+    // A fresh run at the current parameters.
     void startRun();
     void applyParameters();
-    // Feeds `frames` interleaved frames (at most kFeedFrames).
-    void process(const float* interleaved, std::size_t frames);
-    // Feeds one block of the silence that pushes the last input out; false once the final
-    // block has gone in.
-    bool flushBlock();
-    bool isFinalFed() const { return finalFed; }
-    // Output ready to retrieve; -1 once the last of it has been retrieved after the final
-    // block.
-    int available() const;
-    // Retrieves up to `frames` frames into `interleaved`, without the start delay and
-    // without the tail beyond the end of the input; returns how many it wrote, and in
-    // `sourceStart` the source frame the first of them stands for.
-    std::size_t retrieve(float* interleaved, std::size_t frames, double* sourceStart);
-    // Source frames one output frame stands for at the current rate.
-    double sourcePerOutput() const { return appliedRate * fileRate / deviceRate; }
-    double sourceFed() const { return fed; }
-
-    static constexpr std::size_t kFeedFrames = 256;
-    static constexpr std::size_t kRetrieveFrames = 1024;
+    TimePitchStage& stage() { return stretch; }
 
 private:
-    std::unique_ptr<RubberBand::RubberBandStretcher> stretcher;
-    double fileRate = 0, deviceRate = 0;
-    double appliedRate = 1, appliedCents = 0;
-    std::size_t outputToDiscard = 0; // start delay still to drop
-    double fed = 0;                  // source frames fed in this run
-    double written = 0;              // source frames the retrieved output stands for
-    bool finalFed = false;
-    bool flushing = false;
-    std::size_t flushLeft = 0;
-    std::vector<float> planarIn[2], planarOut[2];
+    TimePitchStage stretch;
 
     // Set from any thread, applied by the feeding thread.
     std::atomic<float> rate{1.0f}, pitchCents{0.0f};

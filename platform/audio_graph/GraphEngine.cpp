@@ -139,8 +139,8 @@ OSStatus OpaqueAUGraph::initialize() {
     if (!made->attach(output))
         return kAudioUnitErr_FailedInitialization;
     device = std::move(made);
-    feedBlock.assign(2 * TimePitchUnit::kFeedFrames, 0.0f);
-    retrieveBlock.assign(2 * TimePitchUnit::kRetrieveFrames, 0.0f);
+    feedBlock.assign(2 * TimePitchStage::kFeedFrames, 0.0f);
+    retrieveBlock.assign(2 * TimePitchStage::kRetrieveFrames, 0.0f);
     {
         std::lock_guard guard(engineLock);
         initialized = true;
@@ -267,47 +267,45 @@ bool OpaqueAUGraph::pumpStep(bool priming) {
     timePitch->applyParameters();
 
     // Out first: whatever the stretcher has goes into the ring, up to the ring's level.
+    TimePitchStage& stretch = timePitch->stage();
     const std::size_t target = output->targetFrames();
     for (;;) {
         const std::size_t level = output->levelFrames();
         if (level >= target)
             return false; // full: the real-time thread wakes this one when it runs low
-        const int available = timePitch->available();
-        if (available < 0) {
-            // The tail is out: the run ends with the last frame written.
-            if (timePitch->isFinalFed()) {
-                sourcePerOutputAtEnd.store(timePitch->sourcePerOutput());
-                output->markEnd();
-            }
+        if (stretch.reachedEnd()) {
+            // All of the region is out: the run ends with the last frame written.
+            sourcePerOutputAtEnd.store(stretch.sourcePerOutput());
+            output->markEnd();
             return false;
         }
+        const std::size_t available = stretch.available();
         if (available == 0)
             break;
         double sourceStart = 0;
-        const std::size_t count = timePitch->retrieve(
-            retrieveBlock.data(), std::min(std::size_t(available), target - level), &sourceStart);
+        const std::size_t count = stretch.retrieve(
+            retrieveBlock.data(), std::min(available, target - level), &sourceStart);
         if (count > 0) {
-            timeline.append(output->writeFrame(), sourceStart, timePitch->sourcePerOutput());
+            timeline.append(output->writeFrame(), sourceStart, stretch.sourcePerOutput());
             output->write(retrieveBlock.data(), count);
         }
     }
 
     // Then in: one block of the region, or of the silence that pushes its end out.
     const std::uint32_t got =
-        filePlayer->read(feedBlock.data(), std::uint32_t(TimePitchUnit::kFeedFrames));
+        filePlayer->read(feedBlock.data(), std::uint32_t(TimePitchStage::kFeedFrames));
     if (got > 0) {
-        timePitch->process(feedBlock.data(), got);
-        publishedSourceFed.store(timePitch->sourceFed());
+        stretch.process(feedBlock.data(), got);
+        publishedSourceFed.store(stretch.sourceFed());
         return true;
     }
-    if (timePitch->sourceFed() == 0) {
-        // Nothing of the region was played (empty, or past the end of the file): there is
-        // no tail to push out.
-        sourcePerOutputAtEnd.store(timePitch->sourcePerOutput());
-        output->markEnd();
-        return false;
-    }
-    return timePitch->flushBlock();
+    if (stretch.flushBlock())
+        return true;
+    // Everything that stands for the region is out (or nothing of it was played: empty,
+    // or past the end of the file).
+    sourcePerOutputAtEnd.store(stretch.sourcePerOutput());
+    output->markEnd();
+    return false;
 }
 
 } // namespace platform

@@ -26,12 +26,9 @@ private:
 
 namespace {
 
-using RubberBand::RubberBandStretcher;
-
 // Frames per stretcher process call: small, so the stretcher renders little beyond what the
 // ring asks for. Whatever it has rendered ahead is heard before a rate or pitch change.
-constexpr std::size_t kFeedFrames = 256;
-constexpr std::size_t kRetrieveFrames = 1024; // frames per stretcher retrieve call
+constexpr std::size_t kFeedFrames = TimePitchStage::kFeedFrames;
 constexpr std::size_t kRingCapacityFrames = 8192;
 // The queue thread's nice level while it feeds: ahead of ordinary work on a busy machine.
 constexpr int kQueueThreadNice = -10;
@@ -50,23 +47,9 @@ OpaqueAudioQueue::OpaqueAudioQueue(double fileRate_, std::shared_ptr<AudioDevice
                                    AudioQueueOutputCallback callback, void* userData)
     : fileRate(fileRate_), device(std::move(device_)), deviceRate(device->sampleRate()),
       outputCallback(callback), callbackUserData(userData), ring(2 * kRingCapacityFrames) {
-    // Pitch: resample after stretching, whichever way the pitch goes. Resampling the input
-    // instead (cheaper for upward shifts) puts a pitch change behind all the input the
-    // stretcher holds, about 90 ms at rate 1, before it is heard; after stretching it is
-    // heard with the next block that is rendered.
-    const auto options = RubberBandStretcher::OptionProcessRealTime |
-                         RubberBandStretcher::OptionEngineFiner |
-                         RubberBandStretcher::OptionPitchHighConsistency;
-    stretcher =
-        std::make_unique<RubberBandStretcher>(std::size_t(std::lround(fileRate)), 2, options,
-                                              deviceRate / fileRate, fileRate / deviceRate);
-    stretcher->setMaxProcessSize(kFeedFrames);
+    timePitch.configure(fileRate, deviceRate);
     ringTarget.store(std::min<std::uint32_t>(device->framesToKeepReady(), kRingCapacityFrames / 2));
-    for (int c = 0; c < 2; ++c) {
-        planarIn[c].assign(kFeedFrames, 0.0f);
-        planarOut[c].assign(kRetrieveFrames, 0.0f);
-    }
-    interleaved.assign(2 * kRetrieveFrames, 0.0f);
+    interleaved.assign(2 * TimePitchStage::kRetrieveFrames, 0.0f);
     thread = std::thread([this] { threadMain(); });
     device->attach(this);
 }
@@ -579,15 +562,9 @@ std::vector<AudioQueueBufferRef> OpaqueAudioQueue::pump(bool priming) {
             const std::size_t frames = front->mAudioDataByteSize / 8;
             const std::size_t n = std::min(frames - offsetInFront, kFeedFrames);
             const float* data = static_cast<const float*>(front->mAudioData) + 2 * offsetInFront;
-            for (std::size_t i = 0; i < n; ++i) {
-                planarIn[0][i] = data[2 * i];
-                planarIn[1][i] = data[2 * i + 1];
-            }
             if (n > 0) {
-                const float* channels[2] = {planarIn[0].data(), planarIn[1].data()};
-                stretcher->process(channels, n, false);
-                sourceFed += double(n);
-                publishedSourceFed.store(sourceFed);
+                timePitch.process(data, n);
+                publishedSourceFed.store(timePitch.sourceFed());
                 offsetInFront += n;
             }
             if (offsetInFront >= frames) {
@@ -601,24 +578,14 @@ std::vector<AudioQueueBufferRef> OpaqueAudioQueue::pump(bool priming) {
             }
             continue;
         }
-        if (stopping && !finalFed) {
-            // Everything to be played is in. The stretcher holds back up to a window of
-            // input plus its delay; push that out with silence (the excess is cut where the
-            // input ends), ending with a final block so it gives out its tail. A block at a
-            // time, with the ring topped up between blocks: at a slow rate this is a lot of
-            // work, and done in one go it would leave the device waiting.
-            if (!flushing) {
-                flushLeft = stretcher->getPreferredStartPad() + stretcher->getSamplesRequired();
-                flushing = true;
+        if (stopping) {
+            // Everything to be played is in: push out what the stretcher holds back, a block
+            // at a time with the ring topped up between blocks. At a slow rate that is a lot
+            // of work; in one go it would leave the device waiting.
+            if (!timePitch.flushBlock()) {
+                endPosition.store(ring.writePosition()); // all of it is out
+                break;
             }
-            std::fill(planarIn[0].begin(), planarIn[0].end(), 0.0f);
-            std::fill(planarIn[1].begin(), planarIn[1].end(), 0.0f);
-            const float* channels[2] = {planarIn[0].data(), planarIn[1].data()};
-            const std::size_t n = std::min(flushLeft, kFeedFrames);
-            flushLeft -= n;
-            const bool last = flushLeft == 0;
-            stretcher->process(channels, n, last);
-            finalFed = last;
             continue;
         }
         break; // waiting for buffers
@@ -627,24 +594,9 @@ std::vector<AudioQueueBufferRef> OpaqueAudioQueue::pump(bool priming) {
 }
 
 void OpaqueAudioQueue::prepareRunLocked() {
-    stretcher->reset();
     applyParametersLocked();
-    // Real-time mode does no alignment of its own: lead in with the silence it prefers and
-    // drop the delay it reports, so source frame 0 is the first frame heard.
-    std::fill(planarIn[0].begin(), planarIn[0].end(), 0.0f);
-    std::fill(planarIn[1].begin(), planarIn[1].end(), 0.0f);
-    const float* channels[2] = {planarIn[0].data(), planarIn[1].data()};
-    for (std::size_t pad = stretcher->getPreferredStartPad(); pad > 0;) {
-        const std::size_t n = std::min(pad, kFeedFrames);
-        stretcher->process(channels, n, false);
-        pad -= n;
-    }
-    outputToDiscard = stretcher->getStartDelay();
-    sourceFed = 0;
-    sourceWritten = 0;
+    timePitch.startRun();
     publishedSourceFed.store(0);
-    finalFed = false;
-    flushing = false;
     endCommitted.store(false);
     endPosition.store(UINT64_MAX);
     timeline.restart(ring.writePosition() / 2);
@@ -657,16 +609,8 @@ void OpaqueAudioQueue::applyParametersLocked() {
         std::lock_guard guard(stateLock);
         enabled = timePitchEnabled;
     }
-    const double wantRate = enabled ? double(rate.load()) : 1.0;
-    const double wantCents = enabled ? double(pitchCents.load()) : 0.0;
-    if (prepared && wantRate == appliedRate && wantCents == appliedPitchCents)
-        return;
-    // A device at another rate than the file is converted here too: the time ratio
-    // stretches to the device's rate and the pitch scale takes the shift back out.
-    stretcher->setTimeRatio(deviceRate / fileRate / wantRate);
-    stretcher->setPitchScale(std::exp2(wantCents / 1200.0) * fileRate / deviceRate);
-    appliedRate = wantRate;
-    appliedPitchCents = wantCents;
+    timePitch.setParameters(enabled ? double(rate.load()) : 1.0,
+                            enabled ? double(pitchCents.load()) : 0.0);
 }
 
 bool OpaqueAudioQueue::drainStretcherLocked(std::size_t targetFrames) {
@@ -674,36 +618,20 @@ bool OpaqueAudioQueue::drainStretcherLocked(std::size_t targetFrames) {
         const std::size_t level = std::size_t(ring.writePosition() - ring.readPosition()) / 2;
         if (level >= targetFrames)
             return true;
-        const int available = stretcher->available();
-        if (available < 0) {
-            // The tail is out: the last frame of this run is the last one written.
-            if (finalFed && endPosition.load() == UINT64_MAX)
+        if (timePitch.reachedEnd()) {
+            if (endPosition.load() == UINT64_MAX)
                 endPosition.store(ring.writePosition());
             return false;
         }
+        const std::size_t available = timePitch.available();
         if (available == 0)
             return false;
-        const std::size_t n =
-            std::min({std::size_t(available), targetFrames - level, kRetrieveFrames});
-        float* channels[2] = {planarOut[0].data(), planarOut[1].data()};
-        const std::size_t got = stretcher->retrieve(channels, n);
-        std::size_t first = std::min(outputToDiscard, got);
-        outputToDiscard -= first;
-        std::size_t count = got - first;
-        const double sourcePerOutput = appliedRate * fileRate / deviceRate;
-        if (finalFed) {
-            // The stretcher's tail runs past the input; cut it where the input ends.
-            const double left = std::max(0.0, (sourceFed - sourceWritten) / sourcePerOutput);
-            count = std::min(count, std::size_t(std::llround(left)));
-        }
-        for (std::size_t i = 0; i < count; ++i) {
-            interleaved[2 * i] = planarOut[0][first + i];
-            interleaved[2 * i + 1] = planarOut[1][first + i];
-        }
+        double sourceStart = 0;
+        const std::size_t count = timePitch.retrieve(
+            interleaved.data(), std::min(available, targetFrames - level), &sourceStart);
         if (count > 0) {
-            timeline.append(ring.writePosition() / 2, sourceWritten, sourcePerOutput);
+            timeline.append(ring.writePosition() / 2, sourceStart, timePitch.sourcePerOutput());
             ring.write(interleaved.data(), 2 * count);
-            sourceWritten += double(count) * sourcePerOutput;
         }
     }
 }

@@ -16,12 +16,12 @@
 #include "platform/audio_queue/AudioQueue.h"
 #include "platform/audio_queue/PlaybackTimeline.h"
 #include "platform/audio_queue/SpscRing.h"
+#include "platform/time_pitch/TimePitchStage.h"
 
 #include <atomic>
 #include <deque>
 #include <memory>
 #include <mutex>
-#include <rubberband/RubberBandStretcher.h>
 #include <thread>
 #include <vector>
 
@@ -112,17 +112,10 @@ private:
 
     // Feeding state (engineLock).
     std::mutex engineLock;
-    std::unique_ptr<RubberBand::RubberBandStretcher> stretcher;
-    std::size_t offsetInFront = 0;   // frames of the front buffer already fed
-    std::size_t outputToDiscard = 0; // start delay still to drop
-    double sourceFed = 0;            // source frames fed in this run
-    double sourceWritten = 0;        // source frames the ring's output stands for
-    bool finalFed = false;
-    bool flushing = false;     // the end is being pushed out of the stretcher
-    std::size_t flushLeft = 0; // silence still to feed for that
-    bool prepared = false;     // the stretcher is padded and ready for the next start
-    double appliedRate = 1, appliedPitchCents = 0;
-    std::vector<float> planarIn[2], planarOut[2], interleaved;
+    TimePitchStage timePitch;
+    std::size_t offsetInFront = 0;  // frames of the front buffer already fed
+    bool prepared = false;          // the stretcher is padded and ready for the next start
+    std::vector<float> interleaved; // output on its way to the ring
 
     // Shared with the real-time thread.
     SpscRing<float> ring;
