@@ -134,6 +134,11 @@ TEST(PlaybackSound, HalfSpeedOctaveUpThroughTheNullSink) {
     const std::size_t edge = std::size_t(0.2 * heard.sampleRate);
     const double frequency = sineFrequency(heard.left, heard.sampleRate, first + edge, last - edge);
     EXPECT_NEAR(cents(frequency, 880.0), 0.0, 1.0) << frequency << " Hz";
+    // The end is pushed out of the stretcher while the device plays: no gap before the
+    // last frames either.
+    for (const sound_check::Hole& hole : sound_check::findHoles(heard.left))
+        ADD_FAILURE() << "a hole of " << hole.length << " frames at "
+                      << double(hole.start) / heard.sampleRate << " s";
 }
 
 // Ten seconds of a steady tone at half speed, where the stretcher works hardest: any run of
