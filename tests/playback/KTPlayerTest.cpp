@@ -5,6 +5,7 @@
 #include "playback/KTPlayer.h"
 
 #include "platform/audio_device/OfflineAudioDevice.h"
+#include "tests/playback/OfflinePull.h"
 #include "tests/playback/SignalAnalysis.h"
 #include "tests/support/Fixtures.h"
 #include "tests/support/Signals.h"
@@ -61,19 +62,7 @@ protected:
     // Pulls what the player plays, gaps left out, until `done` holds or `maxFrames` have
     // been taken, keeping the event loop (and so the playhead timer) turning.
     template <typename Done> std::vector<float> render(Done done, std::size_t maxFrames) {
-        std::vector<float> out, block(2 * 512);
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-        while (!done() && out.size() / 2 < maxFrames &&
-               std::chrono::steady_clock::now() < deadline) {
-            const auto want = std::uint32_t(std::min<std::size_t>(512, maxFrames - out.size() / 2));
-            const std::uint32_t got =
-                device->pullPlayed(block.data(), want, std::chrono::milliseconds(200));
-            out.insert(out.end(), block.begin(), block.begin() + 2 * std::ptrdiff_t(got));
-            QCoreApplication::processEvents();
-            if (got == 0)
-                QThread::msleep(1);
-        }
-        return out;
+        return pullPlayed(*device, done, maxFrames);
     }
     std::vector<float> renderFrames(std::size_t frames) {
         return render([] { return false; }, frames);

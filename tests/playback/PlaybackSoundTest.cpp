@@ -10,6 +10,7 @@
 #include "tests/support/Fixtures.h"
 #include "tests/support/Signals.h"
 #include "tools/sound_check/Holes.h"
+#include "tools/wav_writer/WavFileReader.h"
 
 #include <QCoreApplication>
 #include <QThread>
@@ -113,10 +114,14 @@ Heard playAndRecord(const std::filesystem::path& tone, double rate, float cents)
         recording.stop();
     }
     EXPECT_TRUE(completion.done.load());
-    const FloatWav wav = readFloatWav(recordingPath);
-    EXPECT_EQ(wav.channels, 2);
-    heard.left = channelOf(wav.samples, 0);
-    heard.sampleRate = wav.sampleRate;
+    const std::optional<FloatWav> wav = readFloatWav(recordingPath);
+    if (!wav) {
+        ADD_FAILURE() << "no recording in " << recordingPath;
+        return heard;
+    }
+    EXPECT_EQ(wav->channels, 2);
+    heard.left = channelOf(wav->samples, 0);
+    heard.sampleRate = wav->sampleRate;
     return heard;
 }
 

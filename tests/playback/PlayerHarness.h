@@ -7,6 +7,7 @@
 #include "audio/KTAudioFile.h"
 #include "platform/audio_device/OfflineAudioDevice.h"
 #include "playback/KTAudioQueuePlayer.h"
+#include "tests/playback/OfflinePull.h"
 #include "tests/support/Fixtures.h"
 
 #include <QCoreApplication>
@@ -76,19 +77,7 @@ protected:
 };
 
 template <typename Done> std::vector<float> PlayerTest::render(Done done, std::size_t maxFrames) {
-    std::vector<float> out;
-    std::vector<float> block(2 * 512);
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (!done() && out.size() / 2 < maxFrames && std::chrono::steady_clock::now() < deadline) {
-        const auto want = std::uint32_t(std::min<std::size_t>(512, maxFrames - out.size() / 2));
-        const std::uint32_t got =
-            device->pullPlayed(block.data(), want, std::chrono::milliseconds(200));
-        out.insert(out.end(), block.begin(), block.begin() + 2 * std::ptrdiff_t(got));
-        QCoreApplication::processEvents();
-        if (got == 0)
-            QThread::msleep(1);
-    }
-    return out;
+    return pullPlayed(*device, done, maxFrames);
 }
 
 template <typename Done> bool PlayerTest::waitUntil(Done done) {

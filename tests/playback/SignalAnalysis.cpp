@@ -1,10 +1,6 @@
 #include "tests/playback/SignalAnalysis.h"
 
 #include <cmath>
-#include <cstring>
-#include <fstream>
-#include <iterator>
-#include <stdexcept>
 
 namespace playback_test {
 
@@ -57,45 +53,6 @@ std::pair<std::size_t, std::size_t> audibleSpan(const std::vector<float>& mono, 
 
 double cents(double frequency, double reference) {
     return 1200.0 * std::log2(frequency / reference);
-}
-
-FloatWav readFloatWav(const std::filesystem::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    const std::vector<char> bytes((std::istreambuf_iterator<char>(in)),
-                                  std::istreambuf_iterator<char>());
-    auto u32 = [&](std::size_t at) {
-        std::uint32_t v;
-        std::memcpy(&v, bytes.data() + at, 4);
-        return v;
-    };
-    auto u16 = [&](std::size_t at) {
-        std::uint16_t v;
-        std::memcpy(&v, bytes.data() + at, 2);
-        return v;
-    };
-    if (bytes.size() < 12 || std::memcmp(bytes.data(), "RIFF", 4) != 0)
-        throw std::runtime_error("not a WAV file: " + path.string());
-    FloatWav wav;
-    std::size_t at = 12;
-    while (at + 8 <= bytes.size()) {
-        const std::string id(bytes.data() + at, 4);
-        std::size_t size = u32(at + 4);
-        if (id == "fmt ") {
-            wav.channels = u16(at + 10);
-            wav.sampleRate = int(u32(at + 12));
-            if (u16(at + 22) != 32)
-                throw std::runtime_error("not 32-bit float: " + path.string());
-        } else if (id == "data") {
-            // A recorder killed mid-stream leaves the size unwritten: take what is there.
-            if (size == 0 || size == 0xffffffffu || at + 8 + size > bytes.size())
-                size = bytes.size() - at - 8;
-            wav.samples.resize(size / 4);
-            std::memcpy(wav.samples.data(), bytes.data() + at + 8, wav.samples.size() * 4);
-            return wav;
-        }
-        at += 8 + size + (size & 1);
-    }
-    throw std::runtime_error("no data chunk: " + path.string());
 }
 
 } // namespace playback_test

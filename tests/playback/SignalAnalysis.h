@@ -27,11 +27,4 @@ std::pair<std::size_t, std::size_t> audibleSpan(const std::vector<float>& mono, 
 double cents(double frequency, double reference);
 
 // Interleaved frames and rate of a 32-bit float WAV (as parecord and the play tool write).
-struct FloatWav {
-    int sampleRate = 0;
-    int channels = 0;
-    std::vector<float> samples;
-};
-FloatWav readFloatWav(const std::filesystem::path& path);
-
 } // namespace playback_test

@@ -8,6 +8,8 @@
 //
 //   studyloop-spectral-diff A.wav B.wav [--frame-ms 50] [--range-db 80] [--top 5]
 
+#include "tools/wav_writer/WavFileReader.h"
+
 #include <algorithm>
 #include <charconv>
 #include <cmath>
@@ -15,8 +17,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 #include <numbers>
 #include <optional>
 #include <string>
@@ -30,53 +30,21 @@ struct Audio {
 };
 
 // A 32-bit float WAV, channels averaged; nullopt when it is not one.
-std::optional<Audio> readFloatWav(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    const std::vector<char> bytes((std::istreambuf_iterator<char>(in)),
-                                  std::istreambuf_iterator<char>());
-    auto u32 = [&](std::size_t at) {
-        std::uint32_t v;
-        std::memcpy(&v, bytes.data() + at, 4);
-        return v;
-    };
-    auto u16 = [&](std::size_t at) {
-        std::uint16_t v;
-        std::memcpy(&v, bytes.data() + at, 2);
-        return v;
-    };
-    if (bytes.size() < 12 || std::memcmp(bytes.data(), "RIFF", 4) != 0)
+std::optional<Audio> readMonoWav(const std::string& path) {
+    const std::optional<FloatWav> wav = readFloatWav(path);
+    if (!wav)
         return std::nullopt;
+    const auto channels = std::size_t(wav->channels);
     Audio audio;
-    int channels = 0;
-    for (std::size_t at = 12; at + 8 <= bytes.size();) {
-        const std::string id(bytes.data() + at, 4);
-        std::size_t size = u32(at + 4);
-        if (id == "fmt ") {
-            channels = u16(at + 10);
-            audio.sampleRate = int(u32(at + 12));
-            if (u16(at + 22) != 32)
-                return std::nullopt;
-        } else if (id == "data" && channels > 0) {
-            size = std::min(size, bytes.size() - at - 8);
-            const std::size_t frames = size / 4 / std::size_t(channels);
-            audio.mono.resize(frames);
-            for (std::size_t f = 0; f < frames; ++f) {
-                float sum = 0;
-                for (int c = 0; c < channels; ++c) {
-                    float v;
-                    std::memcpy(&v,
-                                bytes.data() + at + 8 +
-                                    4 * (f * std::size_t(channels) + std::size_t(c)),
-                                4);
-                    sum += v;
-                }
-                audio.mono[f] = sum / float(channels);
-            }
-            return audio;
-        }
-        at += 8 + size + (size & 1);
+    audio.sampleRate = wav->sampleRate;
+    audio.mono.resize(wav->samples.size() / channels);
+    for (std::size_t f = 0; f < audio.mono.size(); ++f) {
+        float sum = 0;
+        for (std::size_t c = 0; c < channels; ++c)
+            sum += wav->samples[f * channels + c];
+        audio.mono[f] = sum / float(channels);
     }
-    return std::nullopt;
+    return audio;
 }
 
 // In-place radix-2 FFT; the size is a power of two.
@@ -182,7 +150,7 @@ int main(int argc, char** argv) {
                    stderr);
         return 2;
     }
-    const std::optional<Audio> a = readFloatWav(paths[0]), b = readFloatWav(paths[1]);
+    const std::optional<Audio> a = readMonoWav(paths[0]), b = readMonoWav(paths[1]);
     if (!a || !b || a->sampleRate != b->sampleRate) {
         std::fputs("studyloop-spectral-diff: two 32-bit float WAV files of one rate, please\n",
                    stderr);
