@@ -15,6 +15,7 @@ namespace {
 // The volume curve: linear in decibels, level 1 at unity gain, level 0 at about -27.39 dB.
 constexpr double kVolumeCurveExponent = 3.1534023932147273;
 constexpr double kVolumeCurveScale = 0.04270657483438783;
+constexpr double kMaxPassPauseSeconds = 10.0;
 } // namespace
 
 KTAudioQueuePlayer::KTAudioQueuePlayer(QObject* parent) : QObject(parent) {}
@@ -129,6 +130,10 @@ void KTAudioQueuePlayer::isRunningListener(void* userData, AudioQueueRef queue,
     player->setCurrentFrame(player->rangeStartFrame());
     player->setPlaying(false);
     if (player->isLooped()) {
+        if (KTAudioQueuePlayerDelegate* delegate = player->delegate())
+            delegate->playerDidCompleteLoopPass(player);
+        if (const double pause = player->passPause.load(); pause > 0)
+            AudioQueueSetLeadIn(queue, {pause, player->countInTempo.load(), 4});
         player->play();
     } else if (KTAudioQueuePlayerDelegate* delegate = player->delegate()) {
         delegate->playerDidCompletePlayback(player);
@@ -200,6 +205,13 @@ void KTAudioQueuePlayer::ffwd() {
 
 void KTAudioQueuePlayer::setPlaybackRate(double rate) {
     AudioQueueSetParameter(queue.load(), kAudioQueueParam_PlayRate, float(rate));
+}
+
+void KTAudioQueuePlayer::setPassPause(double seconds, double countInBeatsPerMinute) {
+    passPause.store(std::isfinite(seconds) ? std::clamp(seconds, 0.0, kMaxPassPauseSeconds) : 0.0);
+    countInTempo.store(std::isfinite(countInBeatsPerMinute) && countInBeatsPerMinute > 0
+                           ? countInBeatsPerMinute
+                           : 0.0);
 }
 
 void KTAudioQueuePlayer::setPitchShift(float cents) {

@@ -73,6 +73,15 @@ public:
     void setPitchShift(float cents);   // pitch without change of speed
     void setVolume(double level);      // 1.0 = full gain, 0.0 about -27.4 dB
 
+    // A pause between the passes of a looped range, with count-in clicks on the beats of
+    // `countInBeatsPerMinute` (0: none) counted back from the next pass. The pause is
+    // silence the queue plays after its time/pitch stage, so it keeps its length at any
+    // speed; the player counts as playing throughout, and pause() holds it where it is.
+    // 0 s (the default) starts the next pass at once. Any thread.
+    void setPassPause(double seconds, double countInBeatsPerMinute);
+    double passPauseSeconds() const { return passPause.load(); }
+    double countInBeatsPerMinute() const { return countInTempo.load(); }
+
     // The absolute frame the playhead stands on. Any thread.
     double currentFrame() const;
     // Seeks the file; the playhead follows. Main thread or the queue's thread.
@@ -130,6 +139,8 @@ private:
     std::atomic<bool> playing{false};
     std::atomic<bool> looped{false};
     std::atomic<bool> _completed{false};
+    std::atomic<double> passPause{0.0};
+    std::atomic<double> countInTempo{0.0};
     std::atomic<std::shared_ptr<KTAudioFile>> audioFile_;
     std::atomic<KTAudioQueuePlayerDelegate*> delegate_{nullptr};
 

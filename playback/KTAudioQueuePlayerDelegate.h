@@ -4,8 +4,9 @@
 // nothing. The player holds its delegate without owning it.
 //
 // Threads: playerDidMovePlayheadToFrame arrives on the main thread (timer ticks, rewind,
-// ffwd). playerDidCompletePlayback arrives on the audio queue's own thread; a delegate
-// that touches the interface moves it to the main thread itself.
+// ffwd). playerDidCompletePlayback and playerDidCompleteLoopPass arrive on the audio
+// queue's own thread; a delegate that touches the interface moves them to the main thread
+// itself.
 
 class KTAudioQueuePlayer;
 
@@ -21,4 +22,8 @@ public:
 
     // The range has been played out (or the queue stopped) and the player is not looped.
     virtual void playerDidCompletePlayback(KTAudioQueuePlayer* player) { (void)player; }
+
+    // A pass of a looped range has been played out and the next one is about to start.
+    // Arrives on the audio queue's own thread.
+    virtual void playerDidCompleteLoopPass(KTAudioQueuePlayer* player) { (void)player; }
 };

@@ -113,4 +113,8 @@ OSStatus AudioQueueGetCurrentTime(AudioQueueRef queue, AudioQueueTimelineRef tim
     return queue->currentTime(outTimeStamp);
 }
 
+OSStatus AudioQueueSetLeadIn(AudioQueueRef queue, const AudioQueueLeadIn& leadIn) {
+    return queue ? queue->setLeadIn(leadIn) : kInvalidQueue;
+}
+
 } // namespace platform

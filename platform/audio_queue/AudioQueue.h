@@ -140,4 +140,16 @@ OSStatus AudioQueueRemovePropertyListener(AudioQueueRef queue, AudioQueuePropert
 OSStatus AudioQueueGetCurrentTime(AudioQueueRef queue, AudioQueueTimelineRef timeline,
                                   AudioTimeStamp* outTimeStamp, Boolean* outDiscontinuity);
 
+// Beyond the audio-queue service: a lead-in of silence before the next run, with count-in
+// clicks in it (CountIn.h). It is rendered after the time/pitch stage, so neither its
+// length nor its clicks change with the play rate, and it holds still while the queue is
+// paused. It applies to the next start from stopped only; a start without one has none.
+// The clock stands at the run's first source frame throughout.
+struct AudioQueueLeadIn {
+    double seconds = 0;
+    double beatsPerMinute = 0; // 0: silence only
+    std::uint32_t beatsPerBar = 4;
+};
+OSStatus AudioQueueSetLeadIn(AudioQueueRef queue, const AudioQueueLeadIn& leadIn);
+
 } // namespace platform

@@ -35,6 +35,8 @@ constexpr int kQueueThreadNice = -10;
 
 constexpr double kMinRate = 1.0 / 32, kMaxRate = 32;
 constexpr double kMinCents = -2400, kMaxCents = 2400;
+// A lead-in longer than this is refused: it is a pause between passes, not a second file.
+constexpr double kMaxLeadInSeconds = 60;
 
 // Only for buffers known to come from this queue's allocateBuffer.
 QueueBuffer* owner(AudioQueueBufferRef buffer) {
@@ -163,6 +165,7 @@ OSStatus OpaqueAudioQueue::start() {
         run = stopPending ? RunState::Stopping : RunState::Running;
         stopPending = false;
         freshStart.store(true);
+        publishLeadInLocked();
         rtPlaying.store(true, std::memory_order_release);
         setRunning(true);
     }
@@ -355,6 +358,31 @@ OSStatus OpaqueAudioQueue::removeListener(AudioQueuePropertyID property,
     return noErr;
 }
 
+OSStatus OpaqueAudioQueue::setLeadIn(const AudioQueueLeadIn& leadIn) {
+    if (!std::isfinite(leadIn.seconds) || leadIn.seconds < 0 ||
+        leadIn.seconds > kMaxLeadInSeconds || !std::isfinite(leadIn.beatsPerMinute) ||
+        leadIn.beatsPerMinute < 0)
+        return kAudioQueueErr_InvalidParameter;
+    std::lock_guard guard(stateLock);
+    if (disposed)
+        return kAudioQueueErr_DisposalPending;
+    pendingLeadIn = leadIn;
+    return noErr;
+}
+
+void OpaqueAudioQueue::publishLeadInLocked() {
+    const AudioQueueLeadIn leadIn = std::exchange(pendingLeadIn, AudioQueueLeadIn{});
+    leadInFrames.store(std::uint32_t(std::lround(leadIn.seconds * deviceRate)),
+                       std::memory_order_relaxed);
+    leadInBeatFrames.store(
+        leadIn.beatsPerMinute > 0
+            ? std::uint32_t(std::lround(60.0 / leadIn.beatsPerMinute * deviceRate))
+            : 0,
+        std::memory_order_relaxed);
+    leadInBeatsPerBar.store(leadIn.beatsPerBar, std::memory_order_relaxed);
+    leadInGeneration.fetch_add(1, std::memory_order_release);
+}
+
 OSStatus OpaqueAudioQueue::currentTime(AudioTimeStamp* out) {
     if (!out)
         return kAudioQueueErr_InvalidParameter;
@@ -372,10 +400,28 @@ OSStatus OpaqueAudioQueue::currentTime(AudioTimeStamp* out) {
 
 // ---- real-time side -------------------------------------------------------------------
 
+std::uint32_t OpaqueAudioQueue::renderLeadIn(float* out, std::uint32_t frames) noexcept {
+    if (const std::uint64_t generation = leadInGeneration.load(std::memory_order_acquire);
+        generation != rtLeadInGeneration) {
+        rtLeadInGeneration = generation;
+        rtLeadInLeft = leadInFrames.load(std::memory_order_relaxed);
+        rtCountIn = CountIn{rtLeadInLeft, leadInBeatFrames.load(std::memory_order_relaxed),
+                            leadInBeatsPerBar.load(std::memory_order_relaxed), deviceRate};
+    }
+    const std::uint32_t n = std::min(frames, rtLeadInLeft);
+    for (std::uint32_t i = 0; i < n; ++i)
+        out[2 * i] = out[2 * i + 1] = countInSample(rtCountIn, rtLeadInLeft - i);
+    rtLeadInLeft -= n;
+    return n;
+}
+
 std::uint32_t OpaqueAudioQueue::renderAudio(float* out, std::uint32_t frames) noexcept {
     if (!rtPlaying.load(std::memory_order_acquire))
         return 0;
-    const auto got = std::uint32_t(ring.read(out, 2 * std::size_t(frames)) / 2);
+    const std::uint32_t leadIn = renderLeadIn(out, frames);
+    const auto got = leadIn + std::uint32_t(ring.read(out + 2 * std::size_t(leadIn),
+                                                      2 * std::size_t(frames - leadIn)) /
+                                            2);
     // Below its level: the queue thread tops the ring up (it sleeps until told).
     if (ring.writePosition() - ring.readPosition() <
         2 * std::uint64_t(ringTarget.load(std::memory_order_relaxed)))

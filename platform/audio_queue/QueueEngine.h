@@ -14,6 +14,7 @@
 #include "platform/audio_device/AudioDevice.h"
 #include "platform/audio_device/WakeSignal.h"
 #include "platform/audio_queue/AudioQueue.h"
+#include "platform/audio_queue/CountIn.h"
 #include "platform/audio_queue/PlaybackTimeline.h"
 #include "platform/audio_queue/SpscRing.h"
 #include "platform/time_pitch/TimePitchStage.h"
@@ -52,6 +53,7 @@ struct platform::OpaqueAudioQueue final : platform::AudioRenderSource {
     OSStatus removeListener(AudioQueuePropertyID property, AudioQueuePropertyListenerProc proc,
                             void* userData);
     OSStatus currentTime(AudioTimeStamp* out);
+    OSStatus setLeadIn(const AudioQueueLeadIn& leadIn);
 
     // AudioRenderSource, real-time thread.
     std::uint32_t renderAudio(float* out, std::uint32_t frames) noexcept override;
@@ -77,6 +79,8 @@ private:
     void deliverRunningEvents(const std::vector<bool>& values);
     void setRunning(bool running); // stateLock held: records the change for the listeners
     void returnFedLocked();        // stateLock held: the run is over, every fed buffer goes back
+    void publishLeadInLocked();    // stateLock held: a start from stopped takes the lead-in
+    std::uint32_t renderLeadIn(float* out, std::uint32_t frames) noexcept; // real-time thread
 
     // Fixed at creation.
     const double fileRate;
@@ -109,6 +113,7 @@ private:
     bool deleteOnExit = false; // disposed without joining: the thread frees the queue
     bool timePitchEnabled = false;
     std::uint32_t timePitchAlgorithm = kAudioQueueTimePitchAlgorithm_Spectral;
+    AudioQueueLeadIn pendingLeadIn; // for the next start from stopped
 
     // Feeding state (engineLock).
     std::mutex engineLock;
@@ -128,7 +133,15 @@ private:
     std::atomic<bool> endCommitted{false}; // a stop's end is being fed (set under stateLock)
     // Frames the ring is kept filled to: what the device takes at a time, with room.
     std::atomic<std::uint32_t> ringTarget{0};
-    float rtGain = 1.0f; // real-time thread only
+    // The lead-in of the run being started: published before rtPlaying, and taken by the
+    // real-time thread when it sees a new generation (every start from stopped makes one).
+    std::atomic<std::uint32_t> leadInFrames{0}, leadInBeatFrames{0}, leadInBeatsPerBar{4};
+    std::atomic<std::uint64_t> leadInGeneration{0};
+    // Real-time thread only.
+    float rtGain = 1.0f;
+    std::uint64_t rtLeadInGeneration = 0;
+    std::uint32_t rtLeadInLeft = 0;
+    CountIn rtCountIn;
 
     std::atomic<std::thread::id> threadId{};
     // The IsRunning value a listener being called on the queue thread is told about.
