@@ -152,5 +152,7 @@ void KTTimerView::drawFlash(QPainter& painter) const {
         drawGlyph(painter, LcdGlyph::SpeedUnit, x0 - kDigitWidth);
         // One point of space between the number and the unit.
         drawNumberAtXMinDigits(painter, static_cast<int>(flashValue_), x0 - kDigitWidth - 1, 2);
+    } else if (flashType_ == kFlashNumber) {
+        drawNumberAtXMinDigits(painter, std::abs(static_cast<int>(flashValue_)), x0, 1);
     }
 }

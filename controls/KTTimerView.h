@@ -25,6 +25,7 @@ public:
     // Values of the flash type.
     static constexpr int kFlashPercentage = 0; // speed or volume in percent, with the unit glyph
     static constexpr int kFlashPitch = 1;      // semitone pairs (cents / 200), one decimal
+    static constexpr int kFlashNumber = 2;     // a whole number, such as a tempo in BPM
 
     explicit KTTimerView(QWidget* parent = nullptr);
 
@@ -34,7 +35,7 @@ public:
 
     // Shows `value` in place of the time and (re)starts the one-second flash timer, so a run
     // of changes keeps the flash up until one second after the last. Any other type than the
-    // two above shows nothing for that second.
+    // three above shows nothing for that second.
     void showFlashTypeValue(int type, float value);
     // What the display shows: the flash (its type and value) or the time.
     bool isShowingFlash() const { return mode_ == 1; }

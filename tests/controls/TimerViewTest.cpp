@@ -107,11 +107,13 @@ INSTANTIATE_TEST_SUITE_P(Flashes, FlashReading,
                                          FlashCase{KTTimerView::kFlashPercentage, 5.0f, "05%"},
                                          FlashCase{KTTimerView::kFlashPercentage, 100.0f, "100%"},
                                          FlashCase{KTTimerView::kFlashPercentage, 250.0f, "250%"},
+                                         FlashCase{KTTimerView::kFlashNumber, 96.0f, "96"},
                                          FlashCase{7, 3.0f, ""}),
                          [](const auto& info) {
                              const char* kind =
                                  info.param.type == KTTimerView::kFlashPitch        ? "pitch"
                                  : info.param.type == KTTimerView::kFlashPercentage ? "percent"
+                                 : info.param.type == KTTimerView::kFlashNumber     ? "number"
                                                                                     : "unknown";
                              return kind + nameOf(info.param.value);
                          });
