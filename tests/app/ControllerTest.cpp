@@ -2,16 +2,13 @@
 // audio device: the open flow, the commands and keys, the indicators, the delegate
 // reports, a bad file, and quitting while a range ends.
 
-#include "app/KTAppController.h"
-#include "app/PlayerWindow.h"
 #include "controls/KTCustomSliderCell.h"
 #include "controls/KTDualModeButton.h"
 #include "controls/KTTimerView.h"
-#include "platform/audio_device/OfflineAudioDevice.h"
 #include "platform/audio_device/PulseAudioDevice.h"
 #include "platform/audio_queue/AudioQueue.h"
 #include "platform/desktop/RecentFiles.h"
-#include "tests/support/Fixtures.h"
+#include "tests/app/ControllerFixture.h"
 #include "waveform_view/KTFixedWaveformView.h"
 
 #include <QFileDialog>
@@ -28,79 +25,9 @@
 #include <random>
 #include <thread>
 
-using namespace test_support;
-
 namespace {
 
-constexpr int kRate = 44100;
-
-std::string toneFile(const char* label, std::int64_t frames = 3 * kRate, double frequency = 440) {
-    return makeFixture(makeSine(frames, 2, kRate, frequency), encoding("wavf32"), label).string();
-}
-
-class ControllerTest : public ::testing::Test {
-protected:
-    void SetUp() override {
-        device = std::make_shared<platform::OfflineAudioDevice>(kRate);
-        platform::setDefaultAudioDevice(device);
-        window = std::make_unique<PlayerWindow>();
-        controller = std::make_unique<KTAppController>(window.get());
-        controller->applicationDidFinishLaunching();
-        window->show();
-        ASSERT_TRUE(QTest::qWaitForWindowExposed(window.get()));
-    }
-    void TearDown() override {
-        stopPulling();
-        controller.reset();
-        window.reset();
-        QCoreApplication::processEvents();
-        platform::setDefaultAudioDevice(nullptr);
-    }
-
-    void load(const std::string& path) {
-        QSignalSpy loaded(controller.get(), &KTAppController::fileLoaded);
-        controller->openFileWithURL(QUrl::fromLocalFile(QString::fromStdString(path)));
-        ASSERT_EQ(loaded.count(), 1);
-    }
-
-    // Pulls the offline device on a thread of its own, as a sound card would.
-    void startPulling() {
-        pulling = true;
-        puller = std::thread([this] {
-            std::vector<float> block(2 * 512);
-            while (pulling)
-                if (device->pull(block.data(), 512, std::chrono::milliseconds(20)) == 0)
-                    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        });
-    }
-    void stopPulling() {
-        pulling = false;
-        if (puller.joinable())
-            puller.join();
-    }
-
-    // Turns the event loop until `done` holds, for at most 10 s.
-    template <typename Done> bool waitUntil(Done done) {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-        while (!done()) {
-            if (std::chrono::steady_clock::now() > deadline)
-                return false;
-            QTest::qWait(5);
-        }
-        return true;
-    }
-
-    const Ui::PlayerWindow& ui() const { return window->ui; }
-    void key(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
-        QTest::keyClick(window.get(), key, modifiers);
-    }
-
-    std::shared_ptr<platform::OfflineAudioDevice> device;
-    std::unique_ptr<PlayerWindow> window;
-    std::unique_ptr<KTAppController> controller;
-    std::atomic<bool> pulling{false};
-    std::thread puller;
-};
+using namespace app_test;
 
 TEST_F(ControllerTest, LaunchLeavesTheControlsOffUntilAFileIsLoaded) {
     EXPECT_FALSE(ui().playPauseButton->isEnabled());

@@ -1,0 +1,95 @@
+#pragma once
+
+// The application controller with the real window under Xvfb and the offline audio device,
+// pulled by a thread of its own as a sound card would pull it; shared by the controller's
+// test files.
+
+#include "app/KTAppController.h"
+#include "app/PlayerWindow.h"
+#include "platform/audio_device/OfflineAudioDevice.h"
+#include "tests/support/Fixtures.h"
+
+#include <QSignalSpy>
+#include <QTest>
+#include <atomic>
+#include <chrono>
+#include <gtest/gtest.h>
+#include <memory>
+#include <thread>
+
+namespace app_test {
+
+using namespace test_support;
+
+constexpr int kRate = 44100;
+
+inline std::string toneFile(const char* label, std::int64_t frames = 3 * kRate,
+                            double frequency = 440) {
+    return makeFixture(makeSine(frames, 2, kRate, frequency), encoding("wavf32"), label).string();
+}
+
+class ControllerTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        device = std::make_shared<platform::OfflineAudioDevice>(kRate);
+        platform::setDefaultAudioDevice(device);
+        window = std::make_unique<PlayerWindow>();
+        controller = std::make_unique<KTAppController>(window.get());
+        controller->applicationDidFinishLaunching();
+        window->show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(window.get()));
+    }
+    void TearDown() override {
+        stopPulling();
+        controller.reset();
+        window.reset();
+        QCoreApplication::processEvents();
+        platform::setDefaultAudioDevice(nullptr);
+    }
+
+    void load(const std::string& path) {
+        QSignalSpy loaded(controller.get(), &KTAppController::fileLoaded);
+        controller->openFileWithURL(QUrl::fromLocalFile(QString::fromStdString(path)));
+        ASSERT_EQ(loaded.count(), 1);
+    }
+
+    // Pulls the offline device on a thread of its own, as a sound card would.
+    void startPulling() {
+        pulling = true;
+        puller = std::thread([this] {
+            std::vector<float> block(2 * 512);
+            while (pulling)
+                if (device->pull(block.data(), 512, std::chrono::milliseconds(20)) == 0)
+                    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        });
+    }
+    void stopPulling() {
+        pulling = false;
+        if (puller.joinable())
+            puller.join();
+    }
+
+    // Turns the event loop until `done` holds, for at most 10 s.
+    template <typename Done> bool waitUntil(Done done) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (!done()) {
+            if (std::chrono::steady_clock::now() > deadline)
+                return false;
+            QTest::qWait(5);
+        }
+        return true;
+    }
+
+    const Ui::PlayerWindow& ui() const { return window->ui; }
+    void key(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+        QTest::keyClick(window.get(), key, modifiers);
+    }
+
+    std::shared_ptr<platform::OfflineAudioDevice> device;
+    std::unique_ptr<PlayerWindow> window;
+    std::unique_ptr<KTAppController> controller;
+    std::atomic<bool> pulling{false};
+    std::thread puller;
+};
+
+} // namespace app_test
