@@ -118,6 +118,7 @@ void KTAppController::connectCommands() {
             setPitchShift(pitchSlider_);
     });
     connect(progressSheet_, &QDialog::finished, this, &KTAppController::didEndSheet);
+    connectPracticeCommands();
 }
 
 void KTAppController::setControlsEnabled(bool enabled) {
@@ -127,9 +128,16 @@ void KTAppController::setControlsEnabled(bool enabled) {
           static_cast<QWidget*>(loopButton_)})
         control->setEnabled(enabled);
     controlMenuItem_->setEnabled(enabled);
-    // A disabled menu still lets its items' shortcuts through; the items follow it.
-    for (QAction* item : window_->ui.controlsMenu->actions())
-        item->setEnabled(enabled);
+    // A disabled menu still lets its items' shortcuts through; the items follow it, and
+    // those of its submenus.
+    const auto enableItems = [enabled](const QMenu* menu, const auto& self) -> void {
+        for (QAction* item : menu->actions()) {
+            item->setEnabled(enabled);
+            if (item->menu())
+                self(item->menu(), self);
+        }
+    };
+    enableItems(window_->ui.controlsMenu, enableItems);
 }
 
 void KTAppController::openDocument(QObject* /*sender*/) {
@@ -225,6 +233,7 @@ void KTAppController::openFileWithURL(const QUrl& url) {
     waveformView_->setWaveform(std::move(waveform));
 
     showPlayingState(false);
+    stopSpeedTrainer(); // its schedule was for the file before
     setSpeedValue(1.0f);
     player_->setPlaybackRate(speedValue());
     pitchSlider_->setValue(0);

@@ -25,6 +25,9 @@
 // audio file with it; the window and its widgets belong to whoever made them and must
 // outlive the controller.
 
+#include "app/LoopEditing.h"
+#include "app/SpeedTrainer.h"
+#include "app/TapTempo.h"
 #include "audio/KTAudioFile.h"
 #include "playback/KTAudioQueuePlayer.h"
 #include "playback/KTAudioQueuePlayerDelegate.h"
@@ -95,6 +98,26 @@ public:
     // The keyboard table, by macOS virtual key code; true when the key was a command.
     bool keyDown(QKeyEvent* event);
 
+    // Practice tools beyond the design's commands (KTAppController_Practice.cpp). The
+    // loop edits go the way a mouse edit of the range goes: the player pauses, the view
+    // shows the new range and the player takes it.
+    void stepLoop(int direction);        // back (-1) or on (+1) by the loop's own length
+    void resizeLoop(double factor);      // 0.5 halves the loop, 2 doubles it
+    void nudgeLoopStart(double seconds); // negative: earlier
+    void nudgeLoopEnd(double seconds);
+    void showSpeedTrainer(QObject* sender);
+    // Turns looping on if it is off, sets the plan's start speed (the LCD flashes it).
+    void startSpeedTrainer(const SpeedTrainerPlan& plan);
+    void stopSpeedTrainer();
+    const SpeedTrainer& speedTrainer() const { return trainer_; }
+    void showPassPause(QObject* sender);
+    void setPassPause(double seconds, bool countIn, double beatsPerMinute);
+    double passPauseSeconds() const { return passPause_; }
+    bool isCountInOn() const { return countIn_; }
+    double countInBeatsPerMinute() const { return countInTempo_; }
+    // One tap of the count-in tempo; the fourth in a row sets it and the LCD shows it.
+    void tapTempo();
+
     // KTFixedWaveformViewDelegate.
     void waveformViewDidDragPlayheadToFrame(KTFixedWaveformView* view, std::int32_t frame) override;
     void waveformViewDidChangeCurrentFrame(KTFixedWaveformView* view, std::int32_t frame) override;
@@ -108,6 +131,7 @@ public:
     // KTAudioQueuePlayerDelegate.
     void playerDidMovePlayheadToFrame(KTAudioQueuePlayer* player, int frame) override;
     void playerDidCompletePlayback(KTAudioQueuePlayer* player) override;
+    void playerDidCompleteLoopPass(KTAudioQueuePlayer* player) override;
 
     double volume() const { return volume_; }
     void setVolume(double value) { volume_ = value; }
@@ -129,6 +153,12 @@ protected:
 
 private:
     void connectCommands();
+    void connectPracticeCommands();
+    LoopRange currentLoop() const;
+    void applyLoopEdit(LoopRange range);
+    std::int32_t framesForSeconds(double seconds) const;
+    void loopPassCompleted();
+    void applyPassPause();
     void setControlsEnabled(bool enabled);
     void showPlayingState(bool playing);
     void passRangeToPlayer();
@@ -161,6 +191,12 @@ private:
     QAction* playPauseMenuItem_;
     QAction* loopMenuItem_;
     QLabel* soundStatusLabel_;
+
+    SpeedTrainer trainer_;
+    TapTempo tapTempo_;
+    double passPause_ = 0.0;
+    bool countIn_ = false;
+    double countInTempo_ = 100.0;
 
     bool loading_ = false;
     QUrl pendingOpen_; // an open request that arrived while a load ran

@@ -30,20 +30,25 @@ const QList<KeyRow>& tableKeys() {
     return rows;
 }
 
-// Every menu item of the window that has a key, in menu order.
+void addMenuKeys(const QMenu* menu, QList<KeyRow>& rows) {
+    for (QAction* item : menu->actions()) {
+        if (item->menu())
+            addMenuKeys(item->menu(), rows);
+        else if (!item->shortcut().isEmpty())
+            rows.push_back({item->shortcut().toString(QKeySequence::NativeText),
+                            QString(item->text()).remove(QLatin1Char('&'))});
+    }
+}
+
+// Every menu item of the window that has a key (submenus' too), in menu order.
 QList<KeyRow> menuKeys(QWidget* window) {
     QList<KeyRow> rows;
     const auto* bar = window->findChild<QMenuBar*>();
     if (!bar)
         return rows;
-    for (QAction* top : bar->actions()) {
-        if (!top->menu())
-            continue;
-        for (QAction* item : top->menu()->actions())
-            if (!item->shortcut().isEmpty())
-                rows.push_back({item->shortcut().toString(QKeySequence::NativeText),
-                                QString(item->text()).remove(QLatin1Char('&'))});
-    }
+    for (QAction* top : bar->actions())
+        if (top->menu())
+            addMenuKeys(top->menu(), rows);
     return rows;
 }
 

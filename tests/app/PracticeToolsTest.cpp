@@ -1,0 +1,242 @@
+// The practice tools beyond the design's commands, through the controller and the real
+// window: the loop edits from the keyboard at the file's ends, the speed trainer's
+// schedule over passes, the pause settings reaching the player, tap tempo; and the small
+// pieces of arithmetic behind them.
+
+#include "app/LoopEditing.h"
+#include "app/PracticeDialogs.h"
+#include "app/TapTempo.h"
+#include "controls/KTCustomSliderCell.h"
+#include "controls/KTDualModeButton.h"
+#include "controls/KTTimerView.h"
+#include "tests/app/ControllerFixture.h"
+#include "waveform_view/KTFixedWaveformView.h"
+
+#include <QCheckBox>
+#include <QDialogButtonBox>
+#include <QDoubleSpinBox>
+#include <QKeySequence>
+#include <QPushButton>
+#include <QSpinBox>
+#include <ostream>
+
+// Failures print a range as its frames.
+void PrintTo(const LoopRange& range, std::ostream* out) {
+    *out << range.start << ".." << range.end;
+}
+
+namespace {
+
+using namespace app_test;
+
+class PracticeToolsTest : public ControllerTest {
+protected:
+    // Presses a menu item's key the way Qt's shortcut map does: the enabled item of the
+    // window with that key is triggered. (A real key event needs the window to be the
+    // active one, which tests running side by side on one display cannot promise.)
+    void press(const QKeySequence& keys) {
+        bool found = false;
+        for (QAction* action : window->findChildren<QAction*>()) {
+            if (action->shortcut() != keys)
+                continue;
+            found = true;
+            if (action->isEnabled()) {
+                action->trigger();
+                return;
+            }
+        }
+        EXPECT_TRUE(found) << "no menu item has the key " << keys.toString().toStdString();
+    }
+    void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+        press(QKeySequence(QKeyCombination(modifiers, key)));
+    }
+    // A loop made by the view, the way a mouse edit makes one.
+    void markLoop(std::int32_t start, std::int32_t end) {
+        KTFixedWaveformView* view = window->waveformView;
+        view->setRangeStartFrame(start);
+        view->setRangeEndFrame(end);
+        controller->waveformViewDidChangeRangeStartFrameEndFrame(view, start, end);
+    }
+    LoopRange viewLoop() const {
+        return {window->waveformView->rangeStartFrame(), window->waveformView->rangeEndFrame()};
+    }
+    LoopRange playerLoop() const {
+        return {controller->player()->rangeStartFrame(), controller->player()->rangeEndFrame()};
+    }
+    void expectLoop(LoopRange expected) const {
+        EXPECT_EQ(viewLoop(), expected);
+        EXPECT_EQ(playerLoop(), expected);
+    }
+};
+
+TEST_F(PracticeToolsTest, SteppingTheLoopByItsLengthStopsAtTheFilesEnds) {
+    load(toneFile("step", 3 * kRate));
+    markLoop(kRate, 2 * kRate);
+
+    press(Qt::Key_PageDown);
+    expectLoop({2 * kRate, 3 * kRate});
+    press(Qt::Key_PageDown); // no room left: the loop stays, whole
+    expectLoop({2 * kRate, 3 * kRate});
+
+    markLoop(kRate / 2, kRate / 2 + kRate); // 1 s long, half a second in
+    press(Qt::Key_PageUp);                  // only half a loop of room: it stops at 0
+    expectLoop({0, kRate});
+    press(Qt::Key_PageUp);
+    expectLoop({0, kRate});
+}
+
+TEST_F(PracticeToolsTest, HalvingDoublingAndNudgingKeepTheLoopInsideTheFile) {
+    load(toneFile("resize", 3 * kRate));
+    markLoop(kRate, 2 * kRate);
+    const int tenMs = kRate / 100;
+
+    press(Qt::Key_Down, Qt::ControlModifier);
+    expectLoop({kRate, kRate + kRate / 2});
+    press(Qt::Key_Up, Qt::ControlModifier);
+    press(Qt::Key_Up, Qt::ControlModifier); // 2 s from 1 s: cut at the file's end
+    expectLoop({kRate, 3 * kRate});
+
+    press(Qt::Key_Left, Qt::ControlModifier);
+    expectLoop({kRate - tenMs, 3 * kRate});
+    press(Qt::Key_Left, Qt::ControlModifier | Qt::ShiftModifier);
+    expectLoop({kRate - 11 * tenMs, 3 * kRate});
+    press(Qt::Key_Right, Qt::AltModifier); // the end is at the file's end already
+    expectLoop({kRate - 11 * tenMs, 3 * kRate});
+    press(Qt::Key_Left, Qt::AltModifier | Qt::ShiftModifier);
+    expectLoop({kRate - 11 * tenMs, 3 * kRate - 10 * tenMs});
+
+    // The start never passes the end: it stops 10 ms before it.
+    markLoop(kRate, kRate + 3 * tenMs);
+    press(Qt::Key_Right, Qt::ControlModifier | Qt::ShiftModifier);
+    expectLoop({kRate + 2 * tenMs, kRate + 3 * tenMs});
+    // Nor does halving make it shorter than that.
+    press(Qt::Key_Down, Qt::ControlModifier);
+    expectLoop({kRate + 2 * tenMs, kRate + 3 * tenMs});
+}
+
+TEST_F(PracticeToolsTest, ALoopEditWhilePlayingPausesAsAMouseEditDoes) {
+    load(toneFile("edit-playing", 3 * kRate));
+    markLoop(0, kRate);
+    controller->playToggle(nullptr);
+    startPulling();
+    ASSERT_TRUE(waitUntil([&] { return device->framesPulled() > kRate / 4; }));
+    press(Qt::Key_PageDown);
+    EXPECT_FALSE(controller->player()->isPlaying());
+    EXPECT_EQ(ui().playPauseButton->mode(), 0);
+    EXPECT_EQ(ui().playPauseAction->text(), "Play");
+    expectLoop({kRate, 2 * kRate});
+    EXPECT_EQ(controller->player()->currentFrame(), double(kRate));
+}
+
+TEST_F(PracticeToolsTest, TheEditKeysDoNothingBeforeAFileIsLoaded) {
+    press(Qt::Key_PageDown);
+    press(Qt::Key_Left, Qt::ControlModifier);
+    EXPECT_FALSE(ui().moveLoopForwardAction->isEnabled()) << "submenu items follow the menu";
+    EXPECT_EQ(viewLoop(), (LoopRange{0, 0}));
+}
+
+TEST_F(PracticeToolsTest, TheTrainerStepsTheSpeedOnScheduleAndStopsAtTheTarget) {
+    load(toneFile("trainer"));
+    controller->startSpeedTrainer({0.6, 0.1, 2, 0.85});
+    EXPECT_TRUE(controller->player()->isLooped()) << "the trainer needs passes";
+    EXPECT_TRUE(ui().loopAction->isChecked());
+    EXPECT_DOUBLE_EQ(controller->speedValue(), 0.6);
+    EXPECT_TRUE(ui().speedTrainerAction->isChecked());
+
+    std::vector<double> speeds;
+    std::vector<float> flashes;
+    for (int pass = 1; pass <= 8; ++pass) {
+        controller->playerDidCompleteLoopPass(controller->player());
+        QCoreApplication::processEvents();
+        speeds.push_back(controller->speedValue());
+        flashes.push_back(ui().timerView->flashValue());
+    }
+    EXPECT_EQ(speeds, (std::vector<double>{0.6, 0.7, 0.7, 0.8, 0.8, 0.85, 0.85, 0.85}));
+    EXPECT_FLOAT_EQ(flashes[5], 85.0f) << "the LCD flashes each new speed";
+    EXPECT_FALSE(controller->speedTrainer().isOn());
+    EXPECT_FALSE(ui().speedTrainerAction->isChecked());
+}
+
+TEST_F(PracticeToolsTest, TurningTheTrainerOffOrOpeningAFileLeavesTheSpeedAlone) {
+    load(toneFile("trainer-off"));
+    controller->startSpeedTrainer({0.5, 0.05, 1, 1.0});
+    controller->playerDidCompleteLoopPass(controller->player());
+    QCoreApplication::processEvents();
+    EXPECT_DOUBLE_EQ(controller->speedValue(), 0.55);
+
+    // Through the dialog, as the musician turns it off.
+    controller->showSpeedTrainer(nullptr);
+    auto* dialog = window->findChild<SpeedTrainerDialog*>();
+    ASSERT_NE(dialog, nullptr);
+    auto* off = dialog->findChild<QPushButton*>(QStringLiteral("turnOffButton"));
+    ASSERT_NE(off, nullptr);
+    off->click();
+    EXPECT_FALSE(controller->speedTrainer().isOn());
+    controller->playerDidCompleteLoopPass(controller->player());
+    QCoreApplication::processEvents();
+    EXPECT_DOUBLE_EQ(controller->speedValue(), 0.55);
+
+    controller->startSpeedTrainer({0.5, 0.05, 1, 1.0});
+    load(toneFile("trainer-next"));
+    EXPECT_FALSE(controller->speedTrainer().isOn());
+    controller->playerDidCompleteLoopPass(controller->player());
+    QCoreApplication::processEvents();
+    EXPECT_DOUBLE_EQ(controller->speedValue(), 1.0);
+}
+
+TEST_F(PracticeToolsTest, ThePauseDialogSetsThePlayersPauseAndCountIn) {
+    load(toneFile("pause"));
+    EXPECT_EQ(controller->player()->passPauseSeconds(), 0.0) << "off until asked for";
+    controller->showPassPause(nullptr);
+    auto* dialog = window->findChild<PassPauseDialog*>();
+    ASSERT_NE(dialog, nullptr);
+    dialog->pauseField->setValue(2.5);
+    dialog->countInBox->setChecked(true);
+    // Four taps half a second apart: 120 BPM.
+    const auto t0 = TapTempo::Clock::now();
+    for (int i = 0; i < 4; ++i)
+        dialog->tap(t0 + i * std::chrono::milliseconds(500));
+    EXPECT_EQ(dialog->tempoField->value(), 120);
+    dialog->findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok)->click();
+    EXPECT_EQ(controller->player()->passPauseSeconds(), 2.5);
+    EXPECT_EQ(controller->player()->countInBeatsPerMinute(), 120.0);
+
+    // Without the count-in the pause stays and the clicks go; a new file keeps both.
+    controller->setPassPause(1.0, false, 120);
+    load(toneFile("pause-next"));
+    EXPECT_EQ(controller->player()->passPauseSeconds(), 1.0);
+    EXPECT_EQ(controller->player()->countInBeatsPerMinute(), 0.0);
+}
+
+TEST_F(PracticeToolsTest, FourTapsOfTSetTheCountInTempoAndTheLcdShowsIt) {
+    load(toneFile("tap"));
+    for (int i = 0; i < 4; ++i)
+        press(Qt::Key_T);
+    EXPECT_EQ(ui().timerView->flashType(), KTTimerView::kFlashNumber);
+    EXPECT_GE(controller->countInBeatsPerMinute(), 30.0);
+    EXPECT_LE(controller->countInBeatsPerMinute(), 300.0);
+    EXPECT_EQ(double(ui().timerView->flashValue()), controller->countInBeatsPerMinute());
+}
+
+TEST(TapTempo, AveragesTheLastFourTapsAndStartsAgainAfterALongGap) {
+    TapTempo taps;
+    const auto t0 = TapTempo::Clock::now();
+    const auto at = [&](int ms) { return t0 + std::chrono::milliseconds(ms); };
+    EXPECT_FALSE(taps.tap(at(0)));
+    EXPECT_FALSE(taps.tap(at(600)));
+    EXPECT_FALSE(taps.tap(at(1200)));
+    EXPECT_DOUBLE_EQ(*taps.tap(at(1800)), 100.0);
+    EXPECT_DOUBLE_EQ(*taps.tap(at(2300)), 60.0 * 3 / 1.7); // the last four: 600, 1200...
+    EXPECT_FALSE(taps.tap(at(5000))) << "a pause of more than two seconds starts over";
+    EXPECT_EQ(taps.tapsInRow(), 1);
+}
+
+TEST(LoopEditing, LeavesEmptyOrInvertedRangesAsTheyAre) {
+    EXPECT_EQ(steppedLoop({500, 500}, 1, 1000), (LoopRange{500, 500}));
+    EXPECT_EQ(steppedLoop({600, 400}, -1, 1000), (LoopRange{600, 400}));
+    EXPECT_EQ(resizedLoop({600, 400}, 2.0, 1000, 10), (LoopRange{600, 400}));
+    // A loop longer than the file (a file that shrank) is not stepped at all.
+    EXPECT_EQ(steppedLoop({0, 2000}, 1, 1000), (LoopRange{0, 2000}));
+}
+
+} // namespace
