@@ -95,9 +95,11 @@ void KTAppController::nudgeLoopEnd(double seconds) {
 void KTAppController::showSpeedTrainer(QObject* /*sender*/) {
     // The menu item's check mark says whether the trainer is on, not that it was chosen.
     window_->ui.speedTrainerAction->setChecked(trainer_.isOn());
+    // Offered: the last plan, starting from the speed the musician has slowed down to, if
+    // they have.
     SpeedTrainerPlan plan = trainer_.plan();
-    if (!trainer_.isOn())
-        plan.startRate = std::min(speedValue(), plan.targetRate);
+    if (!trainer_.isOn() && speedValue() < plan.targetRate)
+        plan.startRate = speedValue();
     auto* dialog = new SpeedTrainerDialog(window_, plan, trainer_.isOn());
     connect(dialog, &SpeedTrainerDialog::startRequested, this, &KTAppController::startSpeedTrainer);
     connect(dialog, &SpeedTrainerDialog::turnOffRequested, this,
