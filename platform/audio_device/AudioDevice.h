@@ -57,6 +57,10 @@ public:
     // (none at launch, or it went away). Any thread.
     virtual bool isAudible() const { return true; }
 
+    // True when the device takes its frames at the pace of real time (a sound card or a
+    // sound server), false when a caller pulls them as fast as it can.
+    virtual bool rendersInRealTime() const { return true; }
+
     // How many frames a source should keep rendered ahead of the device: what the device
     // may take in one render call, with room for the source's thread to wake up.
     virtual std::uint32_t framesToKeepReady() const = 0;

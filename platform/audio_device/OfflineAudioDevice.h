@@ -26,6 +26,7 @@ public:
     std::uint32_t outputLatencyFrames() const override { return 0; }
     // A caller pulls blocks of up to a thousand frames or so, and waits for what is late.
     std::uint32_t framesToKeepReady() const override { return 1536; }
+    bool rendersInRealTime() const override { return false; }
     void prepareToPlay(double) override {}
 
     // Renders `frames` interleaved stereo frames into `out`. Waits for a playing source

@@ -30,7 +30,11 @@ namespace {
 // ring asks for. Whatever it has rendered ahead is heard before a rate or pitch change.
 constexpr std::size_t kFeedFrames = TimePitchStage::kFeedFrames;
 constexpr std::size_t kRingCapacityFrames = 8192;
-// The queue thread's nice level while it feeds: ahead of ordinary work on a busy machine.
+// The queue thread's priority while it feeds a real-time device: real-time, just below the
+// device's own sound thread, so that no ordinary work on a busy machine (a build, another
+// program's threads) can hold it back for longer than the device's buffer lasts. Where that
+// is refused, and for an offline device, a raised nice level.
+constexpr int kQueueThreadRealtimePriority = 8;
 constexpr int kQueueThreadNice = -10;
 
 constexpr double kMinRate = 1.0 / 32, kMaxRate = 32;
@@ -41,6 +45,18 @@ constexpr double kMaxLeadInSeconds = 60;
 // Only for buffers known to come from this queue's allocateBuffer.
 QueueBuffer* owner(AudioQueueBufferRef buffer) {
     return static_cast<QueueBuffer*>(buffer);
+}
+
+PriorityOutcome raiseFeedingPriority(const AudioDevice& device) {
+    const pid_t self = currentThreadId();
+    if (!device.rendersInRealTime())
+        return raiseThreadPriority(self, kQueueThreadNice);
+    const PriorityOutcome realtime = makeThreadRealtime(self, kQueueThreadRealtimePriority);
+    if (realtime.granted)
+        return realtime;
+    PriorityOutcome nice = raiseThreadPriority(self, kQueueThreadNice);
+    nice.how += " (real time refused: " + realtime.how + ")";
+    return nice;
 }
 
 } // namespace
@@ -454,7 +470,7 @@ bool OpaqueAudioQueue::expectsToRender() const noexcept {
 
 void OpaqueAudioQueue::threadMain() {
     threadId.store(std::this_thread::get_id());
-    const PriorityOutcome priority = raiseThreadPriority(currentThreadId(), kQueueThreadNice);
+    const PriorityOutcome priority = raiseFeedingPriority(*device);
     static std::atomic<bool> priorityLogged{false};
     if (!priorityLogged.exchange(true))
         log("audio queue: feeding thread at %s",

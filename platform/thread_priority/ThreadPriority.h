@@ -3,7 +3,9 @@
 // Raising the priority of the threads that keep sound flowing.
 //
 // The sound thread (the one the sound system calls back on) asks for real-time scheduling;
-// the thread that feeds it (decoding, time stretching) asks for a raised nice level. On a
+// the thread that feeds it (decoding, time stretching) asks for real-time scheduling just
+// below it, and for a raised nice level where that is refused or nothing plays in real
+// time. On a
 // desktop an ordinary user is not allowed either by the kernel directly, so each request
 // first tries the kernel and then RealtimeKit over the system D-Bus, which grants both
 // within limits. Refusal is normal and not an error: the thread keeps its normal
