@@ -156,6 +156,8 @@ private:
     void connectPracticeCommands();
     LoopRange currentLoop() const;
     void applyLoopEdit(LoopRange range);
+    using LoopNudge = LoopRange (*)(LoopRange, std::int32_t, std::int32_t, std::int32_t);
+    void nudgeLoop(LoopNudge nudge, double seconds);
     std::int32_t framesForSeconds(double seconds) const;
     void loopPassCompleted();
     void applyPassPause();

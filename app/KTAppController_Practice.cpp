@@ -75,19 +75,18 @@ void KTAppController::resizeLoop(double factor) {
 }
 
 void KTAppController::nudgeLoopStart(double seconds) {
-    if (!audioFile_ || loading_)
-        return;
-    applyLoopEdit(nudgedLoopStart(currentLoop(), framesForSeconds(seconds),
-                                  std::int32_t(audioFile_->totalFrames()),
-                                  framesForSeconds(kNudgeSeconds)));
+    nudgeLoop(&nudgedLoopStart, seconds);
 }
 
 void KTAppController::nudgeLoopEnd(double seconds) {
+    nudgeLoop(&nudgedLoopEnd, seconds);
+}
+
+void KTAppController::nudgeLoop(LoopNudge nudge, double seconds) {
     if (!audioFile_ || loading_)
         return;
-    applyLoopEdit(nudgedLoopEnd(currentLoop(), framesForSeconds(seconds),
-                                std::int32_t(audioFile_->totalFrames()),
-                                framesForSeconds(kNudgeSeconds)));
+    applyLoopEdit(nudge(currentLoop(), framesForSeconds(seconds),
+                        std::int32_t(audioFile_->totalFrames()), framesForSeconds(kNudgeSeconds)));
 }
 
 // ---- speed trainer -------------------------------------------------------------------------
