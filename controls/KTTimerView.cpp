@@ -76,8 +76,8 @@ void KTTimerView::hideFlash() {
 }
 
 QSize KTTimerView::sizeHint() const {
-    // Room for "000:00.00" with the margins.
-    return QSize(5 * kDigitWidth + 2 * kSeparatorWidth + 2 * kMargin, 20 + 2 * kMargin);
+    // Room for "000:00.00" with the margins: a file of up to 16 hours.
+    return QSize(7 * kDigitWidth + 2 * kSeparatorWidth + 2 * kMargin, 20 + 2 * kMargin);
 }
 
 void KTTimerView::paintEvent(QPaintEvent* /*event*/) {

@@ -47,6 +47,11 @@ TEST_F(ControllerTest, LaunchLeavesTheControlsOffUntilAFileIsLoaded) {
     EXPECT_TRUE(ui().playPauseAction->isEnabled());
 }
 
+// A three-hour recording shows its minutes whole: "179:55.00", not "79:55.00".
+TEST_F(ControllerTest, TheLcdHasRoomForThreeDigitsOfMinutes) {
+    EXPECT_GE(ui().timerView->width(), ui().timerView->sizeHint().width());
+}
+
 TEST_F(ControllerTest, ASecondFileWhilePlayingResetsSpeedAndPitchAndKeepsLoopAndVolume) {
     load(toneFile("first"));
     controller->loopToggle(nullptr);

@@ -79,7 +79,8 @@ TEST_P(TimeReading, ShowsMinutesSecondsAndHundredths) {
 INSTANTIATE_TEST_SUITE_P(Times, TimeReading,
                          testing::Values(TimeCase{0.0f, "0:00.00"}, TimeCase{61.5f, "1:01.50"},
                                          TimeCase{599.25f, "9:59.25"},
-                                         TimeCase{3600.0f, "60:00.00"}),
+                                         TimeCase{3600.0f, "60:00.00"},
+                                         TimeCase{10795.0f, "179:55.00"}),
                          [](const auto& info) { return "s" + nameOf(info.param.seconds); });
 
 struct FlashCase {
