@@ -96,6 +96,8 @@ const std::vector<Encoding>& allEncodings() {
         {"wav16", ".wav", {"-c:a", "pcm_s16le"}, true, 0},
         {"wav24", ".wav", {"-c:a", "pcm_s24le"}, true, 0},
         {"wavf32", ".wav", {"-c:a", "pcm_f32le"}, true, 0},
+        {"wavs32", ".wav", {"-c:a", "pcm_s32le"}, true, 0},
+        {"wavf64", ".wav", {"-c:a", "pcm_f64le"}, true, 0},
         {"aiff", ".aiff", {"-c:a", "pcm_s16be"}, true, 0},
         {"flac", ".flac", {"-c:a", "flac"}, true, 0},
         {"alac", ".m4a", {"-c:a", "alac"}, true, 0},
