@@ -7,7 +7,10 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <mutex>
+#include <string>
+#include <unistd.h>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -69,10 +72,13 @@ AudioDecoder::~AudioDecoder() {
     av_packet_free(&packet);
     avcodec_free_context(&codec);
     avformat_close_input(&format);
+    if (keptFile >= 0)
+        ::close(keptFile);
 }
 
 OSStatus AudioDecoder::openStream(const std::string& filePath) {
     path = filePath;
+    keptFile = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
     if (avformat_open_input(&format, path.c_str(), nullptr, nullptr) < 0)
         return kAudioFileUnsupportedFileTypeError;
     if (avformat_find_stream_info(format, nullptr) < 0)
@@ -331,8 +337,15 @@ OSStatus AudioDecoder::seek(std::int64_t target) {
     pendingStart = target;
     if (target >= length)
         return noErr; // reads return nothing until the next seek
-    if (!repositionDemuxer(firstSample + target - prerollSamples))
-        return kExtAudioFileInvalidSeekError;
+    if (!repositionDemuxer(firstSample + target - prerollSamples)) {
+        // The file could be read there once, when it was opened: its data has gone since.
+        if (!missingDataLogged) {
+            missingDataLogged = true;
+            log("%s: the data ends before %.3f s; it was there when the file was opened",
+                path.c_str(), double(target) / rate);
+        }
+        demuxerDone = decoderDone = true; // reads return nothing until the next seek
+    }
     return noErr;
 }
 
@@ -359,12 +372,18 @@ bool AudioDecoder::repositionDemuxer(std::int64_t rawTarget) {
 
 bool AudioDecoder::reopen() {
     const int streamIndex = stream->index;
-    avformat_close_input(&format);
-    if (avformat_open_input(&format, path.c_str(), nullptr, nullptr) < 0 ||
-        avformat_find_stream_info(format, nullptr) < 0 || int(format->nb_streams) <= streamIndex) {
-        avformat_close_input(&format);
+    // The file that was opened, whatever stands at its path now; the old context stays
+    // until the new one is good, so a failure leaves the decoder as it was.
+    const std::string source = keptFile >= 0 ? "/dev/fd/" + std::to_string(keptFile) : path;
+    AVFormatContext* reopened = nullptr;
+    if (avformat_open_input(&reopened, source.c_str(), nullptr, nullptr) < 0 ||
+        avformat_find_stream_info(reopened, nullptr) < 0 ||
+        int(reopened->nb_streams) <= streamIndex) {
+        avformat_close_input(&reopened);
         return false;
     }
+    avformat_close_input(&format);
+    format = reopened;
     stream = format->streams[streamIndex];
     for (unsigned i = 0; i < format->nb_streams; ++i)
         if (int(i) != streamIndex)

@@ -52,7 +52,9 @@ public:
     // Reads up to `frames` frames from the position into `out` (2 floats a frame) and
     // returns how many it read: fewer only at the end of the data.
     std::uint32_t read(float* out, std::uint32_t frames);
-    // Any frame from 0 on; at or past the end, reads return 0 frames.
+    // Any frame from 0 on; at or past the end, reads return 0 frames. Where the data has
+    // gone since the file was opened (it was cut short, its disk went away), a seek into
+    // what is missing succeeds and reads return 0 frames: the data has ended early.
     OSStatus seek(std::int64_t frame);
 
 private:
@@ -77,6 +79,9 @@ private:
     std::int64_t toTimestamp(std::int64_t samples) const;
 
     std::string path;
+    // The file as it was opened, kept open: a reopen reads the same file even when its path
+    // has since been deleted or given to another file.
+    int keptFile = -1;
     AVFormatContext* format = nullptr;
     AVCodecContext* codec = nullptr;
     AVStream* stream = nullptr;
@@ -104,6 +109,7 @@ private:
     bool demuxerDone = false;
     bool decoderDone = false;
     int corruptPacketsLogged = 0;
+    bool missingDataLogged = false;
     int consecutiveReadErrors = 0;
 };
 

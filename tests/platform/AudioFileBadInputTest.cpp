@@ -4,7 +4,9 @@
 #include "tests/platform/AudioFileReading.h"
 #include "tests/support/Fixtures.h"
 
+#include <filesystem>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 using namespace test_support;
 using namespace platform;
@@ -106,6 +108,28 @@ TEST(AudioFileBadInput, OnlyTheStereoFloatClientFormatIsAccepted) {
         ExtAudioFileGetProperty(file, kExtAudioFileProperty_FileDataFormat, &size, &fileFormat),
         kExtAudioFileInvalidPropertySizeError);
     EXPECT_EQ(ExtAudioFileDispose(file), noErr);
+}
+
+} // namespace
+
+namespace {
+
+// A short FLAC, where the demuxer cannot seek and the file is read again from its top: the
+// file read again is the one opened, even after its path was given to another file.
+TEST(AudioFileBadInput, AFileReplacedAfterOpeningIsStillReadAsOpened) {
+    const Signal ramp = makeRamp(1000, 2, 48000);
+    const auto fixture = makeFixture(ramp, encoding("flac"), "replaced");
+    const auto path = fixtureDirectory() / ("replaced-" + std::to_string(getpid()) + ".flac");
+    std::filesystem::copy_file(fixture, path, std::filesystem::copy_options::overwrite_existing);
+    OpenedFile file(path.string());
+    ASSERT_EQ(file.status, noErr);
+    std::filesystem::remove(path);
+    std::filesystem::copy_file(
+        makeFixture(makeConstant(1000, 2, 48000, 0.5f), encoding("flac"), "replacement"), path);
+    ASSERT_EQ(file.seek(500), noErr);
+    EXPECT_EQ(file.read(10),
+              std::vector<float>(ramp.samples.begin() + 1000, ramp.samples.begin() + 1020));
+    std::filesystem::remove(path);
 }
 
 } // namespace
