@@ -52,7 +52,9 @@ OSStatus statusOfPath(const std::string& path) {
     struct stat info {};
     if (::stat(path.c_str(), &info) != 0)
         return errno == EACCES ? kAudioFilePermissionsError : kFileNotFoundError;
-    if (S_ISDIR(info.st_mode))
+    // A directory, and anything that is not a plain file: a named pipe or a device would
+    // block the reader, or never end.
+    if (!S_ISREG(info.st_mode))
         return kAudioFileUnsupportedFileTypeError;
     if (::access(path.c_str(), R_OK) != 0)
         return kAudioFilePermissionsError;

@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace test_support;
@@ -29,6 +30,12 @@ TEST(AudioFileBadInput, OpenFailsWithTheStatusForWhatThePathIs) {
     EXPECT_EQ(openStatus(textFileNamedMp3()), kAudioFileUnsupportedFileTypeError);
     EXPECT_EQ(openStatus(directoryPath()), kAudioFileUnsupportedFileTypeError);
     EXPECT_EQ(openStatus("file://elsewhere.example/music.wav"), kFileNotFoundError);
+    // A named pipe with an audio name would block the reader until someone writes to it.
+    const auto pipe = fixtureDirectory() / ("pipe-" + std::to_string(getpid()) + ".wav");
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    EXPECT_EQ(openStatus(pipe.string()), kAudioFileUnsupportedFileTypeError);
+    std::filesystem::remove(pipe);
+    EXPECT_EQ(openStatus("/dev/zero"), kAudioFileUnsupportedFileTypeError);
 }
 
 TEST(AudioFileBadInput, FileUrlsAreDecoded) {
