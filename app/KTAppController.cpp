@@ -179,18 +179,33 @@ void KTAppController::openFileWithURL(const QUrl& url) {
     }
     const QString path = url.isLocalFile() ? url.toLocalFile() : url.toString();
     const QString name = QFileInfo(path).fileName();
-    // Nothing is replaced by a file that cannot be read: the one loaded stays and plays on.
-    const AudioFilePreflight preflight = preflightAudioFile(path.toStdString());
-    if (!preflight.isReadable()) {
-        refuseFile(path, QString::fromStdString(preflight.reason));
-        return;
-    }
     loading_ = true;
 
     loadingLabel_->setText(QStringLiteral("Loading %1...").arg(name));
     loadingLabel_->adjustSize();
     progressSheet_->setFixedSize(loadingLabel_->width() + 34, 74);
-    audioFile_ = std::make_shared<KTAudioFile>(path.toStdString());
+    loadingIndicator_->setRange(0, 0);
+    progressSheet_->open();
+
+    // Nothing is replaced by a file that cannot be read: it is checked first, and the file
+    // loaded stays and plays on. Checking and opening read the file, which on a slow disk
+    // or a network share takes its time: the window stays painted meanwhile.
+    AudioFilePreflight preflight;
+    std::shared_ptr<KTAudioFile> opened;
+    runWhileTheWindowPaints([&preflight, &opened, file = path.toStdString()] {
+        preflight = preflightAudioFile(file);
+        if (preflight.isReadable())
+            opened = std::make_shared<KTAudioFile>(file);
+    });
+    if (!opened) {
+        progressSheet_->reject();
+        loading_ = false;
+        refuseFile(path, QString::fromStdString(preflight.reason));
+        openPendingFile();
+        return;
+    }
+
+    audioFile_ = std::move(opened);
     player_->setAudioFile(audioFile_);
     // A new queue starts at full volume; the volume carries over from the last file.
     player_->setVolume(volume_);
@@ -204,13 +219,11 @@ void KTAppController::openFileWithURL(const QUrl& url) {
     const bool showsProgress = totalFrames > kProgressBarSeconds * audioFile_->sampleRate();
     loadingIndicator_->setRange(0, showsProgress ? kProgressSteps : 0);
     loadingIndicator_->setValue(0);
-    progressSheet_->open();
 
     // The peak data are reduced on worker threads while this thread keeps the window
     // painted and the indicator moving; the sheet keeps every input away from the window.
     std::unique_ptr<KTWaveform> waveform;
     std::atomic<std::int64_t> framesRead{0};
-    QEventLoop reduction;
     QTimer progress;
     connect(&progress, &QTimer::timeout, loadingIndicator_, [&] {
         const int value = int(kProgressSteps * framesRead.load() / totalFrames);
@@ -223,12 +236,9 @@ void KTAppController::openFileWithURL(const QUrl& url) {
     });
     if (showsProgress)
         progress.start(kProgressIntervalMilliseconds);
-    std::thread reader([&waveform, &framesRead, &reduction, file = path.toStdString()] {
+    runWhileTheWindowPaints([&waveform, &framesRead, file = path.toStdString()] {
         waveform = std::make_unique<KTWaveform>(file, framesRead);
-        QMetaObject::invokeMethod(&reduction, &QEventLoop::quit, Qt::QueuedConnection);
     });
-    reduction.exec(QEventLoop::ExcludeUserInputEvents);
-    reader.join();
     progress.stop();
     waveformView_->setWaveform(std::move(waveform));
 
@@ -247,11 +257,22 @@ void KTAppController::openFileWithURL(const QUrl& url) {
     setControlsEnabled(true);
     loading_ = false;
     emit fileLoaded(path);
+    openPendingFile();
+}
 
-    if (!pendingOpen_.isEmpty()) {
-        const QUrl next = std::exchange(pendingOpen_, QUrl());
-        openFileWithURL(next);
-    }
+void KTAppController::openPendingFile() {
+    if (!pendingOpen_.isEmpty())
+        openFileWithURL(std::exchange(pendingOpen_, QUrl()));
+}
+
+void KTAppController::runWhileTheWindowPaints(const std::function<void()>& work) {
+    QEventLoop loop;
+    std::thread worker([&] {
+        work();
+        QMetaObject::invokeMethod(&loop, &QEventLoop::quit, Qt::QueuedConnection);
+    });
+    loop.exec(QEventLoop::ExcludeUserInputEvents);
+    worker.join();
 }
 
 void KTAppController::didEndSheet() {

@@ -10,11 +10,12 @@
 // drop on the waveform loads at once. A file that cannot be opened or decoded never ends
 // the program: it is checked first, and a message names it and says why, while the file
 // already loaded stays and keeps playing. The load itself is one step for the rest of the
-// controller; while the peak data are reduced on worker threads, the window keeps painting
-// behind the loading sheet and takes no input.
+// controller; while the file is checked, opened and reduced to peak data on worker threads,
+// the window keeps painting behind the loading sheet and takes no input.
 //
-//   open request --0.1 s--> openFileWithURL: check -> sheet -> file to player -> peaks to
-//   view (worker threads) -> speed 1.0, pitch 0, time 0 -> title, recent files -> controls on
+//   open request --0.1 s--> openFileWithURL: sheet -> check and open (a worker thread) ->
+//   file to player -> peaks to view (worker threads) -> speed 1.0, pitch 0, time 0 ->
+//   title, recent files -> controls on
 //
 // Threads: everything runs on the main thread except playerDidCompletePlayback, which the
 // player sends from its queue's thread and which waits there until the main thread has
@@ -36,6 +37,7 @@
 #include <QObject>
 #include <QUrl>
 #include <atomic>
+#include <functional>
 #include <memory>
 
 class PlayerWindow;
@@ -166,6 +168,10 @@ private:
     void passRangeToPlayer();
     void completePlayback();
     void refuseFile(const QString& path, const QString& reason);
+    void openPendingFile();
+    // Runs `work` on a thread of its own while this thread keeps the window painted behind
+    // the loading sheet; input waits until it is done.
+    void runWhileTheWindowPaints(const std::function<void()>& work);
     void rebuildOpenRecentMenu();
     void updateSoundStatus();
     void showAbout();
