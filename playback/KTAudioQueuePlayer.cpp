@@ -20,6 +20,10 @@ constexpr double kMaxPassPauseSeconds = 10.0;
 
 KTAudioQueuePlayer::KTAudioQueuePlayer(QObject* parent) : QObject(parent) {}
 
+KTAudioQueuePlayer::KTAudioQueuePlayer(std::shared_ptr<platform::AudioDevice> device,
+                                       QObject* parent)
+    : QObject(parent), outputDevice(std::move(device)) {}
+
 KTAudioQueuePlayer::~KTAudioQueuePlayer() {
     if (AudioQueueRef q = queue.exchange(nullptr))
         AudioQueueDispose(q, true);
@@ -55,8 +59,11 @@ void KTAudioQueuePlayer::setupAudioQueue() {
     const AudioStreamBasicDescription format =
         file ? file->outputFormat() : AudioStreamBasicDescription{};
     AudioQueueRef made = nullptr;
-    CheckError(AudioQueueNewOutput(&format, &KTAudioQueuePlayer::outputCallback, this, nullptr,
-                                   nullptr, 0, &made),
+    CheckError(outputDevice
+                   ? AudioQueueNewOutputOnDevice(&format, &KTAudioQueuePlayer::outputCallback, this,
+                                                 outputDevice, &made)
+                   : AudioQueueNewOutput(&format, &KTAudioQueuePlayer::outputCallback, this,
+                                         nullptr, nullptr, 0, &made),
                "AudioQueueNewOutput failed");
     queue.store(made);
     liveQueue.store(made);

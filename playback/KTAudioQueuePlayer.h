@@ -54,6 +54,10 @@ public:
     static constexpr int kPlaybackTimerMilliseconds = 70;
 
     explicit KTAudioQueuePlayer(QObject* parent = nullptr);
+    // A player whose queues play through `device` instead of the default output (an offline
+    // device for rendering what would be heard).
+    explicit KTAudioQueuePlayer(std::shared_ptr<platform::AudioDevice> device,
+                                QObject* parent = nullptr);
     // Disposes of the queue and waits for its callbacks to end: do not destroy the player
     // while its delegate is blocked waiting for the main thread.
     ~KTAudioQueuePlayer() override;
@@ -129,6 +133,7 @@ private:
     void stopTimerOnMainThread();
     platform::OSStatus seekFile(std::int64_t frame) const;
 
+    const std::shared_ptr<platform::AudioDevice> outputDevice; // null: the default output
     std::atomic<platform::AudioQueueRef> queue{nullptr};
     std::array<platform::AudioQueueBufferRef, kNumberBuffers> buffers{};
     QTimer* playbackTimer = nullptr; // main thread only

@@ -11,7 +11,15 @@ constexpr OSStatus kInvalidQueue = kParamError;
 OSStatus AudioQueueNewOutput(const AudioStreamBasicDescription* format,
                              AudioQueueOutputCallback callback, void* userData, void* runLoop,
                              const void*, std::uint32_t, AudioQueueRef* outQueue) {
-    if (!outQueue || !format || runLoop)
+    if (runLoop)
+        return kAudioQueueErr_InvalidParameter;
+    return AudioQueueNewOutputOnDevice(format, callback, userData, defaultAudioDevice(), outQueue);
+}
+
+OSStatus AudioQueueNewOutputOnDevice(const AudioStreamBasicDescription* format,
+                                     AudioQueueOutputCallback callback, void* userData,
+                                     std::shared_ptr<AudioDevice> device, AudioQueueRef* outQueue) {
+    if (!outQueue || !format)
         return kAudioQueueErr_InvalidParameter;
     const AudioStreamBasicDescription wanted = stereoFloatFormat(format->mSampleRate);
     if (!(format->mSampleRate > 0) || format->mFormatID != wanted.mFormatID ||
@@ -20,7 +28,6 @@ OSStatus AudioQueueNewOutput(const AudioStreamBasicDescription* format,
         format->mChannelsPerFrame != wanted.mChannelsPerFrame ||
         format->mBitsPerChannel != wanted.mBitsPerChannel)
         return kAudioFormatUnsupportedDataFormatError;
-    std::shared_ptr<AudioDevice> device = defaultAudioDevice();
     if (!device)
         return kAudioQueueErr_InvalidDevice;
     // The first queue decides the rate a real device opens at; it is then kept.

@@ -30,8 +30,11 @@
 #include "platform/audio_file/AudioTypes.h"
 
 #include <cstdint>
+#include <memory>
 
 namespace platform {
+
+class AudioDevice;
 
 struct OpaqueAudioQueue;
 using AudioQueueRef = OpaqueAudioQueue*;
@@ -95,6 +98,13 @@ using AudioQueuePropertyListenerProc = void (*)(void* userData, AudioQueueRef qu
 OSStatus AudioQueueNewOutput(const AudioStreamBasicDescription* format,
                              AudioQueueOutputCallback callback, void* userData, void* runLoop,
                              const void* runLoopMode, std::uint32_t flags, AudioQueueRef* outQueue);
+
+// Beyond the audio-queue service: a queue that plays through `device` rather than the
+// default one, so that a loop can be rendered through an offline device while the window
+// plays on through the real one.
+OSStatus AudioQueueNewOutputOnDevice(const AudioStreamBasicDescription* format,
+                                     AudioQueueOutputCallback callback, void* userData,
+                                     std::shared_ptr<AudioDevice> device, AudioQueueRef* outQueue);
 
 // immediate: stops at once, and returns only when no callback of this queue runs any more
 // (unless called from one). Not immediate: stops at once, returns without waiting; a

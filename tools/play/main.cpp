@@ -1,14 +1,15 @@
 // studyloop-play: plays a range of an audio file through KTAudioQueuePlayer the way the
 // application does (or through KTPlayer, the graph engine, with --engine graph), printing
-// the playhead reports, or renders what would be heard to a WAV file with the offline
-// device.
+// the playhead reports, or renders what would be heard to a WAV, FLAC or MP3 file with the
+// offline device.
 
 #include "audio/AudioFilePreflight.h"
 #include "audio/KTAudioFile.h"
 #include "platform/audio_device/OfflineAudioDevice.h"
+#include "platform/audio_export/AudioEncoder.h"
 #include "playback/KTAudioQueuePlayer.h"
 #include "playback/KTPlayer.h"
-#include "tools/wav_writer/WavFile.h"
+#include "playback/OfflineRender.h"
 
 #include <QCoreApplication>
 #include <atomic>
@@ -31,12 +32,16 @@ struct Options {
     std::optional<std::pair<long long, long long>> range;
     int loops = 1;
     std::string renderPath;
+    bool wav16 = false;
     bool graphEngine = false;
 };
 
 const char* const kUsage =
     "usage: studyloop-play FILE [--rate R] [--pitch CENTS] [--volume V] [--range START:END]\n"
-    "                            [--loops N] [--render OUT.wav] [--engine queue|graph]\n"
+    "                            [--loops N] [--render OUT.wav|.flac|.mp3 [--wav16]]\n"
+    "                            [--engine queue|graph]\n"
+    "  --render writes what would be heard (WAV 32-bit float, or 16-bit with --wav16;\n"
+    "  FLAC; MP3), at the file's own rate, as fast as it can.\n"
     "  --engine graph plays through the audio-unit graph player, which has no volume.\n";
 
 template <typename T> bool parseNumber(const std::string& text, T& out) {
@@ -86,6 +91,8 @@ std::optional<Options> parseArguments(int argc, char** argv) {
             if (!(v = value()))
                 return std::nullopt;
             options.renderPath = *v;
+        } else if (arg == "--wav16") {
+            options.wav16 = true;
         } else if (!arg.empty() && arg[0] == '-') {
             return std::nullopt;
         } else if (options.file.empty()) {
@@ -94,7 +101,9 @@ std::optional<Options> parseArguments(int argc, char** argv) {
             return std::nullopt;
         }
     }
-    if (options.file.empty() || (options.graphEngine && options.volume))
+    if (options.file.empty() || (options.graphEngine && options.volume) ||
+        (!options.renderPath.empty() &&
+         !platform::exportFormatForPath(options.renderPath, options.wav16)))
         return std::nullopt;
     return options;
 }
@@ -132,34 +141,48 @@ private:
     int passes = 0; // main thread
 };
 
-// Counts the passes of a looped range and clears the loop flag before the last one ends,
-// so that the queue player reports completion after exactly `loops` passes. Runs after the
-// player's own listener on the queue's thread.
-struct PassCounter {
-    KTAudioQueuePlayer* player;
-    int loops;
-    int stops = 0;
-    static void listener(void* userData, platform::AudioQueueRef queue,
-                         platform::AudioQueuePropertyID property) {
-        auto* self = static_cast<PassCounter*>(userData);
-        std::uint32_t running = 0, size = sizeof running;
-        if (platform::AudioQueueGetProperty(queue, property, &running, &size) != platform::noErr ||
-            running)
-            return;
-        if (++self->stops == self->loops - 1)
-            self->player->setLooped(false);
-    }
-};
-
 // What only the queue player has: volume, and passes counted by its running-state listener.
-void setUpEngine(KTAudioQueuePlayer& player, const Options& options, PassCounter& counter) {
+void setUpEngine(KTAudioQueuePlayer& player, const Options& options, playback::LoopPasses& passes) {
     player.setVolume(options.volume.value_or(1.0));
-    counter = PassCounter{&player, options.loops};
-    platform::AudioQueueAddPropertyListener(player.audioQueue(),
-                                            platform::kAudioQueueProperty_IsRunning,
-                                            &PassCounter::listener, &counter);
+    passes.attach(player);
 }
-void setUpEngine(KTPlayer&, const Options&, PassCounter&) {}
+void setUpEngine(KTPlayer& player, const Options& options, playback::LoopPasses&) {
+    player.setLooped(options.loops > 1);
+}
+
+// Writes what is rendered to the file the options name, in the format its name asks for.
+class RenderedFile {
+public:
+    RenderedFile(const Options& options, int sampleRate) : path(options.renderPath) {
+        open = encoder.open(path, *platform::exportFormatForPath(path, options.wav16), sampleRate);
+        if (!open)
+            std::fprintf(stderr, "studyloop-play: %s\n", encoder.error().c_str());
+    }
+    bool isOpen() const { return open; }
+    playback::RenderSink sink() {
+        return [this](const float* frames, std::uint32_t count) {
+            frameCount += count;
+            return encoder.write(frames, count);
+        };
+    }
+    // The exit status once the render is over.
+    int finish(int sampleRate) {
+        if (!encoder.finish()) {
+            std::fprintf(stderr, "studyloop-play: %s\n", encoder.error().c_str());
+            return 1;
+        }
+        std::printf("rendered %llu frames (%.3f s) to %s\n",
+                    static_cast<unsigned long long>(frameCount), double(frameCount) / sampleRate,
+                    path.c_str());
+        return 0;
+    }
+
+private:
+    std::string path;
+    platform::AudioEncoder encoder;
+    bool open = false;
+    std::uint64_t frameCount = 0;
+};
 
 // Plays (or renders, with `offline`) the range through `player`; the exit status.
 template <typename Player>
@@ -169,43 +192,41 @@ int run(QCoreApplication& app, Player& player, const Options& options,
     const int sampleRate = file->sampleRate();
     const long long totalFrames = file->totalFrames();
     Reporter reporter(sampleRate, options.loops);
-    PassCounter counter{};
+    playback::LoopPasses passes(options.loops);
     player.setDelegate(&reporter);
     player.setAudioFile(file);
     const auto [start, end] = options.range.value_or(std::pair{0LL, totalFrames});
     player.setRangeStartFrameNumFrames(double(start), double(end - start));
     player.setPlaybackRate(options.rate);
     player.setPitchShift(float(options.pitchCents));
-    setUpEngine(player, options, counter);
-    player.setLooped(options.loops > 1);
+    setUpEngine(player, options, passes);
     player.play();
 
     if (!offline)
         return app.exec();
+    RenderedFile rendered(options, sampleRate);
+    if (!rendered.isOpen())
+        return 1;
+    playback::pullPlayedUntil(
+        *offline, [&] { return reporter.done.load(); }, rendered.sink());
+    return rendered.finish(sampleRate);
+}
 
-    WavFileWriter wav(options.renderPath, sampleRate);
-    if (!wav.isOpen()) {
-        std::fprintf(stderr, "studyloop-play: cannot write %s\n", options.renderPath.c_str());
+// The queue player's render: the same code the window's Export Loop runs.
+int renderWithQueuePlayer(const Options& options, int sampleRate, long long totalFrames) {
+    RenderedFile rendered(options, sampleRate);
+    if (!rendered.isOpen())
         return 1;
-    }
-    std::vector<float> block(2 * 1024);
-    std::uint64_t rendered = 0;
-    while (!reporter.done.load()) {
-        const std::uint32_t got =
-            offline->pullPlayed(block.data(), 1024, std::chrono::milliseconds(100));
-        wav.write(block.data(), got);
-        rendered += got;
-        app.processEvents();
-        if (got == 0)
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    if (!wav.close()) {
-        std::fprintf(stderr, "studyloop-play: cannot write %s\n", options.renderPath.c_str());
-        return 1;
-    }
-    std::printf("rendered %llu frames (%.3f s) to %s\n", static_cast<unsigned long long>(rendered),
-                double(rendered) / sampleRate, options.renderPath.c_str());
-    return 0;
+    const auto [start, end] = options.range.value_or(std::pair{0LL, totalFrames});
+    playback::LoopRenderSettings settings;
+    settings.startFrame = start;
+    settings.numFrames = end - start;
+    settings.rate = options.rate;
+    settings.cents = options.pitchCents;
+    settings.volumeLevel = options.volume.value_or(1.0);
+    settings.loops = options.loops;
+    playback::renderLoop(options.file, settings, rendered.sink());
+    return rendered.finish(sampleRate);
 }
 
 } // namespace
@@ -223,6 +244,8 @@ int main(int argc, char** argv) {
         return 1;
     }
     auto file = std::make_shared<KTAudioFile>(options.file);
+    if (!options.renderPath.empty() && !options.graphEngine)
+        return renderWithQueuePlayer(options, file->sampleRate(), file->totalFrames());
 
     std::shared_ptr<platform::OfflineAudioDevice> offline;
     if (!options.renderPath.empty()) {

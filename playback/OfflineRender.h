@@ -1,0 +1,70 @@
+#pragma once
+
+// Rendering what a player would be heard playing, through an offline device, as fast as the
+// machine allows: the one pull loop behind studyloop-play --render and the window's Export
+// Loop, so that both give the same samples.
+//
+// Thread contract: renderLoop may run on any thread (the player it makes lives there);
+// pullPlayedUntil on the thread the pulled player lives on, whose event loop it turns when
+// that is the application's main thread (a player's timers run there).
+
+#include "platform/audio_device/OfflineAudioDevice.h"
+#include "platform/audio_queue/AudioQueue.h"
+
+#include <atomic>
+#include <cstdint>
+#include <functional>
+#include <string>
+
+class KTAudioQueuePlayer;
+
+namespace playback {
+
+// Takes each block of rendered frames (interleaved stereo); false stops the render.
+using RenderSink = std::function<bool(const float* interleaved, std::uint32_t frames)>;
+
+// Pulls what `device` plays into `sink` until `done` holds. Gaps where nothing plays are
+// left out, as a recording with its silences cut would. False if the sink stopped it.
+bool pullPlayedUntil(platform::OfflineAudioDevice& device, const std::function<bool()>& done,
+                     const RenderSink& sink);
+
+struct LoopRenderSettings {
+    std::int64_t startFrame = 0;
+    std::int64_t numFrames = -1; // -1: to the end of the file
+    double rate = 1.0;           // speed factor
+    double cents = 0.0;          // pitch shift
+    double volumeLevel = 1.0;    // the player's volume level; 1.0 is unity gain
+    int loops = 1;               // passes of the range
+};
+
+// Plays a looped range of `player` exactly `loops` times: counts the queue's stops and clears
+// the loop flag before the last pass begins, so that the player then reports completion. Its
+// listener runs after the player's own, on the queue's thread. Make it before the player's
+// queue is used and keep it until the player is gone.
+class LoopPasses {
+public:
+    explicit LoopPasses(int loops) : loops(loops) {}
+    LoopPasses(const LoopPasses&) = delete;
+    LoopPasses& operator=(const LoopPasses&) = delete;
+    // After the player has its file (and so its queue).
+    void attach(KTAudioQueuePlayer& player);
+
+private:
+    static void listener(void* self, platform::AudioQueueRef queue,
+                         platform::AudioQueuePropertyID property);
+    KTAudioQueuePlayer* player = nullptr;
+    int loops;
+    int stops = 0; // the queue's thread
+};
+
+enum class RenderOutcome { Finished, Stopped };
+
+// Plays the range of the file at `path` with KTAudioQueuePlayer, the engine the window
+// plays with, on an offline device at the file's own rate, and hands what it plays to
+// `sink`. `progress`, when given, is kept at the fraction of the expected output rendered.
+// The file must be readable (callers check it first: a file the audio classes cannot open
+// ends the program).
+RenderOutcome renderLoop(const std::string& path, const LoopRenderSettings& settings,
+                         const RenderSink& sink, std::atomic<double>* progress = nullptr);
+
+} // namespace playback
