@@ -64,6 +64,7 @@ void KTAppController::applicationDidFinishLaunching() {
     loopButton_->setSecondaryModeAlternateImage(
         QPixmap::fromImage(controls::loadControlImage(QStringLiteral("loop_on_alt"))));
     loopButton_->setSecondaryModeToolTip(QStringLiteral("Stop looping (L)"));
+    loopExport_ = new LoopExport(window_, this);
     connectCommands();
     setControlsEnabled(false);
 
@@ -85,6 +86,7 @@ void KTAppController::connectCommands() {
     };
     onTriggered(ui.openAction, &KTAppController::openDocument);
     onTriggered(ui.showPlayerWindowAction, &KTAppController::showPlayerWindow);
+    onTriggered(ui.exportLoopAction, &KTAppController::exportLoop);
     onTriggered(ui.playPauseAction, &KTAppController::playToggle);
     onTriggered(ui.replayAction, &KTAppController::replay);
     onTriggered(ui.loopAction, &KTAppController::loopToggle);
@@ -128,6 +130,7 @@ void KTAppController::setControlsEnabled(bool enabled) {
           static_cast<QWidget*>(loopButton_)})
         control->setEnabled(enabled);
     controlMenuItem_->setEnabled(enabled);
+    window_->ui.exportLoopAction->setEnabled(enabled);
     // A disabled menu still lets its items' shortcuts through; the items follow it, and
     // those of its submenus.
     const auto enableItems = [enabled](const QMenu* menu, const auto& self) -> void {
@@ -206,6 +209,7 @@ void KTAppController::openFileWithURL(const QUrl& url) {
     }
 
     audioFile_ = std::move(opened);
+    audioFilePath_ = path;
     player_->setAudioFile(audioFile_);
     // A new queue starts at full volume; the volume carries over from the last file.
     player_->setVolume(volume_);
@@ -273,6 +277,22 @@ void KTAppController::runWhileTheWindowPaints(const std::function<void()>& work)
     });
     loop.exec(QEventLoop::ExcludeUserInputEvents);
     worker.join();
+}
+
+void KTAppController::exportLoop(QObject* /*sender*/) {
+    if (!audioFile_ || loading_)
+        return;
+    loopExport_->chooseFileAndExport(audioFilePath_, audioFile_->sampleRate(),
+                                     loopRenderSettings());
+}
+
+playback::LoopRenderSettings KTAppController::loopRenderSettings() const {
+    playback::LoopRenderSettings loop;
+    loop.startFrame = player_->rangeStartFrame();
+    loop.numFrames = std::max<std::int64_t>(0, player_->rangeEndFrame() - loop.startFrame);
+    loop.rate = speedValue();
+    loop.cents = pitchSlider_->value();
+    return loop;
 }
 
 void KTAppController::didEndSheet() {

@@ -27,6 +27,7 @@
 // outlive the controller.
 
 #include "app/LoopEditing.h"
+#include "app/LoopExport.h"
 #include "app/SpeedTrainer.h"
 #include "app/TapTempo.h"
 #include "audio/KTAudioFile.h"
@@ -99,6 +100,13 @@ public:
     void resetRange(QObject* sender);
     // The keyboard table, by macOS virtual key code; true when the key was a command.
     bool keyDown(QKeyEvent* event);
+
+    // File > Export Loop...: the loop at the current speed and pitch (at full level, not the
+    // listening volume) to a file the save panel asks for.
+    void exportLoop(QObject* sender);
+    // What the loop is, for an export: the player's range, speed and pitch.
+    playback::LoopRenderSettings loopRenderSettings() const;
+    LoopExport* loopExport() const { return loopExport_; }
 
     // Practice tools beyond the design's commands (KTAppController_Practice.cpp). The
     // loop edits go the way a mouse edit of the range goes: the player pauses, the view
@@ -200,6 +208,8 @@ private:
     QAction* loopMenuItem_;
     QLabel* soundStatusLabel_;
 
+    LoopExport* loopExport_ = nullptr;
+    QString audioFilePath_; // of audioFile_
     SpeedTrainer trainer_;
     TapTempo tapTempo_;
     double passPause_ = 0.0;
