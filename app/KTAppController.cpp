@@ -23,6 +23,7 @@
 #include <QMessageBox>
 #include <QProgressBar>
 #include <QTimer>
+#include <cmath>
 #include <thread>
 
 KTAppController::KTAppController(PlayerWindow* window, QObject* parent)
@@ -41,6 +42,8 @@ KTAppController::~KTAppController() {
     // A completion report waiting for the main thread gives up from here on, so the
     // player's destructor, which waits for the queue's thread, cannot wait on it forever.
     shuttingDown_.store(true);
+    if (audioFile_ && loopsMenu_)
+        loopsMenu_->leaveRecording(speedValue(), pitchSlider_->value());
     if (waveformView_)
         waveformView_->setDelegate(nullptr);
     window_->removeEventFilter(this);
@@ -65,6 +68,14 @@ void KTAppController::applicationDidFinishLaunching() {
         QPixmap::fromImage(controls::loadControlImage(QStringLiteral("loop_on_alt"))));
     loopButton_->setSecondaryModeToolTip(QStringLiteral("Stop looping (L)"));
     loopExport_ = new LoopExport(window_, this);
+    loopsMenu_ = new LoopsMenu(window_->ui.loopsMenu, window_, platform::desktop::LoopStore(),
+                               {[this] { return currentLoop(); },
+                                [this](LoopRange loop) {
+                                    if (audioFile_ && !loading_)
+                                        applyLoopEdit(loop);
+                                },
+                                [this] { return audioFile_ ? audioFile_->sampleRate() : 0; }},
+                               this);
     connectCommands();
     setControlsEnabled(false);
 
@@ -131,6 +142,7 @@ void KTAppController::setControlsEnabled(bool enabled) {
         control->setEnabled(enabled);
     controlMenuItem_->setEnabled(enabled);
     window_->ui.exportLoopAction->setEnabled(enabled);
+    loopsMenu_->setEnabled(enabled);
     // A disabled menu still lets its items' shortcuts through; the items follow it, and
     // those of its submenus.
     const auto enableItems = [enabled](const QMenu* menu, const auto& self) -> void {
@@ -195,10 +207,13 @@ void KTAppController::openFileWithURL(const QUrl& url) {
     // or a network share takes its time: the window stays painted meanwhile.
     AudioFilePreflight preflight;
     std::shared_ptr<KTAudioFile> opened;
-    runWhileTheWindowPaints([&preflight, &opened, file = path.toStdString()] {
-        preflight = preflightAudioFile(file);
-        if (preflight.isReadable())
-            opened = std::make_shared<KTAudioFile>(file);
+    QString key; // what the recording is remembered by
+    runWhileTheWindowPaints([&preflight, &opened, &key, path] {
+        preflight = preflightAudioFile(path.toStdString());
+        if (!preflight.isReadable())
+            return;
+        opened = std::make_shared<KTAudioFile>(path.toStdString());
+        key = platform::desktop::LoopStore::fileKey(path);
     });
     if (!opened) {
         progressSheet_->reject();
@@ -208,6 +223,8 @@ void KTAppController::openFileWithURL(const QUrl& url) {
         return;
     }
 
+    if (audioFile_)
+        loopsMenu_->leaveRecording(speedValue(), pitchSlider_->value());
     audioFile_ = std::move(opened);
     audioFilePath_ = path;
     player_->setAudioFile(audioFile_);
@@ -252,6 +269,16 @@ void KTAppController::openFileWithURL(const QUrl& url) {
     player_->setPlaybackRate(speedValue());
     pitchSlider_->setValue(0);
     player_->setPitchShift(float(pitchSlider_->value()));
+    // A recording played before comes back at the speed and pitch it was left at.
+    const auto [rate, cents] = loopsMenu_->openRecording(key, path);
+    if (rate) {
+        setSpeedValue(float(*rate));
+        setPlaybackRate(speedSlider_);
+    }
+    if (cents) {
+        pitchSlider_->setValue(int(std::lround(*cents)));
+        setPitchShift(pitchSlider_);
+    }
     timerView_->setTime(0.0f);
     window_->setWindowFilePath(path);
     window_->setWindowTitle(name);

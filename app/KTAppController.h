@@ -28,6 +28,7 @@
 
 #include "app/LoopEditing.h"
 #include "app/LoopExport.h"
+#include "app/LoopsMenu.h"
 #include "app/SpeedTrainer.h"
 #include "app/TapTempo.h"
 #include "audio/KTAudioFile.h"
@@ -107,6 +108,8 @@ public:
     // What the loop is, for an export: the player's range, speed and pitch.
     playback::LoopRenderSettings loopRenderSettings() const;
     LoopExport* loopExport() const { return loopExport_; }
+    // The Loops menu: loops saved per recording, and its last speed and pitch, across runs.
+    LoopsMenu* loopsMenu() const { return loopsMenu_; }
 
     // Practice tools beyond the design's commands (KTAppController_Practice.cpp). The
     // loop edits go the way a mouse edit of the range goes: the player pauses, the view
@@ -209,6 +212,7 @@ private:
     QLabel* soundStatusLabel_;
 
     LoopExport* loopExport_ = nullptr;
+    LoopsMenu* loopsMenu_ = nullptr;
     QString audioFilePath_; // of audioFile_
     SpeedTrainer trainer_;
     TapTempo tapTempo_;

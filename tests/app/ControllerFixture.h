@@ -7,8 +7,12 @@
 #include "app/KTAppController.h"
 #include "app/PlayerWindow.h"
 #include "platform/audio_device/OfflineAudioDevice.h"
+#include "platform/desktop/LoopStore.h"
 #include "tests/support/Fixtures.h"
 
+#include <QAction>
+#include <QFile>
+#include <QKeySequence>
 #include <QSignalSpy>
 #include <QTest>
 #include <atomic>
@@ -31,6 +35,8 @@ inline std::string toneFile(const char* label, std::int64_t frames = 3 * kRate,
 class ControllerTest : public ::testing::Test {
 protected:
     void SetUp() override {
+        // What the program remembers of recordings does not pass from one test to the next.
+        QFile::remove(platform::desktop::LoopStore::defaultPath());
         device = std::make_shared<platform::OfflineAudioDevice>(kRate);
         platform::setDefaultAudioDevice(device);
         window = std::make_unique<PlayerWindow>();
@@ -80,6 +86,25 @@ protected:
         return true;
     }
 
+    // Presses a menu item's key the way Qt's shortcut map does: the enabled item of the
+    // window with that key is triggered. (A real key event needs the window to be the
+    // active one, which tests running side by side on one display cannot promise.)
+    void press(const QKeySequence& keys) {
+        bool found = false;
+        for (QAction* action : window->findChildren<QAction*>()) {
+            if (action->shortcut() != keys)
+                continue;
+            found = true;
+            if (action->isEnabled()) {
+                action->trigger();
+                return;
+            }
+        }
+        EXPECT_TRUE(found) << "no menu item has the key " << keys.toString().toStdString();
+    }
+    void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
+        press(QKeySequence(QKeyCombination(modifiers, key)));
+    }
     const Ui::PlayerWindow& ui() const { return window->ui; }
     void key(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
         QTest::keyClick(window.get(), key, modifiers);

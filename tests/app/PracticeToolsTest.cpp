@@ -31,25 +31,6 @@ using namespace app_test;
 
 class PracticeToolsTest : public ControllerTest {
 protected:
-    // Presses a menu item's key the way Qt's shortcut map does: the enabled item of the
-    // window with that key is triggered. (A real key event needs the window to be the
-    // active one, which tests running side by side on one display cannot promise.)
-    void press(const QKeySequence& keys) {
-        bool found = false;
-        for (QAction* action : window->findChildren<QAction*>()) {
-            if (action->shortcut() != keys)
-                continue;
-            found = true;
-            if (action->isEnabled()) {
-                action->trigger();
-                return;
-            }
-        }
-        EXPECT_TRUE(found) << "no menu item has the key " << keys.toString().toStdString();
-    }
-    void press(Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::NoModifier) {
-        press(QKeySequence(QKeyCombination(modifiers, key)));
-    }
     // A loop made by the view, the way a mouse edit makes one.
     void markLoop(std::int32_t start, std::int32_t end) {
         KTFixedWaveformView* view = window->waveformView;
@@ -177,7 +158,7 @@ TEST_F(PracticeToolsTest, TurningTheTrainerOffOrOpeningAFileLeavesTheSpeedAlone)
     EXPECT_DOUBLE_EQ(controller->speedValue(), 0.55);
 
     controller->startSpeedTrainer({0.5, 0.05, 1, 1.0});
-    load(toneFile("trainer-next"));
+    load(toneFile("trainer-next", 3 * kRate, 660)); // another recording, never played
     EXPECT_FALSE(controller->speedTrainer().isOn());
     controller->playerDidCompleteLoopPass(controller->player());
     QCoreApplication::processEvents();

@@ -1,0 +1,186 @@
+#include "app/LoopsMenu.h"
+
+#include <QAction>
+#include <QDialog>
+#include <QDialogButtonBox>
+#include <QHBoxLayout>
+#include <QInputDialog>
+#include <QKeySequence>
+#include <QListWidget>
+#include <QMenu>
+#include <QPushButton>
+#include <QVBoxLayout>
+
+using platform::desktop::SavedLoop;
+
+namespace {
+
+constexpr int kLoopsOnKeys = 9;
+
+QString clockTime(double seconds) {
+    const int minutes = int(seconds / 60);
+    return QStringLiteral("%1:%2").arg(minutes).arg(seconds - 60 * minutes, 5, 'f', 2,
+                                                    QLatin1Char('0'));
+}
+
+} // namespace
+
+LoopsMenu::LoopsMenu(QMenu* menu_, QWidget* window_, platform::desktop::LoopStore store_,
+                     Hooks hooks_, QObject* parent)
+    : QObject(parent), menu(menu_), window(window_), loopStore(std::move(store_)),
+      hooks(std::move(hooks_)) {
+    saveAction = menu->addAction(QStringLiteral("Save Loop..."));
+    saveAction->setShortcut(QKeySequence(QStringLiteral("Ctrl+S")));
+    manageAction = menu->addAction(QStringLiteral("Manage Loops..."));
+    menu->addSeparator();
+    listEnd = menu->addSeparator();
+    restoreAction = menu->addAction(QStringLiteral("Restore Speed and Pitch"));
+    restoreAction->setCheckable(true);
+    restoreAction->setChecked(loopStore.restoresSpeedAndPitch());
+    connect(saveAction, &QAction::triggered, this, &LoopsMenu::showSaveDialog);
+    connect(manageAction, &QAction::triggered, this, &LoopsMenu::showManageDialog);
+    connect(restoreAction, &QAction::toggled, this,
+            [this](bool on) { loopStore.setRestoresSpeedAndPitch(on); });
+    setEnabled(false);
+}
+
+std::pair<std::optional<double>, std::optional<double>>
+LoopsMenu::openRecording(const QString& key_, const QString& path_) {
+    key = key_;
+    path = path_;
+    memory = key.isEmpty() ? platform::desktop::RecordingMemory{} : loopStore.recall(key);
+    rebuild();
+    if (!restoreAction->isChecked())
+        return {};
+    return {memory.rate, memory.cents};
+}
+
+void LoopsMenu::leaveRecording(double rate, double cents) {
+    if (key.isEmpty())
+        return;
+    memory.rate = rate;
+    memory.cents = cents;
+    store();
+}
+
+void LoopsMenu::setEnabled(bool enabled) {
+    saveAction->setEnabled(enabled);
+    manageAction->setEnabled(enabled && !memory.loops.isEmpty());
+    for (QAction* action : loopActions)
+        action->setEnabled(enabled);
+}
+
+QString LoopsMenu::defaultName(LoopRange range) const {
+    const double rate = std::max(1, hooks.sampleRate());
+    return clockTime(range.start / rate) + QStringLiteral(" – ") + clockTime(range.end / rate);
+}
+
+void LoopsMenu::saveLoop(const QString& name) {
+    const LoopRange range = hooks.currentLoop();
+    memory.loops.push_back(
+        {name.trimmed().isEmpty() ? defaultName(range) : name.trimmed(), range.start, range.end});
+    store();
+    rebuild();
+}
+
+void LoopsMenu::renameLoop(int index, const QString& name) {
+    if (index < 0 || index >= memory.loops.size() || name.trimmed().isEmpty())
+        return;
+    memory.loops[index].name = name.trimmed();
+    store();
+    rebuild();
+}
+
+void LoopsMenu::deleteLoop(int index) {
+    if (index < 0 || index >= memory.loops.size())
+        return;
+    memory.loops.removeAt(index);
+    store();
+    rebuild();
+}
+
+void LoopsMenu::chooseLoop(int index) {
+    if (index >= 0 && index < memory.loops.size())
+        hooks.chooseLoop({std::int32_t(memory.loops[index].startFrame),
+                          std::int32_t(memory.loops[index].endFrame)});
+}
+
+void LoopsMenu::store() {
+    loopStore.remember(key, path, memory);
+}
+
+// The list between the two separators: one item a saved loop, in the order saved.
+void LoopsMenu::rebuild() {
+    for (QAction* action : loopActions)
+        delete action;
+    loopActions.clear();
+    for (int i = 0; i < memory.loops.size(); ++i) {
+        auto* action = new QAction(memory.loops[i].name, menu);
+        if (i < kLoopsOnKeys)
+            action->setShortcut(QKeySequence(QStringLiteral("Alt+%1").arg(i + 1)));
+        connect(action, &QAction::triggered, this, [this, i] { chooseLoop(i); });
+        menu->insertAction(listEnd, action);
+        loopActions.push_back(action);
+    }
+    setEnabled(saveAction->isEnabled());
+}
+
+void LoopsMenu::showSaveDialog() {
+    auto* dialog = new QInputDialog(window);
+    dialog->setObjectName(QStringLiteral("saveLoopDialog"));
+    dialog->setWindowTitle(QStringLiteral("Save Loop"));
+    dialog->setLabelText(QStringLiteral("Name of the loop:"));
+    dialog->setTextValue(defaultName(hooks.currentLoop()));
+    dialog->setWindowModality(Qt::WindowModal);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    connect(dialog, &QInputDialog::textValueSelected, this, &LoopsMenu::saveLoop);
+    dialog->open();
+}
+
+void LoopsMenu::showManageDialog() {
+    auto* dialog = new QDialog(window);
+    dialog->setObjectName(QStringLiteral("manageLoopsDialog"));
+    dialog->setWindowTitle(QStringLiteral("Manage Loops"));
+    dialog->setWindowModality(Qt::WindowModal);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    auto* list = new QListWidget(dialog);
+    const auto fill = [this, list] {
+        list->clear();
+        for (const SavedLoop& loop : memory.loops) {
+            auto* item = new QListWidgetItem(loop.name, list);
+            item->setFlags(item->flags() | Qt::ItemIsEditable);
+        }
+    };
+    fill();
+    // A name edited in place is the loop's new name.
+    connect(list, &QListWidget::itemChanged, this,
+            [this, list](QListWidgetItem* item) { renameLoop(list->row(item), item->text()); });
+    auto* rename = new QPushButton(QStringLiteral("Rename"), dialog);
+    auto* remove = new QPushButton(QStringLiteral("Delete"), dialog);
+    remove->setObjectName(QStringLiteral("deleteButton"));
+    connect(rename, &QPushButton::clicked, list, [list] {
+        if (QListWidgetItem* item = list->currentItem())
+            list->editItem(item);
+    });
+    connect(remove, &QPushButton::clicked, this, [this, list, fill] {
+        const int row = list->currentRow();
+        const QSignalBlocker quiet(list);
+        deleteLoop(row);
+        fill();
+        list->setCurrentRow(std::min(row, int(list->count()) - 1));
+    });
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Close, dialog);
+    connect(buttons, &QDialogButtonBox::rejected, dialog, &QDialog::reject);
+    auto* side = new QVBoxLayout;
+    side->addWidget(rename);
+    side->addWidget(remove);
+    side->addStretch();
+    auto* row = new QHBoxLayout;
+    row->addWidget(list);
+    row->addLayout(side);
+    auto* layout = new QVBoxLayout(dialog);
+    layout->addLayout(row);
+    layout->addWidget(buttons);
+    dialog->resize(420, 300);
+    dialog->open();
+}
