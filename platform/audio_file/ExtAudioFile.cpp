@@ -4,6 +4,7 @@
 #include "platform/audio_file/OpenStatus.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cstring>
 #include <memory>
 #include <mutex>
@@ -11,9 +12,35 @@
 namespace platform {
 
 struct OpaqueExtAudioFile {
+    static constexpr std::int64_t kNoSeek = -1;
+
+    // Held across decoding and file I/O, which on a stalled network share can take as long
+    // as the share does. Seeks and tells never take it (see below).
     std::mutex lock;
     std::unique_ptr<AudioDecoder> decoder;
-    bool clientFormatSet = false;
+    // Fixed when the file opens, so asking for them never waits for a read.
+    AudioStreamBasicDescription fileFormat;
+    std::int64_t lengthFrames = 0;
+    std::atomic<bool> clientFormatSet{false};
+    // A seek is only recorded here and carried out by the next call that decodes, so a
+    // thread that moves the read position never waits behind another's read.
+    std::atomic<std::int64_t> pendingSeek{kNoSeek};
+    // The decoder's read position after the last call that moved it; with pendingSeek it
+    // answers a tell without the lock.
+    std::atomic<std::int64_t> position{0};
+
+    // Under `lock`: carries out the pending seek, if any.
+    void applyPendingSeek() {
+        const std::int64_t target = pendingSeek.load();
+        if (target == kNoSeek)
+            return;
+        decoder->seek(target); // a target >= 0 is never refused
+        position.store(decoder->position());
+        // Cleared only if no newer seek has come in meanwhile; a tell sees the new position
+        // before it sees the seek gone.
+        std::int64_t expected = target;
+        pendingSeek.compare_exchange_strong(expected, kNoSeek);
+    }
 };
 
 namespace {
@@ -59,6 +86,8 @@ OSStatus ExtAudioFileOpenURL(const std::string& location, ExtAudioFileRef* outFi
     if (const OSStatus status = AudioDecoder::open(pathFromLocation(location), file->decoder);
         status != noErr)
         return status;
+    file->fileFormat = fileDataFormat(*file->decoder);
+    file->lengthFrames = file->decoder->lengthFrames();
     *outFile = file.release();
     return noErr;
 }
@@ -67,15 +96,13 @@ OSStatus ExtAudioFileGetProperty(ExtAudioFileRef file, ExtAudioFilePropertyID pr
                                  std::uint32_t* ioDataSize, void* outData) {
     if (!file)
         return kAudioFileNotOpenError;
-    std::lock_guard guard(file->lock);
-    const AudioDecoder& decoder = *file->decoder;
     switch (property) {
     case kExtAudioFileProperty_FileDataFormat:
-        return copyOut(fileDataFormat(decoder), ioDataSize, outData);
+        return copyOut(file->fileFormat, ioDataSize, outData);
     case kExtAudioFileProperty_ClientDataFormat:
-        return copyOut(stereoFloatFormat(decoder.sampleRate()), ioDataSize, outData);
+        return copyOut(stereoFloatFormat(file->fileFormat.mSampleRate), ioDataSize, outData);
     case kExtAudioFileProperty_FileLengthFrames:
-        return copyOut(std::int64_t(decoder.lengthFrames()), ioDataSize, outData);
+        return copyOut(file->lengthFrames, ioDataSize, outData);
     case kExtAudioFileProperty_AudioFile:
         return copyOut(reinterpret_cast<AudioFileID>(file), ioDataSize, outData);
     default:
@@ -93,8 +120,7 @@ OSStatus ExtAudioFileSetProperty(ExtAudioFileRef file, ExtAudioFilePropertyID pr
         return kExtAudioFileInvalidPropertySizeError;
     AudioStreamBasicDescription wanted;
     std::memcpy(&wanted, data, sizeof wanted);
-    std::lock_guard guard(file->lock);
-    if (!sameFormat(wanted, stereoFloatFormat(file->decoder->sampleRate())))
+    if (!sameFormat(wanted, stereoFloatFormat(file->fileFormat.mSampleRate)))
         return kAudioConverterFormatNotSupportedError;
     file->clientFormatSet = true;
     return noErr;
@@ -111,8 +137,10 @@ OSStatus ExtAudioFileRead(ExtAudioFileRef file, std::uint32_t* ioNumberFrames,
         return kAudioConverterFormatNotSupportedError;
     AudioBuffer& buffer = ioData->mBuffers[0];
     const std::uint32_t room = buffer.mDataByteSize / 8;
+    file->applyPendingSeek();
     const std::uint32_t frames =
         file->decoder->read(static_cast<float*>(buffer.mData), std::min(*ioNumberFrames, room));
+    file->position.store(file->decoder->position());
     *ioNumberFrames = frames;
     buffer.mDataByteSize = frames * 8;
     return noErr;
@@ -121,8 +149,10 @@ OSStatus ExtAudioFileRead(ExtAudioFileRef file, std::uint32_t* ioNumberFrames,
 OSStatus ExtAudioFileSeek(ExtAudioFileRef file, std::int64_t frameOffset) {
     if (!file)
         return kAudioFileNotOpenError;
-    std::lock_guard guard(file->lock);
-    return file->decoder->seek(frameOffset);
+    if (frameOffset < 0)
+        return kExtAudioFileInvalidSeekError;
+    file->pendingSeek.store(frameOffset);
+    return noErr;
 }
 
 OSStatus ExtAudioFileTell(ExtAudioFileRef file, std::int64_t* outFrameOffset) {
@@ -130,8 +160,8 @@ OSStatus ExtAudioFileTell(ExtAudioFileRef file, std::int64_t* outFrameOffset) {
         return kAudioFileNotOpenError;
     if (!outFrameOffset)
         return kParamError;
-    std::lock_guard guard(file->lock);
-    *outFrameOffset = file->decoder->position();
+    const std::int64_t pending = file->pendingSeek.load();
+    *outFrameOffset = pending != OpaqueExtAudioFile::kNoSeek ? pending : file->position.load();
     return noErr;
 }
 
@@ -150,18 +180,20 @@ OSStatus AudioFileGetProperty(AudioFileID file, AudioFilePropertyID property,
                                    ioDataSize, outData);
 }
 
-OSStatus AudioFileReadFrames(AudioFileID id, std::int64_t startFrame,
-                             std::uint32_t* ioNumberFrames, float* outFrames) {
+OSStatus AudioFileReadFrames(AudioFileID id, std::int64_t startFrame, std::uint32_t* ioNumberFrames,
+                             float* outFrames) {
     ExtAudioFileRef file = extFileOf(id);
     if (!file)
         return kAudioFileNotOpenError;
     if (!ioNumberFrames || !outFrames || startFrame < 0)
         return kParamError;
     std::lock_guard guard(file->lock);
+    file->applyPendingSeek();
     if (file->decoder->position() != startFrame)
         if (const OSStatus status = file->decoder->seek(startFrame); status != noErr)
             return status;
     *ioNumberFrames = file->decoder->read(outFrames, *ioNumberFrames);
+    file->position.store(file->decoder->position());
     return noErr;
 }
 

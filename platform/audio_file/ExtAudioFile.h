@@ -13,9 +13,12 @@
 //   reads up to where its data ends (a read then returns fewer frames, finally 0).
 // - Nothing here ends the process: every failure is a status.
 //
-// Thread contract: all calls on one file are serialised by a lock inside the file, so a
-// seek from one thread and a read from another are safe. Never call from the real-time
-// audio thread: these calls decode and do file I/O.
+// Thread contract: any thread may call. Reads are serialised by a lock inside the file;
+// nothing else waits for it: the properties are fixed when the file opens, a seek is
+// recorded and carried out by the next read, and a tell answers from the recorded
+// position. So a thread that asks or moves the read position is never held up by
+// another's read, however long the file's storage takes to answer. Never call from the
+// real-time audio thread: reads decode and do file I/O.
 
 #include "platform/audio_file/AudioTypes.h"
 
@@ -58,8 +61,9 @@ OSStatus ExtAudioFileSetProperty(ExtAudioFileRef file, ExtAudioFilePropertyID pr
 OSStatus ExtAudioFileRead(ExtAudioFileRef file, std::uint32_t* ioNumberFrames,
                           AudioBufferList* ioData);
 
-// Moves the read position to `frameOffset`, sample-accurately. A position at or past the
-// end is allowed (reads then return 0 frames); a negative one is refused.
+// Moves the read position to `frameOffset`, sample-accurately, from the next read on. A
+// position at or past the end is allowed (reads then return 0 frames); a negative one is
+// refused.
 OSStatus ExtAudioFileSeek(ExtAudioFileRef file, std::int64_t frameOffset);
 
 OSStatus ExtAudioFileTell(ExtAudioFileRef file, std::int64_t* outFrameOffset);

@@ -1,6 +1,6 @@
-// A recording on a slow network share that then goes away, through the whole window: a
-// read-only FUSE file system of the test's own (slow_mount.py) makes every read slow, and
-// later makes every read fail. The window must never stop painting for more than 100 ms,
+// A recording on a slow network share that stalls or goes away, through the whole window:
+// a read-only FUSE file system of the test's own (slow_mount.py) makes every read slow,
+// then makes reads wait, or fail. The window must never stop painting for more than 100 ms,
 // the player must end its range where the data stops, and nothing may end the program.
 // Skipped where FUSE cannot be mounted.
 
@@ -91,6 +91,29 @@ TEST_F(SlowShareTest, OpeningFromASlowShareKeepsTheWindowPainted) {
                 static_cast<long long>(took.elapsed()), static_cast<long long>(watch.longestMs()));
     EXPECT_GT(took.elapsed(), 200) << "the share was not slow";
     EXPECT_LE(watch.longestMs(), kLongestStallMs);
+}
+
+// A share whose server stops answering holds the player's read; what the musician does in
+// the window meanwhile (moving about, changing the loop) must not wait for it.
+TEST_F(SlowShareTest, AShareThatStallsWhilePlayingNeverHoldsTheWindow) {
+    load(shared().string());
+    controller->playToggle(nullptr);
+    startPulling();
+    ASSERT_TRUE(waitUntil([&] { return device->framesPulled() > kRate; }));
+    std::ofstream(folder / "source" / ".stalled").put('x');
+    QTest::qWait(300); // the player's next read is now waiting on the share
+    StallWatch watch;
+    controller->ffwd(nullptr);
+    controller->rewind(nullptr);
+    controller->waveformViewDidChangeCurrentFrame(window->waveformView, 5 * kRate);
+    controller->resetRange(nullptr);
+    controller->playToggle(nullptr);
+    QTest::qWait(500);
+    EXPECT_LE(watch.longestMs(), kLongestStallMs);
+    // The share answers again: the player goes on from where it was sent.
+    fs::remove(folder / "source" / ".stalled");
+    ASSERT_TRUE(waitUntil([&] { return ui().playPauseButton->mode() == 0; }))
+        << "the range plays to its end";
 }
 
 TEST_F(SlowShareTest, AShareThatGoesAwayWhilePlayingEndsTheRangeAndNothingHangs) {

@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """A read-only FUSE file system over SOURCE at MOUNTPOINT whose every read takes DELAY
-seconds, like a file on a slow network share; once SOURCE holds a file named ".vanished",
-every read fails as on a share that went away.
+seconds, like a file on a slow network share. While SOURCE holds a file named ".stalled",
+reads wait, as on a share whose server has stopped answering; once it holds one named
+".vanished", every read fails, as on a share that went away.
 
     slow_mount.py SOURCE MOUNTPOINT DELAY
 
@@ -34,7 +35,8 @@ class SlowShare(Operations):
                  "st_ctime")}
 
     def readdir(self, path, fh):
-        return [".", ".."] + [n for n in os.listdir(self._real(path)) if n != ".vanished"]
+        return [".", ".."] + [n for n in os.listdir(self._real(path))
+                              if n not in (".vanished", ".stalled")]
 
     def open(self, path, flags):
         if flags & (os.O_WRONLY | os.O_RDWR | os.O_APPEND | os.O_TRUNC):
@@ -42,6 +44,8 @@ class SlowShare(Operations):
         return os.open(self._real(path), os.O_RDONLY)
 
     def read(self, path, size, offset, fh):
+        while os.path.exists(os.path.join(self.source, ".stalled")):
+            time.sleep(0.01)
         if self._vanished():
             raise FuseOSError(errno.EIO)
         time.sleep(self.delay)
