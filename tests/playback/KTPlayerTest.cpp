@@ -179,11 +179,14 @@ TEST_F(GraphPlayerTest, LoopIsDecidedByTheTimerWithinATickOfTheEnd) {
             ++zeros;
         }
     }
-    ASSERT_GE(passes.size(), 3u);
+    ASSERT_GE(passes.size(), 2u);
     EXPECT_LT(passes[0].first, 16u) << "the first pass starts with the first render";
     for (std::size_t p = 0; p + 1 < passes.size(); ++p) {
-        EXPECT_NEAR(double(passes[p].second - passes[p].first), double(length), 0.005 * length)
-            << "pass " << p;
+        // A tick can fall right at a pass's end: then the next pass follows with no silence
+        // between, and the two read as one stretch of sound, two passes long.
+        const double run = double(passes[p].second - passes[p].first);
+        const double passCount = std::max(1.0, std::round(run / length));
+        EXPECT_NEAR(run, passCount * length, 0.005 * length * passCount) << "pass " << p;
         // One tick (0.05 s), plus the pacing of the pulls (a few ms) and the lateness of a
         // timer on a busy machine.
         const double gapSeconds = double(passes[p + 1].first - passes[p].second) / kRate;
