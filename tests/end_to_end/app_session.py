@@ -23,6 +23,8 @@ import time
 
 import numpy as np
 
+from private_data import use_private_data_folder
+
 RATE = 44100
 
 
@@ -125,6 +127,7 @@ def check(condition, message):
 
 
 def main():
+    use_private_data_folder()
     binary, work = sys.argv[1], sys.argv[2]
     os.makedirs(work, exist_ok=True)
     track = os.path.join(work, "click-track.wav")

@@ -21,6 +21,7 @@ import numpy as np
 
 sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 from app_session import RATE, Session, check, read_wav  # noqa: E402
+from private_data import use_private_data_folder  # noqa: E402
 
 SIDE_MARGIN = 25  # the view's margin left and right of the waveform, in pixels
 
@@ -42,6 +43,7 @@ def best_offset(needle, haystack):
 
 
 def main():
+    use_private_data_folder()
     binary, demo_path, work = sys.argv[1], sys.argv[2], sys.argv[3]
     os.makedirs(work, exist_ok=True)
     demo = read_wav(demo_path)

@@ -16,8 +16,11 @@ import shutil
 import subprocess
 import sys
 
+from private_data import use_private_data_folder
+
 
 def main():
+    use_private_data_folder()
     studyloop, play, source, work = sys.argv[1:5]
     os.makedirs(work, exist_ok=True)
     recording = os.path.join(work, "my recording.wav")

@@ -25,6 +25,8 @@ import time
 
 import numpy as np
 
+from private_data import use_private_data_folder
+
 RATE = 44100
 
 
@@ -138,6 +140,7 @@ def region_changed(first, second, geometry):
 
 
 def main():
+    use_private_data_folder()
     binary, work = sys.argv[1], sys.argv[2]
     os.makedirs(work, exist_ok=True)
     track = os.path.join(work, "steady-tone.wav")
