@@ -181,6 +181,7 @@ OSStatus OpaqueAudioQueue::start() {
         run = stopPending ? RunState::Stopping : RunState::Running;
         stopPending = false;
         freshStart.store(true);
+        renderCyclesAtRunStart.store(renderCycles.load());
         publishLeadInLocked();
         rtPlaying.store(true, std::memory_order_release);
         setRunning(true);
@@ -434,6 +435,7 @@ std::uint32_t OpaqueAudioQueue::renderLeadIn(float* out, std::uint32_t frames) n
 std::uint32_t OpaqueAudioQueue::renderAudio(float* out, std::uint32_t frames) noexcept {
     if (!rtPlaying.load(std::memory_order_acquire))
         return 0;
+    renderCycles.fetch_add(1, std::memory_order_acq_rel);
     const std::uint32_t leadIn = renderLeadIn(out, frames);
     const auto got = leadIn + std::uint32_t(ring.read(out + 2 * std::size_t(leadIn),
                                                       2 * std::size_t(frames - leadIn)) /
@@ -463,7 +465,12 @@ bool OpaqueAudioQueue::expectsToRender() const noexcept {
     if (!rtPlaying.load(std::memory_order_acquire))
         return false;
     const std::uint64_t end = endPosition.load(std::memory_order_acquire);
-    return end == UINT64_MAX || ring.readPosition() < end;
+    return end == UINT64_MAX || ring.readPosition() < end || awaitsFirstCycle();
+}
+
+bool OpaqueAudioQueue::awaitsFirstCycle() const noexcept {
+    return renderCycles.load(std::memory_order_acquire) ==
+           renderCyclesAtRunStart.load(std::memory_order_acquire);
 }
 
 // ---- queue thread ---------------------------------------------------------------------
@@ -513,7 +520,7 @@ void OpaqueAudioQueue::threadMain() {
         // A stop that plays out completes once the device has taken the last frame.
         if (run == RunState::Stopping) {
             const std::uint64_t end = endPosition.load();
-            if (end != UINT64_MAX && ring.readPosition() >= end) {
+            if (end != UINT64_MAX && ring.readPosition() >= end && !awaitsFirstCycle()) {
                 run = RunState::Stopped;
                 rtPlaying.store(false, std::memory_order_release);
                 resetRequested = true;

@@ -58,6 +58,7 @@ struct platform::OpaqueAudioQueue final : platform::AudioRenderSource {
     // AudioRenderSource, real-time thread.
     std::uint32_t renderAudio(float* out, std::uint32_t frames) noexcept override;
     bool expectsToRender() const noexcept override;
+    bool awaitsFirstCycle() const noexcept; // any thread
 
 private:
     enum class RunState { Stopped, Running, Paused, Stopping };
@@ -129,7 +130,12 @@ private:
     std::atomic<std::uint64_t> endPosition{UINT64_MAX}; // ring position of the last sample
     std::atomic<float> volume{1.0f}, rate{1.0f}, pitchCents{0.0f};
     std::atomic<double> publishedSourceFed{0};
-    std::atomic<bool> freshStart{true};    // no frame delivered since the last start
+    std::atomic<bool> freshStart{true}; // no frame delivered since the last start
+    // Device cycles rendered while playing, and their count when the current run started:
+    // a run ends only once the device has rendered at least once since, as a hardware
+    // queue's does. Without it a looped empty range would start and stop as fast as the
+    // queue thread can turn, flooding the main thread with its news.
+    std::atomic<std::uint64_t> renderCycles{0}, renderCyclesAtRunStart{0};
     std::atomic<bool> endCommitted{false}; // a stop's end is being fed (set under stateLock)
     // Frames the ring is kept filled to: what the device takes at a time, with room.
     std::atomic<std::uint32_t> ringTarget{0};
