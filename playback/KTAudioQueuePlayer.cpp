@@ -132,16 +132,26 @@ void KTAudioQueuePlayer::isRunningListener(void* userData, AudioQueueRef queue,
         return;
     }
     // Whatever stopped the queue, the range end or stop(), the player goes back to the
-    // range start; a looped player then plays again.
-    player->stopPlaybackTimer();
-    player->setCurrentFrame(player->rangeStartFrame());
-    player->setPlaying(false);
+    // range start; a looped player then plays again. Each step on the player is taken
+    // under `callbackLock` with the queue still the live one: a new file given to the
+    // player meanwhile must not be sought, marked stopped or started by the old queue's
+    // news. The delegate hears it outside the lock, as it may wait for the main thread.
+    {
+        std::lock_guard guard(player->callbackLock);
+        if (queue != player->liveQueue.load())
+            return;
+        player->stopPlaybackTimer();
+        player->setCurrentFrame(player->rangeStartFrame());
+        player->setPlaying(false);
+    }
     if (player->isLooped()) {
         if (KTAudioQueuePlayerDelegate* delegate = player->delegate())
             delegate->playerDidCompleteLoopPass(player);
         if (const double pause = player->passPause.load(); pause > 0)
             AudioQueueSetLeadIn(queue, {pause, player->countInTempo.load(), 4});
-        player->play();
+        std::lock_guard guard(player->callbackLock);
+        if (queue == player->liveQueue.load())
+            player->play();
     } else if (KTAudioQueuePlayerDelegate* delegate = player->delegate()) {
         delegate->playerDidCompletePlayback(player);
     }
@@ -203,6 +213,10 @@ void KTAudioQueuePlayer::ffwd() {
     // Strictly greater: a playhead landing exactly on the range length stays there.
     if (frame > rangeNumFrames.load())
         frame = rangeNumFrames.load() - 1;
+    // An empty range at the file's start would put the playhead one frame before the file,
+    // where no seek can go: it stays on the first frame instead.
+    frame =
+        std::int32_t(insideFile(double(frame) + rangeStartFrame_.load()) - rangeStartFrame_.load());
     playheadFrame.store(frame);
     CheckError(seekFile(std::int64_t(frame) + rangeStartFrame_.load()), "ExtAudioFileSeek");
     if (!isPlaying())
@@ -243,6 +257,7 @@ double KTAudioQueuePlayer::currentFrame() const {
 }
 
 void KTAudioQueuePlayer::setCurrentFrame(double frame) {
+    frame = double(insideFile(frame));
     CheckError(seekFile(std::int64_t(frame)), "ExtAudioFileSeek");
     playheadFrame.store(std::int32_t(frame - rangeStartFrame_.load()));
 }
@@ -253,11 +268,24 @@ std::int32_t KTAudioQueuePlayer::currentSampleTime() const {
     return std::int32_t(stamp.mSampleTime);
 }
 
+// Both ends are kept inside the file; an inverted range stays inverted (it plays on to the
+// file's end, as a read position past the range end does).
 void KTAudioQueuePlayer::setRangeStartFrameNumFrames(double start, double numFrames) {
-    CheckError(seekFile(std::int64_t(start)), "ExtAudioFileSeek failed");
+    const std::int64_t first = insideFile(start);
+    const std::int64_t end = insideFile(std::trunc(start) + std::trunc(numFrames));
+    CheckError(seekFile(first), "ExtAudioFileSeek failed");
     playheadFrame.store(0);
-    rangeStartFrame_.store(std::int32_t(start));
-    rangeNumFrames.store(std::int32_t(numFrames));
+    rangeStartFrame_.store(std::int32_t(first));
+    rangeNumFrames.store(std::int32_t(end - first));
+}
+
+// The window only ever asks for frames inside the file; other callers (and the design's
+// few ways of stepping past a range's edge) are held to it, so no seek is ever refused and
+// the playhead never stands outside the file.
+std::int64_t KTAudioQueuePlayer::insideFile(double frame) const {
+    const std::shared_ptr<KTAudioFile> file = audioFile_.load();
+    const double total = file ? double(file->totalFrames()) : 0.0;
+    return std::isnan(frame) ? 0 : std::int64_t(std::clamp(frame, 0.0, total));
 }
 
 std::int32_t KTAudioQueuePlayer::rangeEndFrame() const {

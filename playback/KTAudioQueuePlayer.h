@@ -28,7 +28,8 @@
 // Ownership: the player shares the audio file with its caller and owns the queue (made
 // anew for each file) and the timer. The delegate is not owned.
 //
-// Failures of platform calls go through CheckError and end the process.
+// Failures of platform calls go through CheckError and end the process. Seeks, ranges and
+// the playhead are held inside the file, so no command can lead to one.
 
 #include "audio/KTAudioFile.h"
 #include "platform/audio_queue/AudioQueue.h"
@@ -132,6 +133,8 @@ private:
     void startTimerOnMainThread();
     void stopTimerOnMainThread();
     platform::OSStatus seekFile(std::int64_t frame) const;
+    // `frame`, truncated, within [0, totalFrames] of the current file.
+    std::int64_t insideFile(double frame) const;
 
     const std::shared_ptr<platform::AudioDevice> outputDevice; // null: the default output
     std::atomic<platform::AudioQueueRef> queue{nullptr};
@@ -151,8 +154,9 @@ private:
 
     // The queue whose callbacks may still act on the player. A queue being replaced can
     // have a callback under way on its own thread; from setAudioFile on it must neither
-    // read the new file nor restart playback. The output callback checks under
-    // `callbackLock`, so once setAudioFile holds it no old callback is half-way.
+    // read the new file nor seek, stop or restart playback. The callbacks check under
+    // `callbackLock`, so once setAudioFile holds it no old callback is half-way. Recursive:
+    // the listener's play() fills the buffers through the output callback.
     std::atomic<platform::AudioQueueRef> liveQueue{nullptr};
-    std::mutex callbackLock;
+    std::recursive_mutex callbackLock;
 };
