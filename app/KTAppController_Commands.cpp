@@ -188,6 +188,11 @@ void KTAppController::waveformViewDidReceiveDraggedFileWithPath(KTFixedWaveformV
 }
 
 void KTAppController::playerDidMovePlayheadToFrame(KTAudioQueuePlayer* /*player*/, int frame) {
+    // A pause asked for while the last buffers of a range play out is not taken (the player
+    // is already finishing), but the toggle showed Play; when the loop then starts the range
+    // again, the next report puts the button back to what the player does.
+    if (player_->isPlaying() && !player_->isCompleted())
+        showPlayingState(true);
     if (waveformView_->isDragging())
         return; // the user holds the playhead; the player's reports wait
     waveformView_->setPlayheadFrame(frame);
