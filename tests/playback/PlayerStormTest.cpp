@@ -1,0 +1,304 @@
+// Long random sequences of commands against the player, as a session in which every key is
+// pressed at every moment would go: play, pause, stop, rewind, ffwd, seeks anywhere, ranges
+// empty, inverted or past the end, rate, pitch and volume beyond the sliders' limits, loop
+// on and off, pauses between passes, and a new file while playing. The offline device is
+// pulled flat out by a thread of its own, so ranges end and loops turn over many times.
+//
+// After every command: the process is alive, the playhead is inside the file and so is
+// every playhead report. At the end of each round, with the loop off and the queue
+// stopped: one report (completion or loop pass) for each time the queue stopped. A
+// watchdog ends a test that hangs with the stacks of all threads.
+//
+// STUDYLOOP_STORM_SEED=N replays seed N; STUDYLOOP_STORM_STEPS=N runs N commands a seed.
+
+#include "tests/playback/PlayerHarness.h"
+#include "tests/support/Signals.h"
+#include "tests/support/Storm.h"
+
+#include <cmath>
+#include <deque>
+#include <sstream>
+
+namespace playback_test {
+namespace {
+
+using namespace test_support;
+
+constexpr int kRoundLength = 40;
+
+// Counts the stops of one queue and the reports the player made while it was the live one.
+struct QueueStops {
+    std::atomic<int> stops{0};
+    static void listener(void* self, platform::AudioQueueRef queue,
+                         platform::AudioQueuePropertyID property) {
+        std::uint32_t running = 1, size = sizeof running;
+        platform::AudioQueueGetProperty(queue, property, &running, &size);
+        if (!running)
+            static_cast<QueueStops*>(self)->stops.fetch_add(1);
+    }
+};
+
+class StormDelegate : public RecordingDelegate {
+public:
+    void playerDidCompleteLoopPass(KTAudioQueuePlayer*) override { passes.fetch_add(1); }
+    int reports() const { return completions.load() + passes.load(); }
+    std::atomic<int> passes{0};
+};
+
+class PlayerStorm : public PlayerTest, public ::testing::WithParamInterface<std::uint64_t> {
+protected:
+    void SetUp() override {
+        PlayerTest::SetUp();
+        player->setDelegate(&stormDelegate);
+        files = {
+            makeFixture(makeDrumBursts(2 * kRate, kRate), encoding("wavf32"), "storm-drums"),
+            makeFixture(makeSine(kRate * 3 / 2, 2, 48000, 330), encoding("flac"), "storm-48k"),
+            makeFixture(makeClicks(kRate / 3, 22050), encoding("mp3cbr"), "storm-short-mp3"),
+            makeFixture(makeSine(1, 2, kRate, 440), encoding("wav16"), "storm-one-frame"),
+        };
+        pulling = true;
+        puller = std::thread([this] {
+            std::vector<float> block(2 * 512);
+            while (pulling)
+                if (device->pull(block.data(), 512, std::chrono::milliseconds(20)) == 0)
+                    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        });
+    }
+    void TearDown() override {
+        player->setLooped(false);
+        player.reset();
+        pulling = false;
+        puller.join();
+        PlayerTest::TearDown();
+    }
+
+    void open(std::size_t index) {
+        file = std::make_shared<KTAudioFile>(files[index].string());
+        total = file->totalFrames();
+        player->setAudioFile(file);
+        counters.push_back(std::make_unique<QueueStops>());
+        platform::AudioQueueAddPropertyListener(player->audioQueue(),
+                                                platform::kAudioQueueProperty_IsRunning,
+                                                &QueueStops::listener, counters.back().get());
+        // A report of the queue just replaced may still be on its way to this thread.
+        settle(100);
+        startRound();
+    }
+
+    void settle(int milliseconds) {
+        const auto until =
+            std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+        do {
+            QCoreApplication::processEvents();
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        } while (std::chrono::steady_clock::now() < until);
+    }
+
+    void startRound() {
+        stopsAtRoundStart = counters.back()->stops.load();
+        reportsAtRoundStart = stormDelegate.reports();
+    }
+
+    // Loop off, queue stopped and every report delivered; then each stop of this round
+    // must have given exactly one report.
+    void endRound() {
+        player->setLooped(false);
+        player->setPassPause(0, 0);
+        player->stop();
+        int stable = 0;
+        int lastStops = -1;
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (stable < 50 && std::chrono::steady_clock::now() < deadline) {
+            settle(2);
+            const int stops = counters.back()->stops.load();
+            const bool quiet =
+                !player->isPlaying() &&
+                stops - stopsAtRoundStart == stormDelegate.reports() - reportsAtRoundStart;
+            stable = quiet && stops == lastStops ? stable + 1 : 0;
+            lastStops = stops;
+        }
+        EXPECT_FALSE(player->isPlaying()) << "still playing after a stop with the loop off";
+        EXPECT_EQ(stormDelegate.reports() - reportsAtRoundStart,
+                  counters.back()->stops.load() - stopsAtRoundStart)
+            << "reports (completions and loop passes) against the queue's stops this round";
+        startRound();
+    }
+
+    // A frame from anywhere around the file, the file's edges often.
+    std::int64_t anyFrame(StormRandom& random) const {
+        switch (random.between(0, 5)) {
+        case 0:
+            return 0;
+        case 1:
+            return total - 1;
+        case 2:
+            return total;
+        case 3:
+            return -random.between(1, total + 1);
+        default:
+            return random.between(-total / 4, total + total / 4);
+        }
+    }
+
+    // `announce` hears each command before it is carried out.
+    template <typename Announce> std::string step(StormRandom& random, Announce announce) {
+        std::ostringstream said;
+        switch (random.weighted({10, 5, 3, 3, 4, 5, 5, 3, 3, 2, 4, 1, 1, 10})) {
+        case 0:
+            said << "play";
+            announce(said.str());
+            player->play();
+            break;
+        case 1:
+            said << "pause";
+            announce(said.str());
+            player->pause();
+            break;
+        case 2:
+            said << "stop";
+            announce(said.str());
+            player->stop();
+            break;
+        case 3:
+            said << "rewind";
+            announce(said.str());
+            player->rewind();
+            break;
+        case 4:
+            said << "ffwd";
+            announce(said.str());
+            player->ffwd();
+            break;
+        case 5: {
+            const std::int64_t frame = anyFrame(random);
+            said << "setCurrentFrame " << frame;
+            announce(said.str());
+            player->setCurrentFrame(double(frame));
+            break;
+        }
+        case 6: {
+            const std::int64_t start = anyFrame(random);
+            const std::int64_t kinds[] = {0, -random.between(1, total + 1),
+                                          random.between(1, total), 2 * total + 1, total - start};
+            const std::int64_t length = kinds[random.between(0, 4)];
+            said << "setRange " << start << " + " << length;
+            announce(said.str());
+            player->setRangeStartFrameNumFrames(double(start), double(length));
+            break;
+        }
+        case 7: {
+            const double rates[] = {0.1, 4.0, 0.05, 8.0, 0.0, -1.0, random.real(0.1, 4.0)};
+            const double rate = rates[random.between(0, 6)];
+            said << "setPlaybackRate " << rate;
+            announce(said.str());
+            player->setPlaybackRate(rate);
+            break;
+        }
+        case 8: {
+            const float pitches[] = {-2400, 2400, -4800, 9600, float(random.real(-2400, 2400))};
+            const float cents = pitches[random.between(0, 4)];
+            said << "setPitchShift " << cents;
+            announce(said.str());
+            player->setPitchShift(cents);
+            break;
+        }
+        case 9: {
+            const double level = random.real(-0.5, 1.5);
+            said << "setVolume " << level;
+            announce(said.str());
+            player->setVolume(level);
+            break;
+        }
+        case 10:
+            said << "setLooped " << !player->isLooped();
+            announce(said.str());
+            player->setLooped(!player->isLooped());
+            break;
+        case 11: {
+            const double seconds = random.chance(0.5) ? random.real(0, 0.2) : 0;
+            const double tempo = random.chance(0.5) ? random.real(60, 400) : 0;
+            said << "setPassPause " << seconds << " s, " << tempo << " bpm";
+            announce(said.str());
+            player->setPassPause(seconds, tempo);
+            break;
+        }
+        case 12: {
+            const auto index = std::size_t(random.between(0, std::int64_t(files.size()) - 1));
+            said << "setAudioFile " << files[index].filename().string();
+            announce(said.str());
+            open(index);
+            break;
+        }
+        default: {
+            const auto milliseconds = int(random.between(0, 30));
+            said << "wait " << milliseconds << " ms";
+            announce(said.str());
+            settle(milliseconds);
+            break;
+        }
+        }
+        return said.str();
+    }
+
+    std::vector<std::filesystem::path> files;
+    std::int64_t total = 0;
+    StormDelegate stormDelegate;
+    std::vector<std::unique_ptr<QueueStops>> counters;
+    int stopsAtRoundStart = 0;
+    int reportsAtRoundStart = 0;
+    std::atomic<bool> pulling{false};
+    std::thread puller;
+};
+
+TEST_P(PlayerStorm, EveryCommandAnyTimeKeepsThePlayerWhole) {
+    const std::uint64_t seed = GetParam();
+    StormRandom random(seed);
+    Watchdog watchdog(std::chrono::seconds(30), "the player storm, seed " + std::to_string(seed));
+    std::deque<std::string> recent; // the commands that led up to a failure
+    auto trail = [&] {
+        std::string text = "seed " + std::to_string(seed) +
+                           " (STUDYLOOP_STORM_SEED=" + std::to_string(seed) +
+                           " replays it); the last commands:";
+        for (const std::string& said : recent)
+            text += "\n  " + said;
+        return text;
+    };
+
+    open(0);
+    const int steps = stormSteps(400);
+    for (int i = 0; i < steps && !HasFailure(); ++i) {
+        const std::size_t movesBefore = stormDelegate.moves.size();
+        recent.push_back(std::to_string(i) + ": " + step(random, [&](const std::string& said) {
+                             watchdog.feed(trail() + "\n  " + std::to_string(i) + ": " + said +
+                                           " (under way)");
+                         }));
+        if (recent.size() > 12)
+            recent.pop_front();
+        QCoreApplication::processEvents();
+
+        const double frame = player->currentFrame();
+        EXPECT_TRUE(frame >= 0 && frame <= double(total))
+            << "the playhead at " << frame << " of " << total << " frames; " << trail();
+        for (std::size_t m = movesBefore; m < stormDelegate.moves.size(); ++m)
+            EXPECT_TRUE(stormDelegate.moves[m] >= 0 && stormDelegate.moves[m] <= total)
+                << "a playhead report of " << stormDelegate.moves[m] << " in a file of " << total
+                << " frames; " << trail();
+        if (i % kRoundLength == kRoundLength - 1) {
+            watchdog.feed("the end of a round after command " + std::to_string(i));
+            endRound();
+            if (HasFailure())
+                ADD_FAILURE() << trail();
+        }
+    }
+    watchdog.feed("the last round's end");
+    endRound();
+}
+
+std::string seedName(const ::testing::TestParamInfo<std::uint64_t>& info) {
+    return "seed" + std::to_string(info.param);
+}
+
+INSTANTIATE_TEST_SUITE_P(Seeds, PlayerStorm, ::testing::ValuesIn(stormSeeds({1, 2, 3})), seedName);
+
+} // namespace
+} // namespace playback_test
