@@ -66,6 +66,7 @@ void KTAudioQueuePlayer::setupAudioQueue() {
                                          nullptr, nullptr, 0, &made),
                "AudioQueueNewOutput failed");
     queue.store(made);
+    readLock.store(std::make_shared<std::mutex>());
     liveQueue.store(made);
 
     const std::uint32_t enable = 1;
@@ -86,13 +87,22 @@ void KTAudioQueuePlayer::setupAudioQueue() {
 void KTAudioQueuePlayer::outputCallback(void* userData, AudioQueueRef calling,
                                         AudioQueueBufferRef buffer) {
     auto* player = static_cast<KTAudioQueuePlayer*>(userData);
-    std::lock_guard guard(player->callbackLock);
-    if (calling != player->liveQueue.load())
-        return;
+    // One callback at a time tells, reads and enqueues; the read may wait as long as the
+    // file's storage does, so the player's other state is not locked across it.
+    const std::shared_ptr<std::mutex> readLock = player->readLock.load();
+    std::lock_guard reading(*readLock);
+    // Held for the whole call: the file must outlive the read even if it is replaced. It is
+    // taken together with the check, so a callback of a replaced queue never reads (and
+    // moves the read position of) the new file.
+    std::shared_ptr<KTAudioFile> audioFile;
+    {
+        std::lock_guard guard(player->callbackLock);
+        if (calling != player->liveQueue.load())
+            return;
+        audioFile = player->audioFile_.load();
+    }
     if (player->isCompleted())
         return;
-    // Held for the whole call: the file must outlive the read even if it is replaced.
-    const std::shared_ptr<KTAudioFile> audioFile = player->audioFile_.load();
     const ExtAudioFileRef file = audioFile ? audioFile->extAudioFile() : nullptr;
     std::int64_t position = 0;
     CheckError(ExtAudioFileTell(file, &position), "ExtAudioFileTell");
@@ -107,15 +117,19 @@ void KTAudioQueuePlayer::outputCallback(void* userData, AudioQueueRef calling,
         list.mBuffers[0].mDataByteSize = toRead * kBytesPerFrame;
         list.mBuffers[0].mData = buffer->mAudioData;
         CheckError(ExtAudioFileRead(file, &toRead, &list), "ExtAudioFileRead failed");
-        if (toRead > 0) {
-            buffer->mAudioDataByteSize = toRead * kBytesPerFrame;
-            AudioQueueEnqueueBuffer(player->queue.load(), buffer, 0, nullptr);
-            return;
-        }
+    }
+    // A new file given to the player during the read: what was read belongs to no one.
+    std::lock_guard guard(player->callbackLock);
+    if (calling != player->liveQueue.load())
+        return;
+    if (toRead > 0) {
+        buffer->mAudioDataByteSize = toRead * kBytesPerFrame;
+        AudioQueueEnqueueBuffer(calling, buffer, 0, nullptr);
+        return;
     }
     // The range is used up: what is enqueued still plays out before the queue stops.
     player->setCompleted(true);
-    AudioQueueStop(player->queue.load(), false);
+    AudioQueueStop(calling, false);
 }
 
 void KTAudioQueuePlayer::isRunningListener(void* userData, AudioQueueRef queue,
@@ -149,25 +163,41 @@ void KTAudioQueuePlayer::isRunningListener(void* userData, AudioQueueRef queue,
             delegate->playerDidCompleteLoopPass(player);
         if (const double pause = player->passPause.load(); pause > 0)
             AudioQueueSetLeadIn(queue, {pause, player->countInTempo.load(), 4});
-        std::lock_guard guard(player->callbackLock);
-        if (queue == player->liveQueue.load())
-            player->play();
+        player->playQueue(queue);
     } else if (KTAudioQueuePlayerDelegate* delegate = player->delegate()) {
         delegate->playerDidCompletePlayback(player);
     }
 }
 
 void KTAudioQueuePlayer::play() {
+    playQueue(queue.load());
+}
+
+// From the listener, `q` may be replaced by a new file at any step: each step on the player
+// is taken only while `q` is still the live queue, so the old queue's restart never starts
+// or marks the new file. The buffers are filled outside the lock (reads may be slow).
+void KTAudioQueuePlayer::playQueue(AudioQueueRef q) {
     if (isPlaying())
         return;
-    const AudioQueueRef q = queue.load();
-    if (isCompleted()) {
-        lastSampleTime.store(0); // the queue's time starts again at 0 after a stop
-        setCompleted(false);
+    bool fill = false;
+    {
+        std::lock_guard guard(callbackLock);
+        if (q != liveQueue.load())
+            return;
+        if (isCompleted()) {
+            lastSampleTime.store(0); // the queue's time starts again at 0 after a stop
+            setCompleted(false);
+            fill = true;
+        }
+    }
+    if (fill) {
         for (AudioQueueBufferRef buffer : buffers)
             outputCallback(this, q, buffer);
         AudioQueuePrime(q, 0, nullptr);
     }
+    std::lock_guard guard(callbackLock);
+    if (q != liveQueue.load())
+        return;
     CheckError(AudioQueueStart(q, nullptr), "AudioQueueStart failed");
     setPlaying(true);
 }

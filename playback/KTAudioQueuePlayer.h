@@ -129,6 +129,8 @@ public:
                                   platform::AudioQueuePropertyID property);
 
 private:
+    // play() on `q`: the current queue, or the listener's own.
+    void playQueue(platform::AudioQueueRef q);
     void runOnMainThread(void (KTAudioQueuePlayer::*step)());
     void startTimerOnMainThread();
     void stopTimerOnMainThread();
@@ -154,9 +156,12 @@ private:
 
     // The queue whose callbacks may still act on the player. A queue being replaced can
     // have a callback under way on its own thread; from setAudioFile on it must neither
-    // read the new file nor seek, stop or restart playback. The callbacks check under
-    // `callbackLock`, so once setAudioFile holds it no old callback is half-way. Recursive:
-    // the listener's play() fills the buffers through the output callback.
+    // enqueue what it read nor seek, stop or restart playback. The callbacks check under
+    // `callbackLock` before each such step, and never hold it across a file read, so
+    // setAudioFile never waits for a read (a file on a share that stopped answering).
     std::atomic<platform::AudioQueueRef> liveQueue{nullptr};
-    std::recursive_mutex callbackLock;
+    std::mutex callbackLock;
+    // Held by the output callback from its tell to its enqueue: one read at a time. One for
+    // each queue, so a new queue's callbacks never wait behind a replaced queue's read.
+    std::atomic<std::shared_ptr<std::mutex>> readLock{std::make_shared<std::mutex>()};
 };

@@ -116,6 +116,24 @@ TEST_F(SlowShareTest, AShareThatStallsWhilePlayingNeverHoldsTheWindow) {
         << "the range plays to its end";
 }
 
+// The musician gives up on the share and opens a file of their own: it loads and plays at
+// once, while the old file's read still waits on the share.
+TEST_F(SlowShareTest, AnotherFileOpensWhileTheShareStalls) {
+    load(shared().string());
+    controller->playToggle(nullptr);
+    startPulling();
+    ASSERT_TRUE(waitUntil([&] { return device->framesPulled() > kRate; }));
+    std::ofstream(folder / "source" / ".stalled").put('x');
+    QTest::qWait(300);
+    StallWatch watch;
+    load(toneFile("local", kRate / 2));
+    controller->playToggle(nullptr);
+    ASSERT_TRUE(waitUntil([&] { return ui().playPauseButton->mode() == 0; }))
+        << "the local file plays to its end";
+    EXPECT_LE(watch.longestMs(), kLongestStallMs);
+    fs::remove(folder / "source" / ".stalled");
+}
+
 TEST_F(SlowShareTest, AShareThatGoesAwayWhilePlayingEndsTheRangeAndNothingHangs) {
     load(shared().string());
     controller->playToggle(nullptr);
