@@ -25,14 +25,19 @@ KTAudioQueuePlayer::KTAudioQueuePlayer(std::shared_ptr<platform::AudioDevice> de
     : QObject(parent), outputDevice(std::move(device)) {}
 
 KTAudioQueuePlayer::~KTAudioQueuePlayer() {
+    {
+        // A replaced queue's read still under way finds no live queue when it returns.
+        std::lock_guard guard(gate->lock);
+        gate->liveQueue.store(nullptr);
+    }
     if (AudioQueueRef q = queue.exchange(nullptr))
         AudioQueueDispose(q, true);
 }
 
 void KTAudioQueuePlayer::setAudioFile(std::shared_ptr<KTAudioFile> file) {
     {
-        std::lock_guard guard(callbackLock);
-        liveQueue.store(nullptr);
+        std::lock_guard guard(gate->lock);
+        gate->liveQueue.store(nullptr);
     }
     const std::int32_t total = file ? std::int32_t(file->totalFrames()) : 0;
     audioFile_.store(std::move(file));
@@ -67,7 +72,7 @@ void KTAudioQueuePlayer::setupAudioQueue() {
                "AudioQueueNewOutput failed");
     queue.store(made);
     readLock.store(std::make_shared<std::mutex>());
-    liveQueue.store(made);
+    gate->liveQueue.store(made);
 
     const std::uint32_t enable = 1;
     CheckError(
@@ -87,6 +92,9 @@ void KTAudioQueuePlayer::setupAudioQueue() {
 void KTAudioQueuePlayer::outputCallback(void* userData, AudioQueueRef calling,
                                         AudioQueueBufferRef buffer) {
     auto* player = static_cast<KTAudioQueuePlayer*>(userData);
+    // Taken first: a read may outlive the player (on a share that stopped answering), and
+    // what the callback does after it goes through these.
+    const std::shared_ptr<CallbackGate> gate = player->gate;
     // One callback at a time tells, reads and enqueues; the read may wait as long as the
     // file's storage does, so the player's other state is not locked across it.
     const std::shared_ptr<std::mutex> readLock = player->readLock.load();
@@ -96,8 +104,8 @@ void KTAudioQueuePlayer::outputCallback(void* userData, AudioQueueRef calling,
     // moves the read position of) the new file.
     std::shared_ptr<KTAudioFile> audioFile;
     {
-        std::lock_guard guard(player->callbackLock);
-        if (calling != player->liveQueue.load())
+        std::lock_guard guard(gate->lock);
+        if (calling != gate->liveQueue.load())
             return;
         audioFile = player->audioFile_.load();
     }
@@ -119,8 +127,8 @@ void KTAudioQueuePlayer::outputCallback(void* userData, AudioQueueRef calling,
         CheckError(ExtAudioFileRead(file, &toRead, &list), "ExtAudioFileRead failed");
     }
     // A new file given to the player during the read: what was read belongs to no one.
-    std::lock_guard guard(player->callbackLock);
-    if (calling != player->liveQueue.load())
+    std::lock_guard guard(gate->lock);
+    if (calling != gate->liveQueue.load())
         return;
     if (toRead > 0) {
         buffer->mAudioDataByteSize = toRead * kBytesPerFrame;
@@ -135,7 +143,7 @@ void KTAudioQueuePlayer::outputCallback(void* userData, AudioQueueRef calling,
 void KTAudioQueuePlayer::isRunningListener(void* userData, AudioQueueRef queue,
                                            AudioQueuePropertyID) {
     auto* player = static_cast<KTAudioQueuePlayer*>(userData);
-    if (queue != player->liveQueue.load())
+    if (queue != player->gate->liveQueue.load())
         return; // a replaced queue's last word: the player has moved on to another file
     std::uint32_t running = 0;
     std::uint32_t size = sizeof running;
@@ -147,12 +155,12 @@ void KTAudioQueuePlayer::isRunningListener(void* userData, AudioQueueRef queue,
     }
     // Whatever stopped the queue, the range end or stop(), the player goes back to the
     // range start; a looped player then plays again. Each step on the player is taken
-    // under `callbackLock` with the queue still the live one: a new file given to the
+    // under the gate's lock with the queue still the live one: a new file given to the
     // player meanwhile must not be sought, marked stopped or started by the old queue's
     // news. The delegate hears it outside the lock, as it may wait for the main thread.
     {
-        std::lock_guard guard(player->callbackLock);
-        if (queue != player->liveQueue.load())
+        std::lock_guard guard(player->gate->lock);
+        if (queue != player->gate->liveQueue.load())
             return;
         player->stopPlaybackTimer();
         player->setCurrentFrame(player->rangeStartFrame());
@@ -181,8 +189,8 @@ void KTAudioQueuePlayer::playQueue(AudioQueueRef q) {
         return;
     bool fill = false;
     {
-        std::lock_guard guard(callbackLock);
-        if (q != liveQueue.load())
+        std::lock_guard guard(gate->lock);
+        if (q != gate->liveQueue.load())
             return;
         if (isCompleted()) {
             lastSampleTime.store(0); // the queue's time starts again at 0 after a stop
@@ -195,8 +203,8 @@ void KTAudioQueuePlayer::playQueue(AudioQueueRef q) {
             outputCallback(this, q, buffer);
         AudioQueuePrime(q, 0, nullptr);
     }
-    std::lock_guard guard(callbackLock);
-    if (q != liveQueue.load())
+    std::lock_guard guard(gate->lock);
+    if (q != gate->liveQueue.load())
         return;
     CheckError(AudioQueueStart(q, nullptr), "AudioQueueStart failed");
     setPlaying(true);

@@ -157,10 +157,15 @@ private:
     // The queue whose callbacks may still act on the player. A queue being replaced can
     // have a callback under way on its own thread; from setAudioFile on it must neither
     // enqueue what it read nor seek, stop or restart playback. The callbacks check under
-    // `callbackLock` before each such step, and never hold it across a file read, so
-    // setAudioFile never waits for a read (a file on a share that stopped answering).
-    std::atomic<platform::AudioQueueRef> liveQueue{nullptr};
-    std::mutex callbackLock;
+    // the gate's lock before each such step, and never hold it across a file read, so
+    // setAudioFile never waits for a read (a file on a share that stopped answering). The
+    // gate is shared with the callbacks: a read that outlives the player finds no live
+    // queue in it when it returns, rather than freed memory.
+    struct CallbackGate {
+        std::mutex lock;
+        std::atomic<platform::AudioQueueRef> liveQueue{nullptr};
+    };
+    const std::shared_ptr<CallbackGate> gate = std::make_shared<CallbackGate>();
     // Held by the output callback from its tell to its enqueue: one read at a time. One for
     // each queue, so a new queue's callbacks never wait behind a replaced queue's read.
     std::atomic<std::shared_ptr<std::mutex>> readLock{std::make_shared<std::mutex>()};
