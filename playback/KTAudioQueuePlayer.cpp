@@ -317,9 +317,9 @@ void KTAudioQueuePlayer::setRangeStartFrameNumFrames(double start, double numFra
     rangeNumFrames.store(std::int32_t(end - first));
 }
 
-// The window only ever asks for frames inside the file; other callers (and the design's
-// few ways of stepping past a range's edge) are held to it, so no seek is ever refused and
-// the playhead never stands outside the file.
+// The window only ever asks for frames inside the file; other callers (and the few ways of
+// stepping past a range's edge) are held to it, so no seek is ever refused and no playhead
+// report falls outside the file.
 std::int64_t KTAudioQueuePlayer::insideFile(double frame) const {
     const std::shared_ptr<KTAudioFile> file = audioFile_.load();
     const double total = file ? double(file->totalFrames()) : 0.0;

@@ -13,6 +13,7 @@
 
 #include "platform/audio_device/AudioDevice.h"
 
+#include <atomic>
 #include <chrono>
 #include <vector>
 
@@ -42,12 +43,12 @@ public:
     std::uint32_t pullPlayed(float* out, std::uint32_t frames,
                              std::chrono::milliseconds patience = std::chrono::milliseconds(5000));
 
-    // Frames pulled so far: the device's clock.
-    std::uint64_t framesPulled() const { return pulled; }
+    // Frames pulled so far: the device's clock. Any thread.
+    std::uint64_t framesPulled() const { return pulled.load(); }
 
 private:
     double rate;
-    std::uint64_t pulled = 0;
+    std::atomic<std::uint64_t> pulled{0};
     std::vector<float> scratch;
 };
 

@@ -261,9 +261,12 @@ protected:
     void checkPlayingIsShown(const std::string& trail) {
         KTAudioQueuePlayer& player = *controller->player();
         auto playing = [&] { return player.isPlaying() && !player.isCompleted(); };
-        const bool playingBefore = playing();
-        QTest::qWait(150);
-        if (playingBefore && playing()) {
+        bool playedThroughout = playing();
+        for (int tick = 0; tick < 4; ++tick) {
+            QTest::qWait(KTAudioQueuePlayer::kPlaybackTimerMilliseconds);
+            playedThroughout = playedThroughout && playing();
+        }
+        if (playedThroughout) {
             EXPECT_EQ(ui().playPauseButton->mode(), 1)
                 << "the player plays but the button offers Play; " << trail;
         }
