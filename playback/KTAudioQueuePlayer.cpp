@@ -99,25 +99,28 @@ void KTAudioQueuePlayer::outputCallback(void* userData, AudioQueueRef calling,
     // file's storage does, so the player's other state is not locked across it.
     const std::shared_ptr<std::mutex> readLock = player->readLock.load();
     std::lock_guard reading(*readLock);
-    // Held for the whole call: the file must outlive the read even if it is replaced. It is
-    // taken together with the check, so a callback of a replaced queue never reads (and
-    // moves the read position of) the new file.
+    // Held for the whole call: the file must outlive the read even if it is replaced. The
+    // player's state is read under the gate with the check, so a callback of a replaced
+    // queue never reads (and moves the read position of) the new file, and one whose read
+    // outlives the player touches nothing of it after the read.
     std::shared_ptr<KTAudioFile> audioFile;
+    std::uint32_t toRead = 0;
     {
         std::lock_guard guard(gate->lock);
         if (calling != gate->liveQueue.load())
             return;
+        if (player->isCompleted())
+            return;
         audioFile = player->audioFile_.load();
+        std::int64_t position = 0;
+        CheckError(ExtAudioFileTell(audioFile ? audioFile->extAudioFile() : nullptr, &position),
+                   "ExtAudioFileTell");
+        // Unsigned on purpose: a read position past the range end gives a huge count, so a
+        // full buffer is read rather than none, until the file itself runs out.
+        const auto frames = std::uint32_t(player->rangeEndFrame() - std::int32_t(position));
+        toRead = std::min(frames, kBufferFrames);
     }
-    if (player->isCompleted())
-        return;
     const ExtAudioFileRef file = audioFile ? audioFile->extAudioFile() : nullptr;
-    std::int64_t position = 0;
-    CheckError(ExtAudioFileTell(file, &position), "ExtAudioFileTell");
-    // Unsigned on purpose: a read position past the range end gives a huge count, so a
-    // full buffer is read rather than none, until the file itself runs out.
-    const auto frames = std::uint32_t(player->rangeEndFrame() - std::int32_t(position));
-    std::uint32_t toRead = std::min(frames, kBufferFrames);
     if (toRead != 0) {
         AudioBufferList list;
         list.mNumberBuffers = 1;
