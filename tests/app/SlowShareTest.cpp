@@ -116,8 +116,11 @@ TEST_F(SlowShareTest, AShareThatStallsWhilePlayingNeverHoldsTheWindow) {
         << "the range plays to its end";
 }
 
-// The musician gives up on the share and opens a file of their own: it loads and plays at
-// once, while the old file's read still waits on the share.
+// The musician gives up on the share and opens a file of their own: it loads and plays
+// while the old file's read still waits on the share, which answers only after. Opening a
+// file has work of its own on the main thread (the new queue's stretcher, the waveform's
+// upload), which on a loaded machine can take longer than a repaint's worth; what must not
+// happen is a wait for the share, so the bound here is a second.
 TEST_F(SlowShareTest, AnotherFileOpensWhileTheShareStalls) {
     load(shared().string());
     controller->playToggle(nullptr);
@@ -130,7 +133,7 @@ TEST_F(SlowShareTest, AnotherFileOpensWhileTheShareStalls) {
     controller->playToggle(nullptr);
     ASSERT_TRUE(waitUntil([&] { return ui().playPauseButton->mode() == 0; }))
         << "the local file plays to its end";
-    EXPECT_LE(watch.longestMs(), kLongestStallMs);
+    EXPECT_LE(watch.longestMs(), 1000);
     // The share answers; the old read ends, is dropped, and the window closes as usual.
     fs::remove(folder / "source" / ".stalled");
     QTest::qWait(500);
