@@ -8,6 +8,7 @@
 #include "app/PlayerWindow.h"
 #include "platform/audio_device/OfflineAudioDevice.h"
 #include "platform/desktop/LoopStore.h"
+#include "tests/playback/OfflinePull.h"
 #include "tests/support/Fixtures.h"
 
 #include <QAction>
@@ -19,6 +20,7 @@
 #include <chrono>
 #include <gtest/gtest.h>
 #include <memory>
+#include <optional>
 #include <thread>
 
 namespace app_test {
@@ -60,20 +62,8 @@ protected:
     }
 
     // Pulls the offline device on a thread of its own, as a sound card would.
-    void startPulling() {
-        pulling = true;
-        puller = std::thread([this] {
-            std::vector<float> block(2 * 512);
-            while (pulling)
-                if (device->pull(block.data(), 512, std::chrono::milliseconds(20)) == 0)
-                    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        });
-    }
-    void stopPulling() {
-        pulling = false;
-        if (puller.joinable())
-            puller.join();
-    }
+    void startPulling() { puller.emplace(*device); }
+    void stopPulling() { puller.reset(); }
 
     // Turns the event loop until `done` holds, for at most 10 s.
     template <typename Done> bool waitUntil(Done done) {
@@ -113,8 +103,7 @@ protected:
     std::shared_ptr<platform::OfflineAudioDevice> device;
     std::unique_ptr<PlayerWindow> window;
     std::unique_ptr<KTAppController> controller;
-    std::atomic<bool> pulling{false};
-    std::thread puller;
+    std::optional<playback_test::DevicePuller> puller;
 };
 
 } // namespace app_test

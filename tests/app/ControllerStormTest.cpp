@@ -20,7 +20,6 @@
 #include "waveform_view/KTFixedWaveformView.h"
 
 #include <QMessageBox>
-#include <deque>
 #include <sstream>
 
 namespace {
@@ -281,28 +280,17 @@ TEST_P(ControllerStorm, EveryCommandAnyTimeKeepsTheWindowAndPlayerInStep) {
     StormRandom random(seed);
     Watchdog watchdog(std::chrono::seconds(30),
                       "the window's command storm, seed " + std::to_string(seed));
-    std::deque<std::string> recent;
-    auto trail = [&] {
-        std::string text = "seed " + std::to_string(seed) +
-                           " (STUDYLOOP_STORM_SEED=" + std::to_string(seed) +
-                           " replays it); the last commands:";
-        for (const std::string& said : recent)
-            text += "\n  " + said;
-        return text;
-    };
+    StormTrail trail(seed);
 
     const int steps = stormSteps(300);
     for (int i = 0; i < steps && !HasFailure(); ++i) {
-        recent.push_back(std::to_string(i) + ": " + step(random, [&](const std::string& said) {
-                             watchdog.feed(trail() + "\n  " + std::to_string(i) + ": " + said +
-                                           " (under way)");
-                         }));
-        if (recent.size() > 12)
-            recent.pop_front();
+        trail.add(i, step(random, [&](const std::string& said) {
+                      watchdog.feed(trail.textWith(i, said));
+                  }));
         QCoreApplication::processEvents();
-        checkIndicators(trail());
+        checkIndicators(trail.text());
         if (i % 25 == 24)
-            checkPlayingIsShown(trail());
+            checkPlayingIsShown(trail.text());
     }
     // Leave nothing running that could report into the controller's end.
     if (controller->player()->isLooped())
@@ -310,10 +298,7 @@ TEST_P(ControllerStorm, EveryCommandAnyTimeKeepsTheWindowAndPlayerInStep) {
     controller->stopSpeedTrainer();
 }
 
-std::string seedName(const ::testing::TestParamInfo<std::uint64_t>& info) {
-    return "seed" + std::to_string(info.param);
-}
-
-INSTANTIATE_TEST_SUITE_P(Seeds, ControllerStorm, ::testing::ValuesIn(stormSeeds({1, 2})), seedName);
+INSTANTIATE_TEST_SUITE_P(Seeds, ControllerStorm, ::testing::ValuesIn(stormSeeds({1, 2})),
+                         [](const auto& info) { return stormSeedName(info.param); });
 
 } // namespace

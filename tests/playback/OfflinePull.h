@@ -8,8 +8,10 @@
 #include <QCoreApplication>
 #include <QThread>
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <thread>
 #include <vector>
 
 namespace playback_test {
@@ -33,5 +35,28 @@ std::vector<float> pullPlayed(platform::OfflineAudioDevice& device, Done done,
     }
     return out;
 }
+
+// Pulls the device on a thread of its own for as long as it lives, as a sound card would
+// (flat out, with a millisecond's rest while nothing plays).
+class DevicePuller {
+public:
+    explicit DevicePuller(platform::OfflineAudioDevice& device)
+        : thread([this, &device] {
+              std::vector<float> block(2 * 512);
+              while (pulling.load())
+                  if (device.pull(block.data(), 512, std::chrono::milliseconds(20)) == 0)
+                      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+          }) {}
+    ~DevicePuller() {
+        pulling.store(false);
+        thread.join();
+    }
+    DevicePuller(const DevicePuller&) = delete;
+    DevicePuller& operator=(const DevicePuller&) = delete;
+
+private:
+    std::atomic<bool> pulling{true};
+    std::thread thread;
+};
 
 } // namespace playback_test

@@ -16,7 +16,7 @@
 #include "tests/support/Storm.h"
 
 #include <cmath>
-#include <deque>
+#include <optional>
 #include <sstream>
 
 namespace playback_test {
@@ -56,19 +56,12 @@ protected:
             makeFixture(makeClicks(kRate / 3, 22050), encoding("mp3cbr"), "storm-short-mp3"),
             makeFixture(makeSine(1, 2, kRate, 440), encoding("wav16"), "storm-one-frame"),
         };
-        pulling = true;
-        puller = std::thread([this] {
-            std::vector<float> block(2 * 512);
-            while (pulling)
-                if (device->pull(block.data(), 512, std::chrono::milliseconds(20)) == 0)
-                    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        });
+        puller.emplace(*device);
     }
     void TearDown() override {
         player->setLooped(false);
         player.reset();
-        pulling = false;
-        puller.join();
+        puller.reset();
         PlayerTest::TearDown();
     }
 
@@ -250,34 +243,22 @@ protected:
     std::vector<std::unique_ptr<QueueStops>> counters;
     int stopsAtRoundStart = 0;
     int reportsAtRoundStart = 0;
-    std::atomic<bool> pulling{false};
-    std::thread puller;
+    std::optional<DevicePuller> puller;
 };
 
 TEST_P(PlayerStorm, EveryCommandAnyTimeKeepsThePlayerWhole) {
     const std::uint64_t seed = GetParam();
     StormRandom random(seed);
     Watchdog watchdog(std::chrono::seconds(30), "the player storm, seed " + std::to_string(seed));
-    std::deque<std::string> recent; // the commands that led up to a failure
-    auto trail = [&] {
-        std::string text = "seed " + std::to_string(seed) +
-                           " (STUDYLOOP_STORM_SEED=" + std::to_string(seed) +
-                           " replays it); the last commands:";
-        for (const std::string& said : recent)
-            text += "\n  " + said;
-        return text;
-    };
+    StormTrail trail(seed);
 
     open(0);
     const int steps = stormSteps(400);
     for (int i = 0; i < steps && !HasFailure(); ++i) {
         const std::size_t movesBefore = stormDelegate.moves.size();
-        recent.push_back(std::to_string(i) + ": " + step(random, [&](const std::string& said) {
-                             watchdog.feed(trail() + "\n  " + std::to_string(i) + ": " + said +
-                                           " (under way)");
-                         }));
-        if (recent.size() > 12)
-            recent.pop_front();
+        trail.add(i, step(random, [&](const std::string& said) {
+                      watchdog.feed(trail.textWith(i, said));
+                  }));
         QCoreApplication::processEvents();
 
         // While playing the playhead is shown inside the range; stopped, it may stand past
@@ -285,28 +266,25 @@ TEST_P(PlayerStorm, EveryCommandAnyTimeKeepsThePlayerWhole) {
         if (player->isPlaying()) {
             const double frame = player->currentFrame();
             EXPECT_TRUE(frame >= 0 && frame <= double(total))
-                << "the playhead at " << frame << " of " << total << " frames; " << trail();
+                << "the playhead at " << frame << " of " << total << " frames; " << trail.text();
         }
         for (std::size_t m = movesBefore; m < stormDelegate.moves.size(); ++m)
             EXPECT_TRUE(stormDelegate.moves[m] >= 0 && stormDelegate.moves[m] <= total)
                 << "a playhead report of " << stormDelegate.moves[m] << " in a file of " << total
-                << " frames; " << trail();
+                << " frames; " << trail.text();
         if (i % kRoundLength == kRoundLength - 1) {
             watchdog.feed("the end of a round after command " + std::to_string(i));
             endRound();
             if (HasFailure())
-                ADD_FAILURE() << trail();
+                ADD_FAILURE() << trail.text();
         }
     }
     watchdog.feed("the last round's end");
     endRound();
 }
 
-std::string seedName(const ::testing::TestParamInfo<std::uint64_t>& info) {
-    return "seed" + std::to_string(info.param);
-}
-
-INSTANTIATE_TEST_SUITE_P(Seeds, PlayerStorm, ::testing::ValuesIn(stormSeeds({1, 2, 3})), seedName);
+INSTANTIATE_TEST_SUITE_P(Seeds, PlayerStorm, ::testing::ValuesIn(stormSeeds({1, 2, 3})),
+                         [](const auto& info) { return stormSeedName(info.param); });
 
 } // namespace
 } // namespace playback_test

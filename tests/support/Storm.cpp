@@ -54,6 +54,29 @@ int stormSteps(int defaults) {
     return int(environmentNumber("STUDYLOOP_STORM_STEPS", defaults));
 }
 
+void StormTrail::add(int index, const std::string& said) {
+    recent.push_back(std::to_string(index) + ": " + said);
+    if (recent.size() > kKept)
+        recent.pop_front();
+}
+
+std::string StormTrail::text() const {
+    std::string text = "seed " + std::to_string(seed) +
+                       " (STUDYLOOP_STORM_SEED=" + std::to_string(seed) +
+                       " replays it); the last commands:";
+    for (const std::string& said : recent)
+        text += "\n  " + said;
+    return text;
+}
+
+std::string StormTrail::textWith(int index, const std::string& said) const {
+    return text() + "\n  " + std::to_string(index) + ": " + said + " (under way)";
+}
+
+std::string stormSeedName(std::uint64_t seed) {
+    return "seed" + std::to_string(seed);
+}
+
 std::int64_t StormRandom::between(std::int64_t low, std::int64_t high) {
     const auto span = std::uint64_t(high - low) + 1;
     return span == 0 ? std::int64_t(engine()) : low + std::int64_t(engine() % span);

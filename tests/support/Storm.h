@@ -8,6 +8,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <deque>
 #include <mutex>
 #include <random>
 #include <string>
@@ -37,6 +38,25 @@ public:
 private:
     std::mt19937_64 engine;
 };
+
+// The last commands of a storm, for a failure's message and the watchdog's report: the
+// seed, how to replay it, and what came just before.
+class StormTrail {
+public:
+    explicit StormTrail(std::uint64_t seed) : seed(seed) {}
+    void add(int index, const std::string& said);
+    std::string text() const;
+    // The trail with command `index`, under way.
+    std::string textWith(int index, const std::string& said) const;
+
+private:
+    static constexpr std::size_t kKept = 12;
+    const std::uint64_t seed;
+    std::deque<std::string> recent;
+};
+
+// "seed7": a readable name for a storm's parameter.
+std::string stormSeedName(std::uint64_t seed);
 
 // Ends the process (with the stacks of every thread on standard error, through gdb) when
 // `feed` has not been called for `limit`: a deadlock fails the test with where each
