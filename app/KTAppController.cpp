@@ -3,7 +3,9 @@
 
 #include "app/KTAppController.h"
 
+#include "app/FileRefusal.h"
 #include "app/KeyboardShortcuts.h"
+#include "app/OpenRecentMenu.h"
 #include "app/PlayerWindow.h"
 #include "audio/AudioFilePreflight.h"
 #include "audio/KTWaveform.h"
@@ -16,7 +18,6 @@
 #include "platform/desktop/RecentFiles.h"
 #include "waveform_view/KTFixedWaveformView.h"
 
-#include <QEventLoop>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QLabel>
@@ -24,7 +25,6 @@
 #include <QProgressBar>
 #include <QTimer>
 #include <cmath>
-#include <thread>
 
 KTAppController::KTAppController(PlayerWindow* window, QObject* parent)
     : QObject(parent), window_(window), waveformView_(window->waveformView),
@@ -32,8 +32,6 @@ KTAppController::KTAppController(PlayerWindow* window, QObject* parent)
       pitchSlider_(window->ui.pitchSlider), rewindButton_(window->ui.rewindButton),
       replayButton_(window->ui.replayButton), playPauseButton_(window->ui.playPauseButton),
       ffwdButton_(window->ui.ffwdButton), loopButton_(window->ui.loopButton),
-      progressSheet_(window->progressSheet), loadingLabel_(window->progressSheet->ui.loadingLabel),
-      loadingIndicator_(window->progressSheet->ui.loadingIndicator),
       controlMenuItem_(window->ui.controlsMenu->menuAction()),
       playPauseMenuItem_(window->ui.playPauseAction), loopMenuItem_(window->ui.loopAction),
       soundStatusLabel_(window->ui.soundStatusLabel) {}
@@ -68,10 +66,13 @@ void KTAppController::applicationDidFinishLaunching() {
         QPixmap::fromImage(controls::loadControlImage(QStringLiteral("loop_on_alt"))));
     loopButton_->setSecondaryModeToolTip(QStringLiteral("Stop looping (L)"));
     loopExport_ = new LoopExport(window_, this);
+    loader_ = new RecordingLoader(window_, window_->progressSheet, this);
+    connect(loader_, &RecordingLoader::loaded, this, &KTAppController::putRecordingInPlace);
+    connect(loader_, &RecordingLoader::refused, this, &KTAppController::refuseFile);
     loopsMenu_ = new LoopsMenu(window_->ui.loopsMenu, window_, platform::desktop::LoopStore(),
                                {[this] { return currentLoop(); },
                                 [this](LoopRange loop) {
-                                    if (audioFile_ && !loading_)
+                                    if (audioFile_ && !loader_->isLoading())
                                         applyLoopEdit(loop);
                                 },
                                 [this] { return audioFile_ ? audioFile_->sampleRate() : 0; }},
@@ -119,18 +120,15 @@ void KTAppController::connectCommands() {
     connect(ui.keyboardShortcutsAction, &QAction::triggered, this,
             [this] { showKeyboardShortcutsDialog(window_); });
     connect(ui.aboutAction, &QAction::triggered, this, &KTAppController::showAbout);
-    connect(ui.openRecentMenu, &QMenu::aboutToShow, this, &KTAppController::rebuildOpenRecentMenu);
-    // The sliders send their action while the user moves them; a value set from code (the
-    // keys, a load) goes through the command that set it.
-    connect(speedSlider_, &QAbstractSlider::valueChanged, this, [this] {
-        if (speedSlider_->isSliderDown())
-            setPlaybackRate(speedSlider_);
-    });
-    connect(pitchSlider_, &QAbstractSlider::valueChanged, this, [this] {
-        if (pitchSlider_->isSliderDown())
-            setPitchShift(pitchSlider_);
-    });
-    connect(progressSheet_, &QDialog::finished, this, &KTAppController::didEndSheet);
+    new OpenRecentMenu(
+        ui.openRecentMenu, [this](const QString& path) { applicationOpenFile(path); }, this);
+    // Every change the user makes to a knob (a drag, a click on the groove, the wheel, a
+    // key) sends its command; a value set from code (the keys' commands, a load) is set
+    // quietly and goes through the command that set it, so it is sent once.
+    connect(speedSlider_, &QAbstractSlider::valueChanged, this,
+            [this] { setPlaybackRate(speedSlider_); });
+    connect(pitchSlider_, &QAbstractSlider::valueChanged, this,
+            [this] { setPitchShift(pitchSlider_); });
     connectPracticeCommands();
 }
 
@@ -188,45 +186,17 @@ void KTAppController::openFileWithURL(QTimer* timer) {
 }
 
 void KTAppController::openFileWithURL(const QUrl& url) {
-    if (loading_) {
-        pendingOpen_ = url; // the newest request wins, once this load has ended
-        return;
-    }
-    const QString path = url.isLocalFile() ? url.toLocalFile() : url.toString();
-    const QString name = QFileInfo(path).fileName();
-    loading_ = true;
+    loader_->load(url.isLocalFile() ? url.toLocalFile() : url.toString());
+}
 
-    loadingLabel_->setText(QStringLiteral("Loading %1...").arg(name));
-    loadingLabel_->adjustSize();
-    progressSheet_->setFixedSize(loadingLabel_->width() + 34, 74);
-    loadingIndicator_->setRange(0, 0);
-    progressSheet_->open();
-
-    // Nothing is replaced by a file that cannot be read: it is checked first, and the file
-    // loaded stays and plays on. Checking and opening read the file, which on a slow disk
-    // or a network share takes its time: the window stays painted meanwhile.
-    AudioFilePreflight preflight;
-    std::shared_ptr<KTAudioFile> opened;
-    QString key; // what the recording is remembered by
-    runWhileTheWindowPaints([&preflight, &opened, &key, path] {
-        preflight = preflightAudioFile(path.toStdString());
-        if (!preflight.isReadable())
-            return;
-        opened = std::make_shared<KTAudioFile>(path.toStdString());
-        key = platform::desktop::LoopStore::fileKey(path);
-    });
-    if (!opened) {
-        progressSheet_->reject();
-        loading_ = false;
-        refuseFile(path, QString::fromStdString(preflight.reason));
-        openPendingFile();
-        return;
-    }
-
+// Nothing is replaced by a file that cannot be read: the loader checks and reads it first,
+// and the file loaded stays and plays on when it refuses.
+void KTAppController::putRecordingInPlace(const std::shared_ptr<LoadedRecording>& recording) {
     if (audioFile_)
         loopsMenu_->leaveRecording(speedValue(), pitchSlider_->value());
-    audioFile_ = std::move(opened);
-    audioFilePath_ = path;
+    audioFile_ = recording->file;
+    recording_ = recording->pin;
+    audioFilePath_ = recording->path;
     player_->setAudioFile(audioFile_);
     // A new queue starts at full volume; the volume carries over from the last file.
     player_->setVolume(volume_);
@@ -234,83 +204,36 @@ void KTAppController::openFileWithURL(const QUrl& url) {
     // second or more before a new stream sounds, and that wait belongs in the load, not
     // between the first press of Space and the music.
     platform::defaultAudioDevice()->prepareToPlay(double(audioFile_->sampleRate()));
-
-    // A short file gets a turning spinner; a long one a bar that fills as it is read.
-    const std::int64_t totalFrames = audioFile_->totalFrames();
-    const bool showsProgress = totalFrames > kProgressBarSeconds * audioFile_->sampleRate();
-    loadingIndicator_->setRange(0, showsProgress ? kProgressSteps : 0);
-    loadingIndicator_->setValue(0);
-
-    // The peak data are reduced on worker threads while this thread keeps the window
-    // painted and the indicator moving; the sheet keeps every input away from the window.
-    std::unique_ptr<KTWaveform> waveform;
-    std::atomic<std::int64_t> framesRead{0};
-    QTimer progress;
-    connect(&progress, &QTimer::timeout, loadingIndicator_, [&] {
-        const int value = int(kProgressSteps * framesRead.load() / totalFrames);
-        if (value == loadingIndicator_->value())
-            return;
-        loadingIndicator_->setValue(value);
-        // The bar itself repaints only once its fill has grown by a whole chunk; every
-        // step is drawn, so the sheet moves as often as the reading does.
-        loadingIndicator_->update();
-    });
-    if (showsProgress)
-        progress.start(kProgressIntervalMilliseconds);
-    runWhileTheWindowPaints([&waveform, &framesRead, file = path.toStdString()] {
-        waveform = std::make_unique<KTWaveform>(file, framesRead);
-    });
-    progress.stop();
-    waveformView_->setWaveform(std::move(waveform));
+    waveformView_->setWaveform(std::move(recording->waveform));
 
     showPlayingState(false);
     stopSpeedTrainer(); // its schedule was for the file before
-    setSpeedValue(1.0f);
+    setSliderQuietly(speedSlider_, int(std::lround(kSpeedSliderScale)));
     player_->setPlaybackRate(speedValue());
-    pitchSlider_->setValue(0);
+    setSliderQuietly(pitchSlider_, 0);
     player_->setPitchShift(float(pitchSlider_->value()));
     // A recording played before comes back at the speed and pitch it was left at.
-    const auto [rate, cents] = loopsMenu_->openRecording(key, path);
+    const auto [rate, cents] = loopsMenu_->openRecording(recording->key, recording->path);
     if (rate) {
         setSpeedValue(float(*rate));
         setPlaybackRate(speedSlider_);
     }
     if (cents) {
-        pitchSlider_->setValue(int(std::lround(*cents)));
+        setSliderQuietly(pitchSlider_, int(std::lround(*cents)));
         setPitchShift(pitchSlider_);
     }
     timerView_->setTime(0.0f);
-    window_->setWindowFilePath(path);
-    window_->setWindowTitle(name);
-    platform::desktop::RecentFiles().add(path);
-
-    progressSheet_->accept();
+    window_->setWindowFilePath(recording->path);
+    window_->setWindowTitle(QFileInfo(recording->path).fileName());
+    platform::desktop::RecentFiles().add(recording->path);
     setControlsEnabled(true);
-    loading_ = false;
-    emit fileLoaded(path);
-    openPendingFile();
-}
-
-void KTAppController::openPendingFile() {
-    if (!pendingOpen_.isEmpty())
-        openFileWithURL(std::exchange(pendingOpen_, QUrl()));
-}
-
-void KTAppController::runWhileTheWindowPaints(const std::function<void()>& work) {
-    QEventLoop loop;
-    std::thread worker([&] {
-        work();
-        QMetaObject::invokeMethod(&loop, &QEventLoop::quit, Qt::QueuedConnection);
-    });
-    loop.exec(QEventLoop::ExcludeUserInputEvents);
-    worker.join();
+    emit fileLoaded(recording->path);
 }
 
 void KTAppController::exportLoop(QObject* /*sender*/) {
-    if (!audioFile_ || loading_)
+    if (!audioFile_ || loader_->isLoading())
         return;
-    loopExport_->chooseFileAndExport(audioFilePath_, audioFile_->sampleRate(),
-                                     loopRenderSettings());
+    loopExport_->chooseFileAndExport(recording_, audioFile_->sampleRate(), loopRenderSettings());
 }
 
 playback::LoopRenderSettings KTAppController::loopRenderSettings() const {
@@ -322,41 +245,18 @@ playback::LoopRenderSettings KTAppController::loopRenderSettings() const {
     return loop;
 }
 
-void KTAppController::didEndSheet() {
-    progressSheet_->hide();
-}
-
 void KTAppController::refuseFile(const QString& path, const QString& reason) {
-    auto* message =
-        new QMessageBox(QMessageBox::Warning, QStringLiteral("Study Loop"),
-                        QStringLiteral("“%1” could not be opened.").arg(QFileInfo(path).fileName()),
-                        QMessageBox::Ok, window_);
-    message->setInformativeText(reason.left(1).toUpper() + reason.mid(1) + QStringLiteral("."));
-    message->setWindowModality(Qt::WindowModal);
-    message->setAttribute(Qt::WA_DeleteOnClose);
-    message->open();
+    showFileRefusal(window_, path, reason);
     emit fileRefused(path, reason);
 }
 
+// The one window is the application: closing it quits, as a Linux application with a single
+// window does. This brings it to the front, out of the dock or from behind other windows.
 void KTAppController::showPlayerWindow(QObject* /*sender*/) {
+    window_->setWindowState((window_->windowState() & ~Qt::WindowMinimized) | Qt::WindowActive);
     window_->show();
     window_->raise();
     window_->activateWindow();
-}
-
-void KTAppController::rebuildOpenRecentMenu() {
-    QMenu* menu = window_->ui.openRecentMenu;
-    menu->clear();
-    platform::desktop::RecentFiles recent;
-    for (const QString& path : recent.list()) {
-        QAction* item = menu->addAction(QFileInfo(path).fileName());
-        item->setToolTip(path);
-        connect(item, &QAction::triggered, this, [this, path] { applicationOpenFile(path); });
-    }
-    menu->addSeparator();
-    QAction* clear = menu->addAction(QStringLiteral("Clear Menu"));
-    clear->setEnabled(!menu->actions().first()->isSeparator());
-    connect(clear, &QAction::triggered, this, [] { platform::desktop::RecentFiles().clear(); });
 }
 
 // Playing with no sound server (none at launch, or it went away) is silent; the window

@@ -9,13 +9,13 @@
 // command line, a second launch, the desktop) defer the load by a 0.1 s one-shot timer; a
 // drop on the waveform loads at once. A file that cannot be opened or decoded never ends
 // the program: it is checked first, and a message names it and says why, while the file
-// already loaded stays and keeps playing. The load itself is one step for the rest of the
-// controller; while the file is checked, opened and reduced to peak data on worker threads,
-// the window keeps painting behind the loading sheet and takes no input.
+// already loaded stays and keeps playing. RecordingLoader reads the file on a worker thread
+// behind the loading sheet (which Cancel or closing the window abandon); once it is read,
+// it is put in place in one step.
 //
-//   open request --0.1 s--> openFileWithURL: sheet -> check and open (a worker thread) ->
-//   file to player -> peaks to view (worker threads) -> speed 1.0, pitch 0, time 0 ->
-//   title, recent files -> controls on
+//   open request --0.1 s--> openFileWithURL: RecordingLoader (sheet; worker: check, open,
+//   peaks) -> file to player, peaks to view -> speed 1.0, pitch 0, time 0 -> title,
+//   recent files -> controls on
 //
 // Threads: everything runs on the main thread except playerDidCompletePlayback, which the
 // player sends from its queue's thread and which waits there until the main thread has
@@ -29,6 +29,7 @@
 #include "app/LoopEditing.h"
 #include "app/LoopExport.h"
 #include "app/LoopsMenu.h"
+#include "app/RecordingLoader.h"
 #include "app/SpeedTrainer.h"
 #include "app/TapTempo.h"
 #include "audio/KTAudioFile.h"
@@ -47,6 +48,7 @@ class KTCustomSliderCell;
 class KTDualModeButton;
 class KTFixedWaveformView;
 class KTTimerView;
+class QAbstractSlider;
 class QAction;
 class QDialog;
 class QKeyEvent;
@@ -64,10 +66,6 @@ public:
     static constexpr double kSpeedSliderScale = 100.0;
     static constexpr int kOpenDeferralMilliseconds = 100;
     static constexpr int kSoundStatusIntervalMilliseconds = 500;
-    // Files longer than this get a progress bar on the loading sheet instead of a spinner.
-    static constexpr int kProgressBarSeconds = 60;
-    static constexpr int kProgressSteps = 1000;
-    static constexpr int kProgressIntervalMilliseconds = 50;
 
     explicit KTAppController(PlayerWindow* window, QObject* parent = nullptr);
     ~KTAppController() override;
@@ -85,8 +83,6 @@ public:
     // The deferral timer carries the URL as its "userInfo" property.
     void openFileWithURL(QTimer* timer);
     void showPlayerWindow(QObject* sender);
-    // The loading sheet has ended.
-    void didEndSheet();
 
     // Commands.
     void playToggle(QObject* sender);
@@ -150,6 +146,8 @@ public:
     void setVolume(double value) { volume_ = value; }
     KTAudioQueuePlayer* player() const { return player_.get(); }
     std::shared_ptr<KTAudioFile> audioFile() const { return audioFile_; }
+    // The loaded recording, held open for whoever reads it besides the player.
+    std::shared_ptr<const PinnedRecording> recording() const { return recording_; }
 
     // The speed slider's value as the rate factor, and setting it (clamped by the slider).
     double speedValue() const;
@@ -179,11 +177,9 @@ private:
     void passRangeToPlayer();
     void completePlayback();
     void refuseFile(const QString& path, const QString& reason);
-    void openPendingFile();
-    // Runs `work` on a thread of its own while this thread keeps the window painted behind
-    // the loading sheet; input waits until it is done.
-    void runWhileTheWindowPaints(const std::function<void()>& work);
-    void rebuildOpenRecentMenu();
+    void putRecordingInPlace(const std::shared_ptr<LoadedRecording>& recording);
+    // Sets a slider's value from code: the change is not taken for the user's.
+    static void setSliderQuietly(QAbstractSlider* slider, int value);
     void updateSoundStatus();
     void showAbout();
     float secondsForFrame(std::int32_t frame) const;
@@ -203,9 +199,6 @@ private:
     KTDualModeButton* playPauseButton_;
     KTDualModeButton* ffwdButton_;
     KTDualModeButton* loopButton_;
-    QDialog* progressSheet_;
-    QLabel* loadingLabel_;
-    QProgressBar* loadingIndicator_;
     QAction* controlMenuItem_;
     QAction* playPauseMenuItem_;
     QAction* loopMenuItem_;
@@ -220,7 +213,7 @@ private:
     bool countIn_ = false;
     double countInTempo_ = 100.0;
 
-    bool loading_ = false;
-    QUrl pendingOpen_; // an open request that arrived while a load ran
+    RecordingLoader* loader_ = nullptr;
+    std::shared_ptr<PinnedRecording> recording_; // of audioFile_
     std::atomic<bool> shuttingDown_{false};
 };

@@ -14,6 +14,7 @@
 #include <QKeyEvent>
 #include <QMessageBox>
 #include <QSemaphore>
+#include <QSignalBlocker>
 #include <QThread>
 #include <algorithm>
 #include <cmath>
@@ -28,7 +29,12 @@ double KTAppController::speedValue() const {
 }
 
 void KTAppController::setSpeedValue(float rate) {
-    speedSlider_->setValue(int(std::lround(double(rate) * kSpeedSliderScale)));
+    setSliderQuietly(speedSlider_, int(std::lround(double(rate) * kSpeedSliderScale)));
+}
+
+void KTAppController::setSliderQuietly(QAbstractSlider* slider, int value) {
+    const QSignalBlocker quiet(slider);
+    slider->setValue(value);
 }
 
 void KTAppController::showPlayingState(bool playing) {
@@ -115,7 +121,7 @@ bool KTAppController::eventFilter(QObject* watched, QEvent* event) {
 
 bool KTAppController::keyDown(QKeyEvent* event) {
     // The commands act on a loaded file; before the first load the keys do nothing.
-    if (!audioFile_ || loading_)
+    if (!audioFile_ || loader_->isLoading())
         return true;
     namespace mac = platform::desktop::mac;
     const int keyCode = platform::desktop::macVirtualKeyCode(*event);
@@ -133,11 +139,11 @@ bool KTAppController::keyDown(QKeyEvent* event) {
         setPlaybackRate(speedSlider_);
         break;
     case mac::RightBracket:
-        pitchSlider_->setValue(pitchSlider_->value() + 100);
+        setSliderQuietly(pitchSlider_, pitchSlider_->value() + 100);
         setPitchShift(pitchSlider_);
         break;
     case mac::LeftBracket:
-        pitchSlider_->setValue(pitchSlider_->value() - 100);
+        setSliderQuietly(pitchSlider_, pitchSlider_->value() - 100);
         setPitchShift(pitchSlider_);
         break;
     case mac::Comma:

@@ -62,13 +62,13 @@ void KTAppController::applyLoopEdit(LoopRange range) {
 }
 
 void KTAppController::stepLoop(int direction) {
-    if (!audioFile_ || loading_)
+    if (!audioFile_ || loader_->isLoading())
         return;
     applyLoopEdit(steppedLoop(currentLoop(), direction, std::int32_t(audioFile_->totalFrames())));
 }
 
 void KTAppController::resizeLoop(double factor) {
-    if (!audioFile_ || loading_)
+    if (!audioFile_ || loader_->isLoading())
         return;
     applyLoopEdit(resizedLoop(currentLoop(), factor, std::int32_t(audioFile_->totalFrames()),
                               framesForSeconds(kNudgeSeconds)));
@@ -83,7 +83,7 @@ void KTAppController::nudgeLoopEnd(double seconds) {
 }
 
 void KTAppController::nudgeLoop(LoopNudge nudge, double seconds) {
-    if (!audioFile_ || loading_)
+    if (!audioFile_ || loader_->isLoading())
         return;
     applyLoopEdit(nudge(currentLoop(), framesForSeconds(seconds),
                         std::int32_t(audioFile_->totalFrames()), framesForSeconds(kNudgeSeconds)));

@@ -1,5 +1,7 @@
 #include "app/LoopExport.h"
 
+#include "app/FileRefusal.h"
+#include "audio/AudioFilePreflight.h"
 #include "platform/audio_export/AudioEncoder.h"
 
 #include <QFileDialog>
@@ -41,15 +43,15 @@ LoopExport::~LoopExport() {
         worker.join();
 }
 
-void LoopExport::chooseFileAndExport(const QString& recording, int sampleRate,
-                                     const playback::LoopRenderSettings& loop) {
+void LoopExport::chooseFileAndExport(std::shared_ptr<const PinnedRecording> recording,
+                                     int sampleRate, const playback::LoopRenderSettings& loop) {
     auto* panel = new QFileDialog(window, QStringLiteral("Export Loop"));
     panel->setAcceptMode(QFileDialog::AcceptSave);
     QStringList filters;
     for (const SaveFilter& filter : kFilters)
         filters << QString::fromLatin1(filter.text);
     panel->setNameFilters(filters);
-    const QFileInfo source(recording);
+    const QFileInfo source(QString::fromStdString(recording->path()));
     panel->setDirectory(source.absolutePath());
     panel->selectFile(source.completeBaseName() + QStringLiteral(" - loop.wav"));
     panel->setWindowModality(Qt::WindowModal);
@@ -68,8 +70,9 @@ void LoopExport::chooseFileAndExport(const QString& recording, int sampleRate,
     panel->open();
 }
 
-void LoopExport::exportTo(const QString& recording, int sampleRate, const QString& target,
-                          bool wav16, const playback::LoopRenderSettings& loop) {
+void LoopExport::exportTo(std::shared_ptr<const PinnedRecording> recording, int sampleRate,
+                          const QString& target, bool wav16,
+                          const playback::LoopRenderSettings& loop) {
     if (isExporting())
         return;
     const auto format = platform::exportFormatForPath(target.toStdString(), wav16);
@@ -78,7 +81,7 @@ void LoopExport::exportTo(const QString& recording, int sampleRate, const QStrin
                                     ".wav, .flac or .mp3"));
         return;
     }
-    const QFileInfo source(recording), destination(target);
+    const QFileInfo source(QString::fromStdString(recording->path())), destination(target);
     if (destination.exists() && destination.canonicalFilePath() == source.canonicalFilePath()) {
         fail(target, QStringLiteral("it is the recording itself, which Study Loop never changes"));
         return;
@@ -99,26 +102,28 @@ void LoopExport::exportTo(const QString& recording, int sampleRate, const QStrin
 
     cancelRequested.store(false);
     target_ = target;
+    recording_ = QString::fromStdString(recording->path());
     written_ = false;
     error_.clear();
-    worker = std::thread([this, recording = recording.toStdString(), path = target.toStdString(),
-                          format = *format, loop, sampleRate] {
-        platform::AudioEncoder encoder;
-        if (encoder.open(path, format, sampleRate)) {
-            const playback::RenderOutcome outcome = playback::renderLoop(
-                recording, loop,
-                [&](const float* frames, std::uint32_t count) {
-                    return !cancelRequested.load() && encoder.write(frames, count);
-                },
-                &progress);
-            if (outcome == playback::RenderOutcome::Finished)
-                written_ = encoder.finish();
-            else
-                encoder.abandon();
-        }
-        error_ = encoder.error();
-        QMetaObject::invokeMethod(this, &LoopExport::workerDone, Qt::QueuedConnection);
-    });
+    recordingStatus_ = platform::noErr;
+    worker = std::thread(
+        [this, recording, path = target.toStdString(), format = *format, loop, sampleRate] {
+            platform::AudioEncoder encoder;
+            if (encoder.open(path, format, sampleRate)) {
+                const playback::RenderOutcome outcome = playback::renderLoop(
+                    recording->readerPath(), loop,
+                    [&](const float* frames, std::uint32_t count) {
+                        return !cancelRequested.load() && encoder.write(frames, count);
+                    },
+                    &progress, &recordingStatus_);
+                if (outcome == playback::RenderOutcome::Finished)
+                    written_ = encoder.finish();
+                else
+                    encoder.abandon();
+            }
+            error_ = encoder.error();
+            QMetaObject::invokeMethod(this, &LoopExport::workerDone, Qt::QueuedConnection);
+        });
 }
 
 void LoopExport::workerDone() {
@@ -127,7 +132,10 @@ void LoopExport::workerDone() {
     if (sheet)
         sheet->close();
     const QString target = std::exchange(target_, QString());
-    if (written_)
+    if (recordingStatus_ != platform::noErr)
+        refuseRecording(recording_,
+                        QString::fromStdString(describeAudioFileStatus(recordingStatus_)));
+    else if (written_)
         emit finished(target);
     else if (cancelRequested.load() && error_.empty())
         emit cancelled(target);
@@ -135,14 +143,12 @@ void LoopExport::workerDone() {
         fail(target, QString::fromStdString(error_));
 }
 
+void LoopExport::refuseRecording(const QString& recording, const QString& reason) {
+    showFileRefusal(window, recording, reason);
+    emit failed(recording, reason);
+}
+
 void LoopExport::fail(const QString& target, const QString& reason) {
-    auto* message = new QMessageBox(
-        QMessageBox::Warning, QStringLiteral("Study Loop"),
-        QStringLiteral("“%1” could not be written.").arg(QFileInfo(target).fileName()),
-        QMessageBox::Ok, window);
-    message->setInformativeText(reason.left(1).toUpper() + reason.mid(1) + QStringLiteral("."));
-    message->setWindowModality(Qt::WindowModal);
-    message->setAttribute(Qt::WA_DeleteOnClose);
-    message->open();
+    showWriteFailure(window, target, reason);
     emit failed(target, reason);
 }

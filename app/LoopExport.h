@@ -6,10 +6,14 @@
 // thread of its own, behind a window-modal progress sheet with Cancel. Playback in the
 // window goes on meanwhile. A cancelled or failed export leaves no file (a finished one
 // replaces the target only when it is complete), and the recording itself is only read.
+// The recording is read through its pinned descriptor, so a recording renamed or moved
+// since it was opened exports as it plays; one that cannot be read any more gets the
+// message any unreadable file gets.
 //
 // Thread contract: main thread; the render runs on a worker thread of its own, which the
 // destructor stops and waits for.
 
+#include "audio/PinnedRecording.h"
 #include "playback/OfflineRender.h"
 
 #include <QObject>
@@ -33,12 +37,12 @@ public:
 
     // Asks for a file with the save panel, then exports the loop of `recording` (whose rate
     // is `sampleRate`, that of the file written) there.
-    void chooseFileAndExport(const QString& recording, int sampleRate,
+    void chooseFileAndExport(std::shared_ptr<const PinnedRecording> recording, int sampleRate,
                              const playback::LoopRenderSettings& loop);
     // Exports straight to `target` in the format its name asks for (`wav16`: a .wav as
     // 16-bit). A failure shows a message and emits failed().
-    void exportTo(const QString& recording, int sampleRate, const QString& target, bool wav16,
-                  const playback::LoopRenderSettings& loop);
+    void exportTo(std::shared_ptr<const PinnedRecording> recording, int sampleRate,
+                  const QString& target, bool wav16, const playback::LoopRenderSettings& loop);
     bool isExporting() const { return worker.joinable(); }
     // The progress sheet while an export runs.
     QProgressDialog* progressSheet() const { return sheet; }
@@ -50,6 +54,7 @@ signals:
 
 private:
     void fail(const QString& target, const QString& reason);
+    void refuseRecording(const QString& recording, const QString& reason);
     void workerDone();
 
     QWidget* window;
@@ -60,6 +65,8 @@ private:
     std::atomic<double> progress{0.0};
     // Set by the worker before it says it is done.
     QString target_;
+    QString recording_;
     std::string error_;
+    platform::OSStatus recordingStatus_ = platform::noErr; // when it could not be read
     bool written_ = false;
 };

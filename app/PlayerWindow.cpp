@@ -6,7 +6,9 @@
 
 #include <QAbstractButton>
 #include <QLabel>
+#include <QLayout>
 #include <QPalette>
+#include <algorithm>
 
 namespace {
 
@@ -21,7 +23,13 @@ void useHudText(QLabel* label) {
 
 LoadingSheet::LoadingSheet(QWidget* parent) : QDialog(parent, Qt::Sheet) {
     ui.setupUi(this);
-    setWindowModality(Qt::WindowModal);
+    setWindowModality(Qt::NonModal);
+}
+
+void LoadingSheet::fitToLabel() {
+    layout()->activate();
+    const QSize content = layout()->sizeHint();
+    setFixedSize(std::max(ui.loadingLabel->width() + 34, content.width()), content.height());
 }
 
 PlayerWindow::PlayerWindow(QWidget* parent) : QMainWindow(parent) {

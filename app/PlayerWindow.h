@@ -17,11 +17,17 @@
 
 class KTFixedWaveformView;
 
+// The loading sheet: the file's name, a spinner or a bar that fills, and Cancel. It is not
+// modal: the window stays closable while a file loads (RecordingLoader keeps other input
+// away from the window).
 class LoadingSheet : public QDialog {
     Q_OBJECT
 
 public:
     explicit LoadingSheet(QWidget* parent);
+    // As wide as the label with its margins (34 points), never narrower than its row of
+    // bar and button, and as tall as its content.
+    void fitToLabel();
     Ui::LoadingSheet ui;
 };
 

@@ -7,9 +7,7 @@
 
 using namespace platform;
 
-namespace {
-
-std::string plainWords(OSStatus status) {
+std::string describeAudioFileStatus(OSStatus status) {
     switch (status) {
     case kFileNotFoundError:
         return "the file does not exist";
@@ -25,6 +23,8 @@ std::string plainWords(OSStatus status) {
         return "the file cannot be read";
     }
 }
+
+namespace {
 
 // Opens, sets the client format and decodes the first frames, as the player and the peak
 // data will; the first failing status, or noErr.
@@ -60,7 +60,7 @@ AudioFilePreflight preflightAudioFile(const std::string& url) {
     AudioFilePreflight result;
     result.status = check(url);
     if (result.status != noErr)
-        result.reason = plainWords(result.status);
+        result.reason = describeAudioFileStatus(result.status);
     return result;
 }
 

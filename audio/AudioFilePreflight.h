@@ -20,6 +20,9 @@ struct AudioFilePreflight {
 
 AudioFilePreflight preflightAudioFile(const std::string& url);
 
+// A failing status of the file layer in plain words: "the file does not exist".
+std::string describeAudioFileStatus(platform::OSStatus status);
+
 // The same as one line with the status code: "not an audio file ('typ?')"; empty when the
 // file can be opened.
 std::string audioFileProblem(const std::string& url);

@@ -14,17 +14,36 @@ KTAudioFile::~KTAudioFile() {
 }
 
 void KTAudioFile::openFile(const std::string& url) {
-    CheckError(ExtAudioFileOpenURL(url, &file), "Open file");
+    const char* operation = nullptr;
+    CheckError(openFileReportingStatus(url, &operation), operation);
+}
+
+std::shared_ptr<KTAudioFile> KTAudioFile::open(const std::string& url, OSStatus& status) {
+    std::shared_ptr<KTAudioFile> audioFile(new KTAudioFile);
+    const char* operation = nullptr;
+    status = audioFile->openFileReportingStatus(url, &operation);
+    return status == noErr ? audioFile : nullptr;
+}
+
+OSStatus KTAudioFile::openFileReportingStatus(const std::string& url, const char** operation) {
+    *operation = "Open file";
+    OSStatus status = ExtAudioFileOpenURL(url, &file);
+    if (status != noErr) {
+        file = nullptr;
+        return status;
+    }
     AudioStreamBasicDescription fileFormat;
     std::uint32_t size = sizeof fileFormat;
-    CheckError(
-        ExtAudioFileGetProperty(file, kExtAudioFileProperty_FileDataFormat, &size, &fileFormat),
-        "KTAudioFile - get file data format failed");
+    *operation = "KTAudioFile - get file data format failed";
+    status =
+        ExtAudioFileGetProperty(file, kExtAudioFileProperty_FileDataFormat, &size, &fileFormat);
+    if (status != noErr)
+        return status;
     setOutputFormat(stereoFloatFormat(fileFormat.mSampleRate));
     const AudioStreamBasicDescription client = outputFormat();
-    CheckError(ExtAudioFileSetProperty(file, kExtAudioFileProperty_ClientDataFormat, sizeof client,
-                                       &client),
-               "KTAudioFile - set client data format failed");
+    *operation = "KTAudioFile - set client data format failed";
+    return ExtAudioFileSetProperty(file, kExtAudioFileProperty_ClientDataFormat, sizeof client,
+                                   &client);
 }
 
 std::int64_t KTAudioFile::totalFrames() const {

@@ -5,15 +5,17 @@
 // through extAudioFile(); the controller asks totalFrames() and sampleRate().
 //
 // Every platform call goes through CheckError: a file that cannot be opened ends the
-// process. Callers that must survive a bad file check it first (AudioFilePreflight.h).
+// process. Callers that must survive a bad file open it with open(), which reports the
+// status instead.
 //
-// Thread contract: made and destroyed on the main thread. totalFrames(), sampleRate()
+// Thread contract: made and destroyed on any one thread. totalFrames(), sampleRate()
 // and outputFormat() may be called from any thread; reads through extAudioFile() are
 // serialised by the file itself.
 
 #include "platform/audio_file/ExtAudioFile.h"
 
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <string>
 
@@ -26,6 +28,10 @@ public:
     KTAudioFile& operator=(const KTAudioFile&) = delete;
 
     void openFile(const std::string& url);
+    // Opens `url` without ending the process: null, with the failing status in `status`,
+    // for a file that cannot be opened (whoever must survive a file that changed since it
+    // was checked opens it this way).
+    static std::shared_ptr<KTAudioFile> open(const std::string& url, platform::OSStatus& status);
 
     // Each query asks the file again; nothing is cached.
     std::int64_t totalFrames() const;
@@ -42,6 +48,9 @@ public:
     void setExtAudioFile(platform::ExtAudioFileRef value) { file = value; }
 
 private:
+    KTAudioFile() = default;
+    platform::OSStatus openFileReportingStatus(const std::string& url, const char** operation);
+
     bool loaded = false;
     platform::ExtAudioFileRef file = nullptr;
     mutable std::mutex formatLock; // outputFormat is read and written whole

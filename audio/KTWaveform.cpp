@@ -1,5 +1,6 @@
 #include "audio/KTWaveform.h"
 
+#include "audio/CheckError.h"
 #include "audio/PeakReducer.h"
 #include "audio/WaveformReader.h"
 #include "platform/log/Log.h"
@@ -30,6 +31,24 @@ KTWaveform::KTWaveform(const std::string& url, std::atomic<std::int64_t>& progre
 
 KTWaveform::KTWaveform(const std::string& url, std::atomic<std::int64_t>* progressFrames) {
     PeakData peaks = readPeaks(url, progressFrames);
+    CheckError(peaks.status, "Read frames as floats");
+    takePeaks(std::move(peaks));
+}
+
+std::unique_ptr<KTWaveform> KTWaveform::read(const std::string& url,
+                                             std::atomic<std::int64_t>& progressFrames,
+                                             const std::atomic<bool>& cancel,
+                                             platform::OSStatus& status) {
+    PeakData peaks = readPeaks(url, &progressFrames, &cancel);
+    status = peaks.status;
+    if (status != platform::noErr)
+        return nullptr;
+    auto waveform = std::make_unique<KTWaveform>();
+    waveform->takePeaks(std::move(peaks));
+    return waveform;
+}
+
+void KTWaveform::takePeaks(PeakData&& peaks) {
     platform::log("numframes read: %d", peaks.framesRead);
     logReduction(peaks.framesRead, samplesFor(peaks.framesRead));
     totalFrames_ = peaks.framesRead;

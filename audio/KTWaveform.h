@@ -15,10 +15,15 @@
 // may be read from any thread. coords() and totalBuckets belong to the drawing code,
 // which uses them from the thread that owns the GL context.
 
+#include "platform/audio_file/AudioTypes.h"
+
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
+
+struct PeakData;
 
 class KTWaveform {
 public:
@@ -32,6 +37,13 @@ public:
     // The same, counting the frames read so far in `progressFrames` as it goes, so another
     // thread can show how far the reading is.
     KTWaveform(const std::string& url, std::atomic<std::int64_t>& progressFrames);
+    // The same without ending the process: null, with the failing status in `status`, for
+    // a file that cannot be read to its end (replaced, removed or on a share that went away
+    // since it was checked) or when `cancel` was set meanwhile (userCanceledErr).
+    static std::unique_ptr<KTWaveform> read(const std::string& url,
+                                            std::atomic<std::int64_t>& progressFrames,
+                                            const std::atomic<bool>& cancel,
+                                            platform::OSStatus& status);
     KTWaveform(const KTWaveform&) = delete;
     KTWaveform& operator=(const KTWaveform&) = delete;
 
@@ -59,6 +71,7 @@ public:
 
 private:
     KTWaveform(const std::string& url, std::atomic<std::int64_t>* progressFrames);
+    void takePeaks(PeakData&& peaks);
 
     std::vector<std::int16_t> samples_;
     std::vector<std::int16_t> coords_;

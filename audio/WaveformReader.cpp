@@ -1,6 +1,5 @@
 #include "audio/WaveformReader.h"
 
-#include "audio/CheckError.h"
 #include "audio/KTWaveform.h"
 #include "audio/PeakReducer.h"
 #include "platform/audio_file/ExtAudioFile.h"
@@ -16,18 +15,25 @@ constexpr std::uint32_t kChunkFrames = 32768;
 // Shorter files are read by one thread: starting a second decoder costs more than it saves.
 constexpr std::int64_t kMinSegmentFrames = 30 * 48000;
 
-ExtAudioFileRef openForReading(const std::string& url) {
+// Opens `url` for reading stereo float frames; null with the status when it cannot.
+ExtAudioFileRef openForReading(const std::string& url, OSStatus& status) {
     ExtAudioFileRef file = nullptr;
-    CheckError(ExtAudioFileOpenURL(url, &file), "Open file");
+    status = ExtAudioFileOpenURL(url, &file);
+    if (status != noErr)
+        return nullptr;
     AudioStreamBasicDescription fileFormat;
     std::uint32_t size = sizeof fileFormat;
-    CheckError(
-        ExtAudioFileGetProperty(file, kExtAudioFileProperty_FileDataFormat, &size, &fileFormat),
-        "GetProperty");
-    const AudioStreamBasicDescription client = stereoFloatFormat(fileFormat.mSampleRate);
-    CheckError(ExtAudioFileSetProperty(file, kExtAudioFileProperty_ClientDataFormat, sizeof client,
-                                       &client),
-               "SetProperty");
+    status =
+        ExtAudioFileGetProperty(file, kExtAudioFileProperty_FileDataFormat, &size, &fileFormat);
+    if (status == noErr) {
+        const AudioStreamBasicDescription client = stereoFloatFormat(fileFormat.mSampleRate);
+        status = ExtAudioFileSetProperty(file, kExtAudioFileProperty_ClientDataFormat,
+                                         sizeof client, &client);
+    }
+    if (status != noErr) {
+        ExtAudioFileDispose(file);
+        return nullptr;
+    }
     return file;
 }
 
@@ -36,36 +42,48 @@ struct Segment {
     std::int64_t frames = 0;
     std::int64_t framesRead = 0;
     std::int16_t globalMax = -32768;
+    OSStatus status = noErr;
+};
+
+struct Reading {
+    const std::string& url;
+    std::atomic<std::int64_t>* progressFrames;
+    const std::atomic<bool>* cancel;
+    bool cancelled() const { return cancel && cancel->load(std::memory_order_relaxed); }
 };
 
 // Reduces one segment into out[firstFrame / 1000 ...]; `file` may be null to open one.
-void reduceSegment(const std::string& url, ExtAudioFileRef file, Segment& segment,
-                   std::int16_t* out, std::atomic<std::int64_t>* progressFrames) {
+void reduceSegment(const Reading& reading, ExtAudioFileRef file, Segment& segment,
+                   std::int16_t* out) {
     const bool ownFile = file == nullptr;
-    if (ownFile)
-        file = openForReading(url);
+    if (ownFile && !(file = openForReading(reading.url, segment.status)))
+        return;
     if (segment.firstFrame != 0)
-        CheckError(ExtAudioFileSeek(file, segment.firstFrame), "Seek waveform segment");
+        segment.status = ExtAudioFileSeek(file, segment.firstFrame);
     std::vector<float> chunk(std::size_t(kChunkFrames) * 2);
     PeakReducer reducer(out);
-    while (segment.framesRead < segment.frames) {
+    while (segment.status == noErr && segment.framesRead < segment.frames) {
+        if (reading.cancelled()) {
+            segment.status = userCanceledErr;
+            break;
+        }
         std::uint32_t frames = std::uint32_t(
             std::min<std::int64_t>(kChunkFrames, segment.frames - segment.framesRead));
         AudioBufferList buffers;
         buffers.mNumberBuffers = 1;
         buffers.mBuffers[0] = {1, frames * 8, chunk.data()};
-        CheckError(ExtAudioFileRead(file, &frames, &buffers), "Read frames as floats");
-        if (frames == 0)
+        segment.status = ExtAudioFileRead(file, &frames, &buffers);
+        if (segment.status != noErr || frames == 0)
             break;
         reducer.feed(chunk.data(), frames);
         segment.framesRead += frames;
-        if (progressFrames)
-            progressFrames->fetch_add(frames, std::memory_order_relaxed);
+        if (reading.progressFrames)
+            reading.progressFrames->fetch_add(frames, std::memory_order_relaxed);
     }
     reducer.finish();
     segment.globalMax = reducer.globalMaxValue();
     if (ownFile)
-        CheckError(ExtAudioFileDispose(file), "Close waveform file failed");
+        ExtAudioFileDispose(file);
 }
 
 std::vector<Segment> planSegments(std::int64_t totalFrames, unsigned cores) {
@@ -88,31 +106,32 @@ std::vector<Segment> planSegments(std::int64_t totalFrames, unsigned cores) {
     return segments;
 }
 
-PeakData reduce(const std::string& url, ExtAudioFileRef file, std::int64_t totalFrames,
-                unsigned cores, std::atomic<std::int64_t>* progressFrames) {
+PeakData reduce(const Reading& reading, ExtAudioFileRef file, std::int64_t totalFrames,
+                unsigned cores) {
     PeakData peaks;
     peaks.samples.resize(std::size_t((totalFrames + KTWaveform::kFramesPerSample - 1) /
                                      KTWaveform::kFramesPerSample));
     std::vector<Segment> segments = planSegments(totalFrames, cores);
     std::vector<std::thread> helpers;
     for (std::size_t i = 1; i < segments.size(); ++i)
-        helpers.emplace_back(reduceSegment, std::cref(url), nullptr, std::ref(segments[i]),
+        helpers.emplace_back(reduceSegment, std::cref(reading), nullptr, std::ref(segments[i]),
                              peaks.samples.data() +
-                                 segments[i].firstFrame / KTWaveform::kFramesPerSample,
-                             progressFrames);
-    reduceSegment(url, file, segments[0], peaks.samples.data(), progressFrames);
+                                 segments[i].firstFrame / KTWaveform::kFramesPerSample);
+    reduceSegment(reading, file, segments[0], peaks.samples.data());
     for (auto& helper : helpers)
         helper.join();
 
     std::int64_t read = 0;
     for (const Segment& segment : segments) {
+        if (segment.status != noErr)
+            return PeakData{{}, -32768, 0, segment.status};
         read += segment.framesRead;
         peaks.globalMaxValue = std::max(peaks.globalMaxValue, segment.globalMax);
         // A segment that ends early (the data stops short of what the file promised)
         // leaves a hole in the middle: the caller reads the file again in one pass.
         if (segment.framesRead < segment.frames && &segment != &segments.back() &&
             segments.size() > 1)
-            return PeakData{{}, -32768, -1};
+            return PeakData{{}, -32768, -1, noErr};
     }
     peaks.framesRead = std::int32_t(read);
     peaks.samples.resize(
@@ -122,23 +141,32 @@ PeakData reduce(const std::string& url, ExtAudioFileRef file, std::int64_t total
 
 } // namespace
 
-PeakData readPeaks(const std::string& url, std::atomic<std::int64_t>* progressFrames) {
-    ExtAudioFileRef file = openForReading(url);
+PeakData readPeaks(const std::string& url, std::atomic<std::int64_t>* progressFrames,
+                   const std::atomic<bool>* cancel) {
+    PeakData failed;
+    ExtAudioFileRef file = openForReading(url, failed.status);
+    if (!file)
+        return failed;
     std::int64_t totalFrames = 0;
     std::uint32_t size = sizeof totalFrames;
-    CheckError(
-        ExtAudioFileGetProperty(file, kExtAudioFileProperty_FileLengthFrames, &size, &totalFrames),
-        "Get num frames");
+    failed.status =
+        ExtAudioFileGetProperty(file, kExtAudioFileProperty_FileLengthFrames, &size, &totalFrames);
+    if (failed.status != noErr) {
+        ExtAudioFileDispose(file);
+        return failed;
+    }
     // Frame counts are 32-bit from here on, as everywhere the peak data are used.
     totalFrames = std::min<std::int64_t>(totalFrames, INT32_MAX);
-    PeakData peaks = reduce(url, file, totalFrames,
-                            std::max(1u, std::thread::hardware_concurrency()), progressFrames);
+    const Reading reading{url, progressFrames, cancel};
+    PeakData peaks =
+        reduce(reading, file, totalFrames, std::max(1u, std::thread::hardware_concurrency()));
     if (peaks.framesRead < 0) {
-        CheckError(ExtAudioFileSeek(file, 0), "Seek waveform segment");
+        peaks.status = ExtAudioFileSeek(file, 0);
         if (progressFrames)
             progressFrames->store(0, std::memory_order_relaxed);
-        peaks = reduce(url, file, totalFrames, 1, progressFrames);
+        if (peaks.status == noErr)
+            peaks = reduce(reading, file, totalFrames, 1);
     }
-    CheckError(ExtAudioFileDispose(file), "Close waveform file failed");
+    ExtAudioFileDispose(file);
     return peaks;
 }

@@ -5,8 +5,10 @@
 // long file is cut into segments on block boundaries, each decoded from its own seek
 // point by its own thread, so the peaks are the same as those of one pass.
 //
-// Every platform call goes through CheckError: a file that cannot be read ends the
-// process (callers that must survive bad files check them first).
+// Nothing here ends the process: a file that cannot be opened or read (removed, replaced,
+// or on a share that went away after it was checked) gives the failing status.
+
+#include "platform/audio_file/AudioTypes.h"
 
 #include <atomic>
 #include <cstdint>
@@ -17,8 +19,13 @@ struct PeakData {
     std::vector<std::int16_t> samples;
     std::int16_t globalMaxValue = -32768;
     std::int32_t framesRead = 0;
+    // Of the first call that failed; the rest is then empty. A cancelled reading gives
+    // userCanceledErr.
+    platform::OSStatus status = platform::noErr;
 };
 
 // `progressFrames`, if given, counts the frames read so far, for a progress display on
-// another thread (a file cut short may finish below its stated length).
-PeakData readPeaks(const std::string& url, std::atomic<std::int64_t>* progressFrames = nullptr);
+// another thread (a file cut short may finish below its stated length). `cancel`, if
+// given, is watched between chunks: once set, the reading stops.
+PeakData readPeaks(const std::string& url, std::atomic<std::int64_t>* progressFrames = nullptr,
+                   const std::atomic<bool>* cancel = nullptr);

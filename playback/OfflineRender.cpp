@@ -61,8 +61,14 @@ bool pullPlayedUntil(platform::OfflineAudioDevice& device, const std::function<b
 }
 
 RenderOutcome renderLoop(const std::string& path, const LoopRenderSettings& settings,
-                         const RenderSink& sink, std::atomic<double>* progress) {
-    auto file = std::make_shared<KTAudioFile>(path);
+                         const RenderSink& sink, std::atomic<double>* progress,
+                         platform::OSStatus* status) {
+    platform::OSStatus opened = platform::noErr;
+    auto file = KTAudioFile::open(path, opened);
+    if (status)
+        *status = opened;
+    if (!file)
+        return RenderOutcome::Unreadable;
     auto device = std::make_shared<platform::OfflineAudioDevice>(file->sampleRate());
     // Made before the player, so that they outlive its queue's reports.
     Completion completion;

@@ -57,14 +57,17 @@ private:
     int stops = 0; // the queue's thread
 };
 
-enum class RenderOutcome { Finished, Stopped };
+// Stopped: the sink said so. Unreadable: the file could not be opened (it was removed,
+// replaced or its share went away since it was checked); nothing was rendered.
+enum class RenderOutcome { Finished, Stopped, Unreadable };
 
 // Plays the range of the file at `path` with KTAudioQueuePlayer, the engine the window
 // plays with, on an offline device at the file's own rate, and hands what it plays to
 // `sink`. `progress`, when given, is kept at the fraction of the expected output rendered.
-// The file must be readable (callers check it first: a file the audio classes cannot open
-// ends the program).
+// A file that cannot be opened gives Unreadable, with its status in `status` if given; a
+// read that fails later ends the range early, as in playback.
 RenderOutcome renderLoop(const std::string& path, const LoopRenderSettings& settings,
-                         const RenderSink& sink, std::atomic<double>* progress = nullptr);
+                         const RenderSink& sink, std::atomic<double>* progress = nullptr,
+                         platform::OSStatus* status = nullptr);
 
 } // namespace playback

@@ -28,6 +28,7 @@ constexpr OSStatus kAudioFilePositionError = -40;
 constexpr OSStatus kFileNotFoundError = -43; // fnfErr
 constexpr OSStatus kParamError = -50;        // paramErr
 constexpr OSStatus kMemoryFullError = -108;  // memFullErr
+constexpr OSStatus userCanceledErr = -128;
 constexpr OSStatus kAudioFileUnspecifiedError = statusCode("wht?");
 constexpr OSStatus kAudioFileUnsupportedFileTypeError = statusCode("typ?");
 constexpr OSStatus kAudioFileUnsupportedDataFormatError = statusCode("fmt?");

@@ -156,7 +156,7 @@ void RecentFiles::add(const QString& path) {
     save(bookmarks.get(), bookmarkFile_);
 }
 
-QStringList RecentFiles::list(int limit) const {
+QStringList RecentFiles::list(int limit, Existence existence) const {
     if (limit <= 0)
         return {};
     QString problem;
@@ -193,7 +193,8 @@ QStringList RecentFiles::list(int limit) const {
     for (const Entry& entry : entries) {
         if (paths.size() == limit)
             break;
-        if (seen.contains(entry.path) || !QFileInfo(entry.path).isFile())
+        if (seen.contains(entry.path) ||
+            (existence == Existence::Checked && !QFileInfo(entry.path).isFile()))
             continue;
         seen.insert(entry.path);
         paths.append(entry.path);

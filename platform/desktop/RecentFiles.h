@@ -11,8 +11,8 @@
 // line on standard error) and reads as empty: losing the user's history of every other
 // application to repair it is not ours to decide.
 //
-// Thread contract: main thread. Nothing is cached between calls; each call reads the file
-// again, so several RecentFiles objects (or processes) on the same file see each other's
+// Thread contract: any one thread at a time. Nothing is cached between calls; each call reads the
+// file again, so several RecentFiles objects (or processes) on the same file see each other's
 // writes. Two writers racing may still lose one registration, as with any application
 // sharing this file.
 //
@@ -40,9 +40,13 @@ public:
     // read or parsed.
     void add(const QString& path);
 
-    // Study Loop's files, most recently registered first, only those that still exist as
-    // files, at most `limit` of them.
-    QStringList list(int limit = 10) const;
+    // Whether list() asks the file system about each file. Asking waits for the file's
+    // storage, which a share that stopped answering makes wait for ever.
+    enum class Existence { Checked, Unchecked };
+
+    // Study Loop's files, most recently registered first, at most `limit` of them; with
+    // Existence::Checked only those that still exist as files.
+    QStringList list(int limit = 10, Existence existence = Existence::Checked) const;
 
     // Withdraws Study Loop's registration from every entry. Entries that no other
     // application registered disappear; the others stay as they are.

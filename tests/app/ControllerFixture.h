@@ -57,8 +57,27 @@ protected:
 
     void load(const std::string& path) {
         QSignalSpy loaded(controller.get(), &KTAppController::fileLoaded);
+        QSignalSpy refused(controller.get(), &KTAppController::fileRefused);
         controller->openFileWithURL(QUrl::fromLocalFile(QString::fromStdString(path)));
-        ASSERT_EQ(loaded.count(), 1);
+        for (int waited = 0; waited < 600 && loaded.isEmpty() && refused.isEmpty(); ++waited)
+            loaded.wait(100);
+        ASSERT_EQ(loaded.count(), 1) << path << " did not load";
+    }
+    // Opens a file that should be refused; the reason given, or "(loaded)" / "(nothing)".
+    QString refusal(const std::string& path) {
+        QSignalSpy refused(controller.get(), &KTAppController::fileRefused);
+        QSignalSpy loaded(controller.get(), &KTAppController::fileLoaded);
+        controller->openFileWithURL(QUrl::fromLocalFile(QString::fromStdString(path)));
+        waitUntil([&] { return refused.count() + loaded.count() > 0; });
+        if (loaded.count() > 0)
+            return QStringLiteral("(loaded)");
+        return refused.isEmpty() ? QStringLiteral("(nothing)") : refused.first().at(1).toString();
+    }
+    // The parameter the player's queue plays with now.
+    float queueParameter(platform::AudioQueueParameterID parameter) const {
+        float value = 0;
+        platform::AudioQueueGetParameter(controller->player()->audioQueue(), parameter, &value);
+        return value;
     }
 
     // Pulls the offline device on a thread of its own, as a sound card would.

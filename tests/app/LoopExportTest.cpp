@@ -49,7 +49,7 @@ protected:
         QSignalSpy finished(exporter, &LoopExport::finished);
         QSignalSpy cancelled(exporter, &LoopExport::cancelled);
         QSignalSpy failed(exporter, &LoopExport::failed);
-        exporter->exportTo(QString::fromStdString(recording), kRate,
+        exporter->exportTo(controller->recording(), kRate,
                            QString::fromStdString((folder / name).string()), wav16,
                            controller->loopRenderSettings());
         if (meanwhile)
@@ -97,6 +97,17 @@ TEST_F(LoopExportTest, ALoopAtHalfSpeedAFifthUpIsExactlyWhatTheRenderToolWrites)
               0);
     OpenedFile tool(rendered);
     EXPECT_EQ(tool.readAll(), frames) << "sample for sample";
+}
+
+// The recording is read through the descriptor held since it was opened, not its path.
+TEST_F(LoopExportTest, ARecordingRenamedSinceItWasOpenedExportsAsItPlays) {
+    recording = (folder / "take.wav").string();
+    fs::copy_file(toneFile("export-short", kRate, 440), recording);
+    load(recording);
+    setLoop(0, kRate / 2, 1.0, 0);
+    fs::rename(recording, folder / "renamed.wav");
+    ASSERT_EQ(exportTo("loop.wav"), "finished") << lastReason;
+    EXPECT_EQ(OpenedFile((folder / "loop.wav").string()).length(), kRate / 2);
 }
 
 TEST_F(LoopExportTest, ACancelledExportLeavesNoFileAndTheRecordingIsUntouched) {

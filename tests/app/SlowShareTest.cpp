@@ -5,9 +5,13 @@
 // Skipped where FUSE cannot be mounted.
 
 #include "controls/KTDualModeButton.h"
+#include "platform/desktop/RecentFiles.h"
 #include "tests/app/ControllerFixture.h"
 
+#include <QApplication>
 #include <QElapsedTimer>
+#include <QMenu>
+#include <QMessageBox>
 #include <QTimer>
 #include <csignal>
 #include <filesystem>
@@ -86,6 +90,12 @@ protected:
     }
     fs::path shared() const { return folder / "mount" / "tune.flac"; }
     void vanish() { std::ofstream(folder / "source" / ".vanished").put('x'); }
+    void stall() { std::ofstream(folder / "source" / ".stalled").put('x'); }
+    void answer() { fs::remove(folder / "source" / ".stalled"); }
+    void startOpeningShared() {
+        controller->openFileWithURL(QUrl::fromLocalFile(QString::fromStdString(shared().string())));
+        ASSERT_TRUE(waitUntil([&] { return window->progressSheet->isVisible(); }));
+    }
 
     fs::path folder;
     pid_t server = 0;
@@ -111,7 +121,7 @@ TEST_F(SlowShareTest, AShareThatStallsWhilePlayingNeverHoldsTheWindow) {
     controller->playToggle(nullptr);
     startPulling();
     ASSERT_TRUE(waitUntil([&] { return device->framesPulled() > kRate; }));
-    std::ofstream(folder / "source" / ".stalled").put('x');
+    stall();
     QTest::qWait(300); // the player's next read is now waiting on the share
     StallWatch watch;
     controller->ffwd(nullptr);
@@ -123,7 +133,7 @@ TEST_F(SlowShareTest, AShareThatStallsWhilePlayingNeverHoldsTheWindow) {
     printStall("moving about while the share stalls", watch.longestMs());
     EXPECT_LE(watch.longestMs(), kLongestStallMs);
     // The share answers again: the player goes on from where it was sent.
-    fs::remove(folder / "source" / ".stalled");
+    answer();
     ASSERT_TRUE(waitUntil([&] { return ui().playPauseButton->mode() == 0; }))
         << "the range plays to its end";
 }
@@ -135,7 +145,7 @@ TEST_F(SlowShareTest, AnotherFileOpensWhileTheShareStalls) {
     controller->playToggle(nullptr);
     startPulling();
     ASSERT_TRUE(waitUntil([&] { return device->framesPulled() > kRate; }));
-    std::ofstream(folder / "source" / ".stalled").put('x');
+    stall();
     QTest::qWait(300);
     StallWatch watch;
     load(toneFile("local", kRate / 2));
@@ -145,8 +155,46 @@ TEST_F(SlowShareTest, AnotherFileOpensWhileTheShareStalls) {
     printStall("another file while the share stalls", watch.longestMs());
     EXPECT_LE(watch.longestMs(), kLongestStallMs);
     // The share answers; the old read ends, is dropped, and the window closes as usual.
-    fs::remove(folder / "source" / ".stalled");
+    answer();
     QTest::qWait(500);
+}
+
+// A load waiting on the share holds nothing but its worker: Cancel takes the sheet down at
+// once, the window never stops painting, File > Open Recent opens without asking the share,
+// and the window, which no modal sheet blocks, can be closed meanwhile.
+TEST_F(SlowShareTest, ALoadWaitingOnTheShareCancelsAtOnceAndNeverHoldsTheWindow) {
+    const std::string local = toneFile("before", kRate / 2);
+    load(local);
+    platform::desktop::RecentFiles().add(QString::fromStdString(shared().string()));
+    stall();
+    StallWatch watch;
+    startOpeningShared();
+    QTest::qWait(300);
+    window->progressSheet->ui.cancelButton->click();
+    EXPECT_FALSE(window->progressSheet->isVisible());
+    emit ui().openRecentMenu->aboutToShow();
+    EXPECT_GE(ui().openRecentMenu->actions().size(), 3) << "both files and Clear Menu";
+    startOpeningShared();
+    EXPECT_EQ(QApplication::activeModalWidget(), nullptr) << "a modal sheet keeps Close away";
+    QTest::qWait(200);
+    printStall("cancelling a load and opening the recent files while the share stalls",
+               watch.longestMs());
+    EXPECT_LE(watch.longestMs(), kLongestStallMs);
+    EXPECT_TRUE(window->close());
+    EXPECT_EQ(controller->audioFile()->totalFrames(), kRate / 2) << "the file before stays";
+    answer();
+}
+
+TEST_F(SlowShareTest, AShareThatGoesAwayWhileTheWaveformIsReadIsRefused) {
+    load(toneFile("before", kRate / 2));
+    startOpeningShared();
+    QTest::qWait(300);
+    vanish();
+    ASSERT_TRUE(waitUntil([&] { return !window->progressSheet->isVisible(); }));
+    QMessageBox* message = window->findChild<QMessageBox*>();
+    ASSERT_NE(message, nullptr);
+    EXPECT_EQ(message->text().toStdString(), "“tune.flac” could not be opened.");
+    EXPECT_EQ(controller->audioFile()->totalFrames(), kRate / 2) << "the file before stays";
 }
 
 TEST_F(SlowShareTest, AShareThatGoesAwayWhilePlayingEndsTheRangeAndNothingHangs) {
@@ -166,11 +214,18 @@ TEST_F(SlowShareTest, AShareThatGoesAwayWhilePlayingEndsTheRangeAndNothingHangs)
         << "a play after the data went away never ends";
     printStall("the share goes away while playing", watch.longestMs());
     EXPECT_LE(watch.longestMs(), kLongestStallMs);
-    // A file that cannot be read any more is refused, and the one loaded stays.
-    QSignalSpy refused(controller.get(), &KTAppController::fileRefused);
-    controller->openFileWithURL(QUrl::fromLocalFile(QString::fromStdString(shared().string())));
-    EXPECT_EQ(refused.count(), 1);
+    // A file that cannot be read any more is refused, and the one loaded stays; nor can its
+    // loop be exported, which leaves nothing behind.
+    EXPECT_NE(refusal(shared().string()).front(), '(');
     EXPECT_EQ(controller->audioFile()->totalFrames(), 8 * kRate);
+    QSignalSpy failed(controller->loopExport(), &LoopExport::failed);
+    const fs::path exported = folder / "loop.wav";
+    controller->loopExport()->exportTo(controller->recording(), kRate,
+                                       QString::fromStdString(exported.string()), false,
+                                       controller->loopRenderSettings());
+    ASSERT_TRUE(failed.wait(5000));
+    EXPECT_EQ(failed.first().at(0).toString().toStdString(), shared().string());
+    EXPECT_FALSE(fs::exists(exported));
 }
 
 } // namespace

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """A read-only FUSE file system over SOURCE at MOUNTPOINT whose every read takes DELAY
 seconds, like a file on a slow network share. While SOURCE holds a file named ".stalled",
-reads wait, as on a share whose server has stopped answering; once it holds one named
-".vanished", every read fails, as on a share that went away.
+reads and the files' attributes wait, as on a share whose server has stopped answering; once
+it holds one named ".vanished", every read fails, as on a share that went away.
 
     slow_mount.py SOURCE MOUNTPOINT DELAY
 
@@ -28,7 +28,13 @@ class SlowShare(Operations):
     def _vanished(self):
         return os.path.exists(os.path.join(self.source, ".vanished"))
 
+    def _wait_while_stalled(self):
+        while os.path.exists(os.path.join(self.source, ".stalled")):
+            time.sleep(0.01)
+
     def getattr(self, path, fh=None):
+        if path != "/":
+            self._wait_while_stalled()
         st = os.lstat(self._real(path))
         return {key: getattr(st, key) for key in
                 ("st_mode", "st_size", "st_nlink", "st_uid", "st_gid", "st_atime", "st_mtime",
@@ -44,8 +50,7 @@ class SlowShare(Operations):
         return os.open(self._real(path), os.O_RDONLY)
 
     def read(self, path, size, offset, fh):
-        while os.path.exists(os.path.join(self.source, ".stalled")):
-            time.sleep(0.01)
+        self._wait_while_stalled()
         if self._vanished():
             raise FuseOSError(errno.EIO)
         time.sleep(self.delay)
