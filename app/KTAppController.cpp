@@ -1,14 +1,17 @@
-// Launch, the outlets and the whole open-file flow of the application controller. The
-// commands and the delegate methods are in KTAppController_Commands.cpp.
+// Launch, the parts and the wiring of the application controller, and the open-file flow.
+// The commands and the delegate methods are in KTAppController_Commands.cpp.
 
 #include "app/KTAppController.h"
 
 #include "app/FileRefusal.h"
 #include "app/KeyboardShortcuts.h"
+#include "app/LoopExport.h"
+#include "app/LoopsMenu.h"
 #include "app/OpenRecentMenu.h"
 #include "app/PlayerWindow.h"
-#include "audio/AudioFilePreflight.h"
-#include "audio/KTWaveform.h"
+#include "app/PracticeTools.h"
+#include "app/RecordingLoader.h"
+#include "app/RecordingMemory.h"
 #include "controls/ControlImages.h"
 #include "controls/KTCustomSliderCell.h"
 #include "controls/KTDualModeButton.h"
@@ -22,29 +25,29 @@
 #include <QFileInfo>
 #include <QLabel>
 #include <QMessageBox>
-#include <QProgressBar>
 #include <QTimer>
-#include <cmath>
 
 KTAppController::KTAppController(PlayerWindow* window, QObject* parent)
     : QObject(parent), window_(window), waveformView_(window->waveformView),
       timerView_(window->ui.timerView), speedSlider_(window->ui.speedSlider),
-      pitchSlider_(window->ui.pitchSlider), rewindButton_(window->ui.rewindButton),
-      replayButton_(window->ui.replayButton), playPauseButton_(window->ui.playPauseButton),
-      ffwdButton_(window->ui.ffwdButton), loopButton_(window->ui.loopButton),
-      controlMenuItem_(window->ui.controlsMenu->menuAction()),
-      playPauseMenuItem_(window->ui.playPauseAction), loopMenuItem_(window->ui.loopAction),
+      pitchSlider_(window->ui.pitchSlider), playPauseButton_(window->ui.playPauseButton),
+      playPauseMenuItem_(window->ui.playPauseAction),
       soundStatusLabel_(window->ui.soundStatusLabel) {}
 
 KTAppController::~KTAppController() {
     // A completion report waiting for the main thread gives up from here on, so the
     // player's destructor, which waits for the queue's thread, cannot wait on it forever.
     shuttingDown_.store(true);
-    if (audioFile_ && loopsMenu_)
-        loopsMenu_->leaveRecording(speedValue(), pitchSlider_->value());
+    if (memory_)
+        memory_->leave();
     if (waveformView_)
         waveformView_->setDelegate(nullptr);
     window_->removeEventFilter(this);
+    // The parts observe the session and the player; they go first.
+    delete loopsMenu_;
+    windowFollows_.reset();
+    playerFollows_.reset();
+    memory_.reset();
     player_.reset();
 }
 
@@ -53,36 +56,48 @@ void KTAppController::applicationDidFinishLaunching() {
     player_->setDelegate(this);
     waveformView_->setDelegate(this);
     window_->installEventFilter(this);
-    volume_ = 1.0;
-    player_->setVolume(1.0);
+    playerFollows_ = std::make_unique<PlayerFollowsSession>(session_, *player_);
+    windowFollows_ = std::make_unique<WindowFollowsSession>(session_, *window_);
+    player_->setVolume(session_.volume());
     playPauseButton_->setSecondaryModeImage(
         QPixmap::fromImage(controls::loadControlImage(QStringLiteral("pause"))));
     playPauseButton_->setSecondaryModeAlternateImage(
         QPixmap::fromImage(controls::loadControlImage(QStringLiteral("pause_alt"))));
     playPauseButton_->setSecondaryModeToolTip(QStringLiteral("Pause (Space)"));
-    loopButton_->setSecondaryModeImage(
+    KTDualModeButton* loopButton = window_->ui.loopButton;
+    loopButton->setSecondaryModeImage(
         QPixmap::fromImage(controls::loadControlImage(QStringLiteral("loop_on"))));
-    loopButton_->setSecondaryModeAlternateImage(
+    loopButton->setSecondaryModeAlternateImage(
         QPixmap::fromImage(controls::loadControlImage(QStringLiteral("loop_on_alt"))));
-    loopButton_->setSecondaryModeToolTip(QStringLiteral("Stop looping (L)"));
-    loopExport_ = new LoopExport(window_, this);
-    loader_ = new RecordingLoader(window_, window_->progressSheet, this);
-    connect(loader_, &RecordingLoader::loaded, this, &KTAppController::putRecordingInPlace);
-    connect(loader_, &RecordingLoader::refused, this, &KTAppController::refuseFile);
-    loopsMenu_ = new LoopsMenu(window_->ui.loopsMenu, window_, platform::desktop::LoopStore(),
-                               {[this] { return currentLoop(); },
-                                [this](LoopRange loop) {
-                                    if (audioFile_ && !loader_->isLoading())
-                                        applyLoopEdit(loop);
-                                },
-                                [this] { return audioFile_ ? audioFile_->sampleRate() : 0; }},
-                               this);
+    loopButton->setSecondaryModeToolTip(QStringLiteral("Stop looping (L)"));
+    makeParts();
     connectCommands();
     setControlsEnabled(false);
 
     auto* soundStatusTimer = new QTimer(this);
     connect(soundStatusTimer, &QTimer::timeout, this, &KTAppController::updateSoundStatus);
     soundStatusTimer->start(kSoundStatusIntervalMilliseconds);
+}
+
+void KTAppController::makeParts() {
+    memory_ = std::make_unique<RecordingMemory>(session_, platform::desktop::LoopStore());
+    loader_ = new RecordingLoader(window_, window_->progressSheet, this);
+    connect(loader_, &RecordingLoader::loaded, this, &KTAppController::putRecordingInPlace);
+    connect(loader_, &RecordingLoader::refused, this, &KTAppController::refuseFile);
+    loopExport_ = new LoopExport(window_, this);
+    loopsMenu_ = new LoopsMenu(
+        window_->ui.loopsMenu, window_, session_, *memory_,
+        [this](LoopRange loop) { editLoop(loop); }, this);
+    practice_ = new PracticeTools(
+        session_, *window_,
+        {[this](LoopRange loop) { editLoop(loop); }, [this](double rate) { changeRate(rate); },
+         [this](float number) {
+             timerView_->showFlashTypeValue(KTTimerView::kFlashNumber, number);
+         }},
+        this);
+    new OpenRecentMenu(
+        window_->ui.openRecentMenu, [this](const QString& path) { applicationOpenFile(path); },
+        this);
 }
 
 void KTAppController::connectCommands() {
@@ -96,6 +111,9 @@ void KTAppController::connectCommands() {
         connect(button, &QAbstractButton::clicked, this,
                 [this, button, command] { (this->*command)(button); });
     };
+    const auto on = [this](QAction* action, auto command) {
+        connect(action, &QAction::triggered, this, command);
+    };
     onTriggered(ui.openAction, &KTAppController::openDocument);
     onTriggered(ui.showPlayerWindowAction, &KTAppController::showPlayerWindow);
     onTriggered(ui.exportLoopAction, &KTAppController::exportLoop);
@@ -107,11 +125,18 @@ void KTAppController::connectCommands() {
     onTriggered(ui.setRangeStartAction, &KTAppController::setRangeStart);
     onTriggered(ui.setRangeEndAction, &KTAppController::setRangeEnd);
     onTriggered(ui.resetRangeAction, &KTAppController::resetRange);
-    onClicked(rewindButton_, &KTAppController::rewind);
-    onClicked(replayButton_, &KTAppController::replay);
-    onClicked(playPauseButton_, &KTAppController::playToggle);
-    onClicked(ffwdButton_, &KTAppController::ffwd);
-    onClicked(loopButton_, &KTAppController::loopToggle);
+    on(ui.fasterAction, [this] { changeRate(session_.rate() + 0.05); });
+    on(ui.slowerAction, [this] { changeRate(session_.rate() - 0.05); });
+    on(ui.normalSpeedAction, [this] { changeRate(1.0); });
+    on(ui.pitchUpAction, [this] { changePitch(session_.pitchCents() + 100); });
+    on(ui.pitchDownAction, [this] { changePitch(session_.pitchCents() - 100); });
+    on(ui.louderAction, [this] { changeVolume(session_.volume() + 0.05); });
+    on(ui.quieterAction, [this] { changeVolume(session_.volume() - 0.05); });
+    onClicked(ui.rewindButton, &KTAppController::rewind);
+    onClicked(ui.replayButton, &KTAppController::replay);
+    onClicked(ui.playPauseButton, &KTAppController::playToggle);
+    onClicked(ui.ffwdButton, &KTAppController::ffwd);
+    onClicked(ui.loopButton, &KTAppController::loopToggle);
     connect(ui.zoomInAction, &QAction::triggered, waveformView_, &KTFixedWaveformView::zoomIn);
     connect(ui.zoomOutAction, &QAction::triggered, waveformView_, &KTFixedWaveformView::zoomOut);
     connect(ui.closeWindowAction, &QAction::triggered, window_, &QWidget::close);
@@ -120,26 +145,21 @@ void KTAppController::connectCommands() {
     connect(ui.keyboardShortcutsAction, &QAction::triggered, this,
             [this] { showKeyboardShortcutsDialog(window_); });
     connect(ui.aboutAction, &QAction::triggered, this, &KTAppController::showAbout);
-    new OpenRecentMenu(
-        ui.openRecentMenu, [this](const QString& path) { applicationOpenFile(path); }, this);
-    // Every change the user makes to a knob (a drag, a click on the groove, the wheel, a
-    // key) sends its command; a value set from code (the keys' commands, a load) is set
-    // quietly and goes through the command that set it, so it is sent once.
+    // Every change the user makes to a knob (a drag, a click on the groove, the wheel) sends
+    // its command; the session sets the knobs quietly, so a change is sent once.
     connect(speedSlider_, &QAbstractSlider::valueChanged, this,
             [this] { setPlaybackRate(speedSlider_); });
     connect(pitchSlider_, &QAbstractSlider::valueChanged, this,
             [this] { setPitchShift(pitchSlider_); });
-    connectPracticeCommands();
 }
 
 void KTAppController::setControlsEnabled(bool enabled) {
-    for (QWidget* control :
-         {static_cast<QWidget*>(rewindButton_), static_cast<QWidget*>(replayButton_),
-          static_cast<QWidget*>(playPauseButton_), static_cast<QWidget*>(ffwdButton_),
-          static_cast<QWidget*>(loopButton_)})
+    const Ui::PlayerWindow& ui = window_->ui;
+    for (QWidget* control : std::initializer_list<QWidget*>{
+             ui.rewindButton, ui.replayButton, ui.playPauseButton, ui.ffwdButton, ui.loopButton})
         control->setEnabled(enabled);
-    controlMenuItem_->setEnabled(enabled);
-    window_->ui.exportLoopAction->setEnabled(enabled);
+    ui.controlsMenu->menuAction()->setEnabled(enabled);
+    ui.exportLoopAction->setEnabled(enabled);
     loopsMenu_->setEnabled(enabled);
     // A disabled menu still lets its items' shortcuts through; the items follow it, and
     // those of its submenus.
@@ -150,7 +170,15 @@ void KTAppController::setControlsEnabled(bool enabled) {
                 self(item->menu(), self);
         }
     };
-    enableItems(window_->ui.controlsMenu, enableItems);
+    enableItems(ui.controlsMenu, enableItems);
+}
+
+std::shared_ptr<KTAudioFile> KTAppController::audioFile() const {
+    return session_.recording() ? session_.recording()->file : nullptr;
+}
+
+std::shared_ptr<const PinnedRecording> KTAppController::recording() const {
+    return session_.recording() ? session_.recording()->pin : nullptr;
 }
 
 void KTAppController::openDocument(QObject* /*sender*/) {
@@ -189,60 +217,23 @@ void KTAppController::openFileWithURL(const QUrl& url) {
     loader_->load(url.isLocalFile() ? url.toLocalFile() : url.toString());
 }
 
-// Nothing is replaced by a file that cannot be read: the loader checks and reads it first,
-// and the file loaded stays and plays on when it refuses.
-void KTAppController::putRecordingInPlace(const std::shared_ptr<LoadedRecording>& recording) {
-    if (audioFile_)
-        loopsMenu_->leaveRecording(speedValue(), pitchSlider_->value());
-    audioFile_ = recording->file;
-    recording_ = recording->pin;
-    audioFilePath_ = recording->path;
-    player_->setAudioFile(audioFile_);
-    // A new queue starts at full volume; the volume carries over from the last file.
-    player_->setVolume(volume_);
-    // The output is opened now rather than at the first play: a sound server can take a
-    // second or more before a new stream sounds, and that wait belongs in the load, not
-    // between the first press of Space and the music.
-    platform::defaultAudioDevice()->prepareToPlay(double(audioFile_->sampleRate()));
-    waveformView_->setWaveform(std::move(recording->waveform));
-
+void KTAppController::putRecordingInPlace(const std::shared_ptr<LoadedRecording>& loaded) {
+    const RecordingMemory::Recalled remembered = memory_->recall(loaded->key);
+    waveformView_->setWaveform(std::move(loaded->waveform));
     showPlayingState(false);
-    stopSpeedTrainer(); // its schedule was for the file before
-    setSliderQuietly(speedSlider_, int(std::lround(kSpeedSliderScale)));
-    player_->setPlaybackRate(speedValue());
-    setSliderQuietly(pitchSlider_, 0);
-    player_->setPitchShift(float(pitchSlider_->value()));
+    practice_->stopSpeedTrainer(); // its schedule was for the file before
+    session_.setRecording({loaded->path, loaded->key, loaded->pin, loaded->file}, remembered.loops);
     // A recording played before comes back at the speed and pitch it was left at.
-    const auto [rate, cents] = loopsMenu_->openRecording(recording->key, recording->path);
-    if (rate) {
-        setSpeedValue(float(*rate));
-        setPlaybackRate(speedSlider_);
-    }
-    if (cents) {
-        setSliderQuietly(pitchSlider_, int(std::lround(*cents)));
-        setPitchShift(pitchSlider_);
-    }
+    if (remembered.rate)
+        changeRate(*remembered.rate);
+    if (remembered.cents)
+        changePitch(*remembered.cents);
     timerView_->setTime(0.0f);
-    window_->setWindowFilePath(recording->path);
-    window_->setWindowTitle(QFileInfo(recording->path).fileName());
-    platform::desktop::RecentFiles().add(recording->path);
+    window_->setWindowFilePath(loaded->path);
+    window_->setWindowTitle(QFileInfo(loaded->path).fileName());
+    platform::desktop::RecentFiles().add(loaded->path);
     setControlsEnabled(true);
-    emit fileLoaded(recording->path);
-}
-
-void KTAppController::exportLoop(QObject* /*sender*/) {
-    if (!audioFile_ || loader_->isLoading())
-        return;
-    loopExport_->chooseFileAndExport(recording_, audioFile_->sampleRate(), loopRenderSettings());
-}
-
-playback::LoopRenderSettings KTAppController::loopRenderSettings() const {
-    playback::LoopRenderSettings loop;
-    loop.startFrame = player_->rangeStartFrame();
-    loop.numFrames = std::max<std::int64_t>(0, player_->rangeEndFrame() - loop.startFrame);
-    loop.rate = speedValue();
-    loop.cents = pitchSlider_->value();
-    return loop;
+    emit fileLoaded(loaded->path);
 }
 
 void KTAppController::refuseFile(const QString& path, const QString& reason) {
@@ -259,6 +250,22 @@ void KTAppController::showPlayerWindow(QObject* /*sender*/) {
     window_->activateWindow();
 }
 
+void KTAppController::exportLoop(QObject* /*sender*/) {
+    if (const session::Recording* recording = session_.recording();
+        recording && !loader_->isLoading())
+        loopExport_->chooseFileAndExport(recording->pin, recording->sampleRate(),
+                                         loopRenderSettings());
+}
+
+playback::LoopRenderSettings KTAppController::loopRenderSettings() const {
+    playback::LoopRenderSettings loop;
+    loop.startFrame = player_->rangeStartFrame();
+    loop.numFrames = std::max<std::int64_t>(0, player_->rangeEndFrame() - loop.startFrame);
+    loop.rate = session_.rate();
+    loop.cents = session_.pitchCents();
+    return loop;
+}
+
 // Playing with no sound server (none at launch, or it went away) is silent; the window
 // says so instead of leaving the musician to guess, and the line goes when sound is back.
 // The line speaks of what is heard while playing: it appears only while something plays,
@@ -270,4 +277,12 @@ void KTAppController::updateSoundStatus() {
         soundStatusLabel_->hide();
     else if (player_->isPlaying())
         soundStatusLabel_->show();
+}
+
+void KTAppController::showAbout() {
+    QMessageBox::about(window_, QStringLiteral("About Study Loop"),
+                       QStringLiteral("<b>Study Loop</b> %1<p>Loop a passage of a recording, "
+                                      "slower or faster without changing its pitch, or "
+                                      "transposed without changing its speed.</p>")
+                           .arg(QCoreApplication::applicationVersion()));
 }

@@ -1,60 +1,63 @@
 #pragma once
 
-// The spine of the application: owns the player and the open file, reaches the widgets of
-// the player window through its outlets, opens files, turns buttons, menu items, sliders
-// and keys into commands, and keeps the indicators (button modes, menu titles and checks,
-// the LCD) in step with the player.
+// The spine of the application: owns the session, the player and the parts of the window
+// that carry its commands, reaches the widgets of the player window through its outlets,
+// and turns buttons, menu items, sliders, keys and the view's edits into changes of the
+// session (which the player and the window follow, SessionBindings.h) or commands to the
+// player. It keeps the transport indicators (the play button's mode and the menu title, the
+// LCD's time) in step with the player.
 //
 // Opening a file: the Open panel, the Open Recent menu and open requests from outside (the
 // command line, a second launch, the desktop) defer the load by a 0.1 s one-shot timer; a
-// drop on the waveform loads at once. A file that cannot be opened or decoded never ends
-// the program: it is checked first, and a message names it and says why, while the file
-// already loaded stays and keeps playing. RecordingLoader reads the file on a worker thread
-// behind the loading sheet (which Cancel or closing the window abandon); once it is read,
-// it is put in place in one step.
+// drop on the waveform loads at once. RecordingLoader reads the file on a worker behind the
+// loading sheet (Cancel, or closing the window, abandons it); a file that cannot be read
+// gets a message and the one loaded stays and plays on. A file read is put in place in one
+// step:
 //
-//   open request --0.1 s--> openFileWithURL: RecordingLoader (sheet; worker: check, open,
-//   peaks) -> file to player, peaks to view -> speed 1.0, pitch 0, time 0 -> title,
-//   recent files -> controls on
+//   open request --0.1 s--> RecordingLoader (sheet; worker: check, open, peaks) ->
+//   peaks to the view -> session: recording (loop = whole file, speed 1.0, pitch 0) ->
+//   remembered loops, speed and pitch -> time 0, title, recent files -> controls on
 //
-// Threads: everything runs on the main thread except playerDidCompletePlayback, which the
-// player sends from its queue's thread and which waits there until the main thread has
-// reset the indicators, unless the controller is shutting down: then it gives up at once,
-// so a quit at the moment a range ends never deadlocks against the player's destructor.
+// The parts: RecordingLoader (opening), PracticeTools (loop edits, trainer, pause between
+// passes), LoopExport (File > Export Loop), LoopsMenu and RecordingMemory (saved loops and
+// what is remembered of each recording), OpenRecentMenu.
 //
-// Ownership: the controller owns the player (for its whole life) and shares the current
-// audio file with it; the window and its widgets belong to whoever made them and must
-// outlive the controller.
+// Threads: everything runs on the main thread except the player's reports of a completed
+// range or loop pass, which come from its queue's thread. A completion waits there until
+// the main thread has reset the indicators, unless the controller is shutting down: then
+// it gives up at once, so a quit at the moment a range ends never deadlocks against the
+// player's destructor.
+//
+// Ownership: the controller owns the session, the player and its parts; the window and its
+// widgets belong to whoever made them and must outlive the controller.
 
-#include "app/LoopEditing.h"
-#include "app/LoopExport.h"
-#include "app/LoopsMenu.h"
-#include "app/RecordingLoader.h"
-#include "app/SpeedTrainer.h"
-#include "app/TapTempo.h"
-#include "audio/KTAudioFile.h"
+#include "app/SessionBindings.h"
 #include "playback/KTAudioQueuePlayer.h"
 #include "playback/KTAudioQueuePlayerDelegate.h"
+#include "playback/OfflineRender.h"
+#include "session/Session.h"
 #include "waveform_view/KTFixedWaveformViewDelegate.h"
 
 #include <QObject>
 #include <QUrl>
 #include <atomic>
-#include <functional>
 #include <memory>
 
-class PlayerWindow;
 class KTCustomSliderCell;
 class KTDualModeButton;
 class KTFixedWaveformView;
 class KTTimerView;
-class QAbstractSlider;
+struct LoadedRecording;
+class LoopExport;
+class LoopsMenu;
+class PlayerWindow;
+class PracticeTools;
 class QAction;
-class QDialog;
 class QKeyEvent;
 class QLabel;
-class QProgressBar;
 class QTimer;
+class RecordingLoader;
+class RecordingMemory;
 
 class KTAppController : public QObject,
                         public KTFixedWaveformViewDelegate,
@@ -62,17 +65,15 @@ class KTAppController : public QObject,
     Q_OBJECT
 
 public:
-    // The speed slider holds the rate in hundredths (10..400 for 0.10..4.00).
-    static constexpr double kSpeedSliderScale = 100.0;
     static constexpr int kOpenDeferralMilliseconds = 100;
     static constexpr int kSoundStatusIntervalMilliseconds = 500;
 
     explicit KTAppController(PlayerWindow* window, QObject* parent = nullptr);
     ~KTAppController() override;
 
-    // Launch: makes the player, becomes the delegate of the player and the view, takes the
-    // window's keys, sets the volume to 1.0, gives the two-mode buttons their second images
-    // and connects the menu items, buttons and sliders to the commands.
+    // Launch: makes the player and the parts, becomes the delegate of the player and the
+    // view, takes the window's keys, gives the two-mode buttons their second images and
+    // connects the menu items, buttons and sliders to the commands.
     void applicationDidFinishLaunching();
 
     // Opening files.
@@ -84,48 +85,35 @@ public:
     void openFileWithURL(QTimer* timer);
     void showPlayerWindow(QObject* sender);
 
-    // Commands.
+    // Commands (KTAppController_Commands.cpp).
     void playToggle(QObject* sender);
     void replay(QObject* sender);
     void loopToggle(QObject* sender);
     void rewind(QObject* sender);
     void ffwd(QObject* sender);
+    // The speed and pitch sliders' commands: the knob's value becomes the session's.
     void setPlaybackRate(QObject* sender);
     void setPitchShift(QObject* sender);
     void setRangeStart(QObject* sender);
     void setRangeEnd(QObject* sender);
     void resetRange(QObject* sender);
-    // The keyboard table, by macOS virtual key code; true when the key was a command.
+    // The speed, pitch and volume steps (menu items with keys), each shown on the LCD.
+    void changeRate(double rate);
+    void changePitch(int cents);
+    void changeVolume(double volume);
+    // A key no menu item took: the speed, pitch and volume keys by their place on the
+    // keyboard, for layouts on which they are not the characters of the menu items' keys.
+    // Every key that reaches the window ends here.
     bool keyDown(QKeyEvent* event);
+    // A loop edit that goes the way a mouse edit does: the player pauses, the view shows the
+    // new loop and the player takes it. An edit that changes nothing does nothing.
+    void editLoop(LoopRange loop);
 
     // File > Export Loop...: the loop at the current speed and pitch (at full level, not the
     // listening volume) to a file the save panel asks for.
     void exportLoop(QObject* sender);
-    // What the loop is, for an export: the player's range, speed and pitch.
+    // What the loop is, for an export: the session's loop, speed and pitch.
     playback::LoopRenderSettings loopRenderSettings() const;
-    LoopExport* loopExport() const { return loopExport_; }
-    // The Loops menu: loops saved per recording, and its last speed and pitch, across runs.
-    LoopsMenu* loopsMenu() const { return loopsMenu_; }
-
-    // Practice tools beyond the design's commands (KTAppController_Practice.cpp). The
-    // loop edits go the way a mouse edit of the range goes: the player pauses, the view
-    // shows the new range and the player takes it.
-    void stepLoop(int direction);        // back (-1) or on (+1) by the loop's own length
-    void resizeLoop(double factor);      // 0.5 halves the loop, 2 doubles it
-    void nudgeLoopStart(double seconds); // negative: earlier
-    void nudgeLoopEnd(double seconds);
-    void showSpeedTrainer(QObject* sender);
-    // Turns looping on if it is off, sets the plan's start speed (the LCD flashes it).
-    void startSpeedTrainer(const SpeedTrainerPlan& plan);
-    void stopSpeedTrainer();
-    const SpeedTrainer& speedTrainer() const { return trainer_; }
-    void showPassPause(QObject* sender);
-    void setPassPause(double seconds, bool countIn, double beatsPerMinute);
-    double passPauseSeconds() const { return passPause_; }
-    bool isCountInOn() const { return countIn_; }
-    double countInBeatsPerMinute() const { return countInTempo_; }
-    // One tap of the count-in tempo; the fourth in a row sets it and the LCD shows it.
-    void tapTempo();
 
     // KTFixedWaveformViewDelegate.
     void waveformViewDidDragPlayheadToFrame(KTFixedWaveformView* view, std::int32_t frame) override;
@@ -142,16 +130,18 @@ public:
     void playerDidCompletePlayback(KTAudioQueuePlayer* player) override;
     void playerDidCompleteLoopPass(KTAudioQueuePlayer* player) override;
 
-    double volume() const { return volume_; }
-    void setVolume(double value) { volume_ = value; }
+    session::Session& session() { return session_; }
+    const session::Session& session() const { return session_; }
     KTAudioQueuePlayer* player() const { return player_.get(); }
-    std::shared_ptr<KTAudioFile> audioFile() const { return audioFile_; }
+    // The loaded recording's file (null before the first load).
+    std::shared_ptr<KTAudioFile> audioFile() const;
     // The loaded recording, held open for whoever reads it besides the player.
-    std::shared_ptr<const PinnedRecording> recording() const { return recording_; }
-
-    // The speed slider's value as the rate factor, and setting it (clamped by the slider).
-    double speedValue() const;
-    void setSpeedValue(float rate);
+    std::shared_ptr<const PinnedRecording> recording() const;
+    double volume() const { return session_.volume(); }
+    PracticeTools* practice() const { return practice_; }
+    LoopExport* loopExport() const { return loopExport_; }
+    LoopsMenu* loopsMenu() const { return loopsMenu_; }
+    RecordingLoader* loader() const { return loader_; }
 
 signals:
     // After every load that ended with the file in place.
@@ -163,30 +153,21 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
 
 private:
+    void makeParts();
     void connectCommands();
-    void connectPracticeCommands();
-    LoopRange currentLoop() const;
-    void applyLoopEdit(LoopRange range);
-    using LoopNudge = LoopRange (*)(LoopRange, std::int32_t, std::int32_t, std::int32_t);
-    void nudgeLoop(LoopNudge nudge, double seconds);
-    std::int32_t framesForSeconds(double seconds) const;
-    void loopPassCompleted();
-    void applyPassPause();
     void setControlsEnabled(bool enabled);
     void showPlayingState(bool playing);
-    void passRangeToPlayer();
     void completePlayback();
-    void refuseFile(const QString& path, const QString& reason);
     void putRecordingInPlace(const std::shared_ptr<LoadedRecording>& recording);
-    // Sets a slider's value from code: the change is not taken for the user's.
-    static void setSliderQuietly(QAbstractSlider* slider, int value);
+    void refuseFile(const QString& path, const QString& reason);
     void updateSoundStatus();
     void showAbout();
-    float secondsForFrame(std::int32_t frame) const;
 
-    double volume_ = 1.0;
+    session::Session session_;
     std::unique_ptr<KTAudioQueuePlayer> player_;
-    std::shared_ptr<KTAudioFile> audioFile_;
+    std::unique_ptr<PlayerFollowsSession> playerFollows_;
+    std::unique_ptr<WindowFollowsSession> windowFollows_;
+    std::unique_ptr<RecordingMemory> memory_;
 
     // Outlets: widgets of the window, not owned.
     PlayerWindow* window_;
@@ -194,26 +175,15 @@ private:
     KTTimerView* timerView_;
     KTCustomSliderCell* speedSlider_;
     KTCustomSliderCell* pitchSlider_;
-    KTDualModeButton* rewindButton_;
-    KTDualModeButton* replayButton_;
     KTDualModeButton* playPauseButton_;
-    KTDualModeButton* ffwdButton_;
-    KTDualModeButton* loopButton_;
-    QAction* controlMenuItem_;
     QAction* playPauseMenuItem_;
-    QAction* loopMenuItem_;
     QLabel* soundStatusLabel_;
 
+    // Parts, children of the controller.
+    RecordingLoader* loader_ = nullptr;
+    PracticeTools* practice_ = nullptr;
     LoopExport* loopExport_ = nullptr;
     LoopsMenu* loopsMenu_ = nullptr;
-    QString audioFilePath_; // of audioFile_
-    SpeedTrainer trainer_;
-    TapTempo tapTempo_;
-    double passPause_ = 0.0;
-    bool countIn_ = false;
-    double countInTempo_ = 100.0;
 
-    RecordingLoader* loader_ = nullptr;
-    std::shared_ptr<PinnedRecording> recording_; // of audioFile_
     std::atomic<bool> shuttingDown_{false};
 };

@@ -1,10 +1,12 @@
 // The commands of the application controller: transport, range, speed, pitch, volume and
-// the keyboard table, and its side of the view's and the player's delegate protocols.
-// The controller keeps no transport state of its own besides the volume: whether the
-// player plays or loops is always read from the player, and the indicators follow.
+// the keys, and its side of the view's and the player's delegate protocols. Whether the
+// player plays is always read from the player, and the indicators follow; the loop, looping,
+// speed, pitch and volume are the session's, which the player and the window follow.
 
 #include "app/KTAppController.h"
 #include "app/PlayerWindow.h"
+#include "app/PracticeTools.h"
+#include "app/RecordingLoader.h"
 #include "controls/KTCustomSliderCell.h"
 #include "controls/KTDualModeButton.h"
 #include "controls/KTTimerView.h"
@@ -12,30 +14,16 @@
 #include "waveform_view/KTFixedWaveformView.h"
 
 #include <QKeyEvent>
-#include <QMessageBox>
 #include <QSemaphore>
-#include <QSignalBlocker>
 #include <QThread>
-#include <algorithm>
-#include <cmath>
 
-float KTAppController::secondsForFrame(std::int32_t frame) const {
-    const int rate = audioFile_ ? audioFile_->sampleRate() : 0;
-    return rate > 0 ? float(frame) / float(rate) : 0.0f;
+namespace {
+
+float secondsAt(const session::Session& session, std::int32_t frame) {
+    return session.recording() ? session.recording()->secondsAt(frame) : 0.0f;
 }
 
-double KTAppController::speedValue() const {
-    return speedSlider_->value() / kSpeedSliderScale;
-}
-
-void KTAppController::setSpeedValue(float rate) {
-    setSliderQuietly(speedSlider_, int(std::lround(double(rate) * kSpeedSliderScale)));
-}
-
-void KTAppController::setSliderQuietly(QAbstractSlider* slider, int value) {
-    const QSignalBlocker quiet(slider);
-    slider->setValue(value);
-}
+} // namespace
 
 void KTAppController::showPlayingState(bool playing) {
     playPauseButton_->setMode(playing ? 1 : 0);
@@ -58,10 +46,7 @@ void KTAppController::replay(QObject* /*sender*/) {
 }
 
 void KTAppController::loopToggle(QObject* /*sender*/) {
-    const bool looped = !player_->isLooped();
-    player_->setLooped(looped);
-    loopMenuItem_->setChecked(looped);
-    loopButton_->setMode(looped ? 1 : 0);
+    session_.setLooping(!session_.isLooping());
 }
 
 void KTAppController::rewind(QObject* /*sender*/) {
@@ -73,44 +58,54 @@ void KTAppController::ffwd(QObject* /*sender*/) {
 }
 
 void KTAppController::setPlaybackRate(QObject* /*sender*/) {
-    const double rate = speedValue();
-    timerView_->showFlashTypeValue(KTTimerView::kFlashPercentage, float(rate * 100.0));
-    player_->setPlaybackRate(rate);
+    changeRate(speedSlider_->value() / WindowFollowsSession::kSpeedSliderScale);
 }
 
 void KTAppController::setPitchShift(QObject* /*sender*/) {
-    const auto pitch = float(pitchSlider_->value());
-    // The flash shows half the slider's cents, by design: pairs of semitones.
-    timerView_->showFlashTypeValue(KTTimerView::kFlashPitch, pitch / 200.0f);
-    player_->setPitchShift(pitch);
+    changePitch(pitchSlider_->value());
 }
 
-void KTAppController::passRangeToPlayer() {
-    const std::int32_t start = waveformView_->rangeStartFrame();
-    const std::int32_t end = waveformView_->rangeEndFrame();
-    player_->setRangeStartFrameNumFrames(double(start), double(std::int32_t(end - start)));
+void KTAppController::changeRate(double rate) {
+    session_.setRate(rate);
+    timerView_->showFlashTypeValue(KTTimerView::kFlashPercentage, float(session_.rate() * 100.0));
+}
+
+void KTAppController::changePitch(int cents) {
+    session_.setPitchCents(cents);
+    // The flash shows half the slider's cents, by design: pairs of semitones.
+    timerView_->showFlashTypeValue(KTTimerView::kFlashPitch, float(session_.pitchCents()) / 200.0f);
+}
+
+void KTAppController::changeVolume(double volume) {
+    session_.setVolume(volume);
+    timerView_->showFlashTypeValue(KTTimerView::kFlashPercentage, float(session_.volume() * 100.0));
 }
 
 // The range commands pause without touching the play button or the menu title; the next
 // playToggle reads the player and starts again.
 void KTAppController::setRangeStart(QObject* /*sender*/) {
     player_->pause();
-    waveformView_->setRangeStartFrame(waveformView_->playheadFrame());
-    passRangeToPlayer();
+    session_.setLoop({waveformView_->playheadFrame(), session_.loop().end});
 }
 
 void KTAppController::setRangeEnd(QObject* /*sender*/) {
     player_->pause();
-    waveformView_->setRangeEndFrame(waveformView_->playheadFrame());
-    passRangeToPlayer();
+    session_.setLoop({session_.loop().start, waveformView_->playheadFrame()});
 }
 
 void KTAppController::resetRange(QObject* /*sender*/) {
+    if (!session_.recording())
+        return;
     player_->pause();
     waveformView_->setPlayheadFrame(0);
-    waveformView_->setRangeStartFrame(0);
-    waveformView_->setRangeEndFrame(std::int32_t(audioFile_->totalFrames()));
-    passRangeToPlayer();
+    session_.setLoop({0, session_.recording()->totalFrames()});
+}
+
+void KTAppController::editLoop(LoopRange loop) {
+    if (!session_.recording() || loader_->isLoading() || loop == session_.loop())
+        return; // at a file's end, say: nothing moves, nothing pauses
+    waveformViewWillChangeRange(waveformView_);
+    session_.setLoop(loop);
 }
 
 bool KTAppController::eventFilter(QObject* watched, QEvent* event) {
@@ -120,60 +115,53 @@ bool KTAppController::eventFilter(QObject* watched, QEvent* event) {
 }
 
 bool KTAppController::keyDown(QKeyEvent* event) {
-    // The commands act on a loaded file; before the first load the keys do nothing.
-    if (!audioFile_ || loader_->isLoading())
-        return true;
+    const Ui::PlayerWindow& ui = window_->ui;
+    QAction* command = nullptr;
     namespace mac = platform::desktop::mac;
-    const int keyCode = platform::desktop::macVirtualKeyCode(*event);
-    switch (keyCode) {
+    switch (platform::desktop::macVirtualKeyCode(*event)) {
     case mac::Equal:
-        setSpeedValue(float(speedValue() + 0.05));
-        setPlaybackRate(speedSlider_);
+        command = ui.fasterAction;
         break;
     case mac::Minus:
-        setSpeedValue(float(speedValue() - 0.05));
-        setPlaybackRate(speedSlider_);
+        command = ui.slowerAction;
         break;
     case mac::Digit0:
-        setSpeedValue(1.0f);
-        setPlaybackRate(speedSlider_);
+        command = ui.normalSpeedAction;
         break;
     case mac::RightBracket:
-        setSliderQuietly(pitchSlider_, pitchSlider_->value() + 100);
-        setPitchShift(pitchSlider_);
+        command = ui.pitchUpAction;
         break;
     case mac::LeftBracket:
-        setSliderQuietly(pitchSlider_, pitchSlider_->value() - 100);
-        setPitchShift(pitchSlider_);
+        command = ui.pitchDownAction;
+        break;
+    case mac::Period:
+        command = ui.louderAction;
         break;
     case mac::Comma:
-    case mac::Period: {
-        const bool up = keyCode == mac::Period;
-        volume_ = up ? std::min(volume_ + 0.05, 1.0) : std::max(volume_ - 0.05, 0.05);
-        timerView_->showFlashTypeValue(KTTimerView::kFlashPercentage, float(volume_ * 100.0));
-        player_->setVolume(volume_);
+        command = ui.quieterAction;
         break;
-    }
     case mac::W:
         if (event->modifiers() & Qt::ControlModifier)
-            window_->close();
+            command = ui.closeWindowAction;
         break;
     default:
         break;
     }
-    // Every key that reaches the window ends here, command or not.
+    // The commands act on a loaded file; before the first load the keys do nothing.
+    if (command && command->isEnabled() && session_.recording())
+        command->trigger();
     return true;
 }
 
 void KTAppController::waveformViewDidDragPlayheadToFrame(KTFixedWaveformView* /*view*/,
                                                          std::int32_t frame) {
-    timerView_->setTime(secondsForFrame(frame));
+    timerView_->setTime(secondsAt(session_, frame));
 }
 
 void KTAppController::waveformViewDidChangeCurrentFrame(KTFixedWaveformView* /*view*/,
                                                         std::int32_t frame) {
     player_->setCurrentFrame(double(frame));
-    timerView_->setTime(secondsForFrame(frame));
+    timerView_->setTime(secondsAt(session_, frame));
 }
 
 void KTAppController::waveformViewWillChangeRange(KTFixedWaveformView* /*view*/) {
@@ -184,8 +172,7 @@ void KTAppController::waveformViewWillChangeRange(KTFixedWaveformView* /*view*/)
 void KTAppController::waveformViewDidChangeRangeStartFrameEndFrame(KTFixedWaveformView* /*view*/,
                                                                    std::int32_t startFrame,
                                                                    std::int32_t endFrame) {
-    player_->setRangeStartFrameNumFrames(double(startFrame),
-                                         double(std::int32_t(endFrame - startFrame)));
+    session_.setLoop({startFrame, endFrame});
 }
 
 void KTAppController::waveformViewDidReceiveDraggedFileWithPath(KTFixedWaveformView* /*view*/,
@@ -202,7 +189,7 @@ void KTAppController::playerDidMovePlayheadToFrame(KTAudioQueuePlayer* /*player*
     if (waveformView_->isDragging())
         return; // the user holds the playhead; the player's reports wait
     waveformView_->setPlayheadFrame(frame);
-    timerView_->setTime(secondsForFrame(frame));
+    timerView_->setTime(secondsAt(session_, frame));
 }
 
 // Sent from the queue's thread: waits until the main thread has reset the indicators, as
@@ -231,10 +218,7 @@ void KTAppController::completePlayback() {
     waveformView_->resetPlayhead();
 }
 
-void KTAppController::showAbout() {
-    QMessageBox::about(window_, QStringLiteral("About Study Loop"),
-                       QStringLiteral("<b>Study Loop</b> %1<p>Loop a passage of a recording, "
-                                      "slower or faster without changing its pitch, or "
-                                      "transposed without changing its speed.</p>")
-                           .arg(QCoreApplication::applicationVersion()));
+void KTAppController::playerDidCompleteLoopPass(KTAudioQueuePlayer* /*player*/) {
+    // From the queue's thread; nothing waits for the answer.
+    QMetaObject::invokeMethod(practice_, &PracticeTools::loopPassCompleted, Qt::QueuedConnection);
 }

@@ -16,20 +16,6 @@ struct KeyRow {
     QString command;
 };
 
-// The keys that are not menu items: the keyboard table.
-const QList<KeyRow>& tableKeys() {
-    static const QList<KeyRow> rows = {
-        {QStringLiteral("="), QStringLiteral("Faster (speed + 5 %)")},
-        {QStringLiteral("-"), QStringLiteral("Slower (speed - 5 %)")},
-        {QStringLiteral("0"), QStringLiteral("Normal speed")},
-        {QStringLiteral("]"), QStringLiteral("Pitch up a semitone")},
-        {QStringLiteral("["), QStringLiteral("Pitch down a semitone")},
-        {QStringLiteral("."), QStringLiteral("Louder")},
-        {QStringLiteral(","), QStringLiteral("Quieter")},
-    };
-    return rows;
-}
-
 void addMenuKeys(const QMenu* menu, QList<KeyRow>& rows) {
     for (QAction* item : menu->actions()) {
         if (item->menu())
@@ -64,7 +50,7 @@ void showKeyboardShortcutsDialog(QWidget* window) {
     dialog->setObjectName(QStringLiteral("keyboardShortcuts"));
     dialog->setWindowTitle(QStringLiteral("Keyboard Shortcuts"));
     dialog->setAttribute(Qt::WA_DeleteOnClose);
-    const QList<KeyRow> rows = menuKeys(window) + tableKeys();
+    const QList<KeyRow> rows = menuKeys(window);
     auto* table = new QTableWidget(int(rows.size()), 2, dialog);
     table->setHorizontalHeaderLabels({QStringLiteral("Key"), QStringLiteral("Command")});
     table->verticalHeader()->hide();

@@ -1,7 +1,7 @@
 #pragma once
 
-// The Keyboard Shortcuts window: every key of the player window, its menu items' keys and
-// the controller's keyboard table.
+// The Keyboard Shortcuts window: every key of the player window, as its menu items have
+// them.
 //
 // Thread contract: main thread only.
 

@@ -1,5 +1,7 @@
 #include "app/LoopsMenu.h"
 
+#include "app/RecordingMemory.h"
+
 #include <QAction>
 #include <QDialog>
 #include <QDialogButtonBox>
@@ -11,7 +13,7 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
-using platform::desktop::SavedLoop;
+using session::SavedLoop;
 
 namespace {
 
@@ -25,10 +27,11 @@ QString clockTime(double seconds) {
 
 } // namespace
 
-LoopsMenu::LoopsMenu(QMenu* menu_, QWidget* window_, platform::desktop::LoopStore store_,
-                     Hooks hooks_, QObject* parent)
-    : QObject(parent), menu(menu_), window(window_), loopStore(std::move(store_)),
-      hooks(std::move(hooks_)) {
+LoopsMenu::LoopsMenu(QMenu* menu_, QWidget* window_, session::Session& session_,
+                     RecordingMemory& memory, std::function<void(LoopRange)> chooseLoop_,
+                     QObject* parent)
+    : QObject(parent), menu(menu_), window(window_), session(session_),
+      choose(std::move(chooseLoop_)) {
     saveAction = menu->addAction(QStringLiteral("Save Loop..."));
     saveAction->setShortcut(QKeySequence(QStringLiteral("Ctrl+S")));
     manageAction = menu->addAction(QStringLiteral("Manage Loops..."));
@@ -36,77 +39,65 @@ LoopsMenu::LoopsMenu(QMenu* menu_, QWidget* window_, platform::desktop::LoopStor
     listEnd = menu->addSeparator();
     restoreAction = menu->addAction(QStringLiteral("Restore Speed and Pitch"));
     restoreAction->setCheckable(true);
-    restoreAction->setChecked(loopStore.restoresSpeedAndPitch());
+    restoreAction->setChecked(memory.restoresSpeedAndPitch());
     connect(saveAction, &QAction::triggered, this, &LoopsMenu::showSaveDialog);
     connect(manageAction, &QAction::triggered, this, &LoopsMenu::showManageDialog);
     connect(restoreAction, &QAction::toggled, this,
-            [this](bool on) { loopStore.setRestoresSpeedAndPitch(on); });
+            [&memory](bool on) { memory.setRestoresSpeedAndPitch(on); });
     setEnabled(false);
+    session.addObserver(this);
 }
 
-std::pair<std::optional<double>, std::optional<double>>
-LoopsMenu::openRecording(const QString& key_, const QString& path_) {
-    key = key_;
-    path = path_;
-    memory = key.isEmpty() ? platform::desktop::RecordingMemory{} : loopStore.recall(key);
-    rebuild();
-    if (!restoreAction->isChecked())
-        return {};
-    return {memory.rate, memory.cents};
-}
-
-void LoopsMenu::leaveRecording(double rate, double cents) {
-    if (key.isEmpty())
-        return;
-    memory.rate = rate;
-    memory.cents = cents;
-    store();
+LoopsMenu::~LoopsMenu() {
+    session.removeObserver(this);
 }
 
 void LoopsMenu::setEnabled(bool enabled) {
     saveAction->setEnabled(enabled);
-    manageAction->setEnabled(enabled && !memory.loops.isEmpty());
+    manageAction->setEnabled(enabled && !session.savedLoops().isEmpty());
     for (QAction* action : loopActions)
         action->setEnabled(enabled);
 }
 
 QString LoopsMenu::defaultName(LoopRange range) const {
-    const double rate = std::max(1, hooks.sampleRate());
+    const double rate = std::max(1, session.recording() ? session.recording()->sampleRate() : 0);
     return clockTime(range.start / rate) + QStringLiteral(" – ") + clockTime(range.end / rate);
 }
 
 void LoopsMenu::saveLoop(const QString& name) {
-    const LoopRange range = hooks.currentLoop();
-    memory.loops.push_back(
-        {name.trimmed().isEmpty() ? defaultName(range) : name.trimmed(), range.start, range.end});
-    store();
-    rebuild();
+    const LoopRange range = session.loop();
+    QList<SavedLoop> loops = session.savedLoops();
+    loops.push_back({name.trimmed().isEmpty() ? defaultName(range) : name.trimmed(), range});
+    session.setSavedLoops(std::move(loops));
 }
 
 void LoopsMenu::renameLoop(int index, const QString& name) {
-    if (index < 0 || index >= memory.loops.size() || name.trimmed().isEmpty())
+    QList<SavedLoop> loops = session.savedLoops();
+    if (index < 0 || index >= loops.size() || name.trimmed().isEmpty())
         return;
-    memory.loops[index].name = name.trimmed();
-    store();
-    rebuild();
+    loops[index].name = name.trimmed();
+    session.setSavedLoops(std::move(loops));
 }
 
 void LoopsMenu::deleteLoop(int index) {
-    if (index < 0 || index >= memory.loops.size())
+    QList<SavedLoop> loops = session.savedLoops();
+    if (index < 0 || index >= loops.size())
         return;
-    memory.loops.removeAt(index);
-    store();
-    rebuild();
+    loops.removeAt(index);
+    session.setSavedLoops(std::move(loops));
 }
 
 void LoopsMenu::chooseLoop(int index) {
-    if (index >= 0 && index < memory.loops.size())
-        hooks.chooseLoop({std::int32_t(memory.loops[index].startFrame),
-                          std::int32_t(memory.loops[index].endFrame)});
+    if (index >= 0 && index < session.savedLoops().size())
+        choose(session.savedLoops()[index].range);
 }
 
-void LoopsMenu::store() {
-    loopStore.remember(key, path, memory);
+void LoopsMenu::savedLoopsChanged(const session::Session& /*session*/) {
+    rebuild();
+}
+
+void LoopsMenu::recordingChanged(const session::Session& /*session*/) {
+    rebuild();
 }
 
 // The list between the two separators: one item a saved loop, in the order saved.
@@ -114,8 +105,9 @@ void LoopsMenu::rebuild() {
     for (QAction* action : loopActions)
         delete action;
     loopActions.clear();
-    for (int i = 0; i < memory.loops.size(); ++i) {
-        auto* action = new QAction(memory.loops[i].name, menu);
+    const QList<SavedLoop>& loops = session.savedLoops();
+    for (int i = 0; i < loops.size(); ++i) {
+        auto* action = new QAction(loops[i].name, menu);
         if (i < kLoopsOnKeys)
             action->setShortcut(QKeySequence(QStringLiteral("Alt+%1").arg(i + 1)));
         connect(action, &QAction::triggered, this, [this, i] { chooseLoop(i); });
@@ -130,7 +122,7 @@ void LoopsMenu::showSaveDialog() {
     dialog->setObjectName(QStringLiteral("saveLoopDialog"));
     dialog->setWindowTitle(QStringLiteral("Save Loop"));
     dialog->setLabelText(QStringLiteral("Name of the loop:"));
-    dialog->setTextValue(defaultName(hooks.currentLoop()));
+    dialog->setTextValue(defaultName(session.loop()));
     dialog->setWindowModality(Qt::WindowModal);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     connect(dialog, &QInputDialog::textValueSelected, this, &LoopsMenu::saveLoop);
@@ -146,7 +138,7 @@ void LoopsMenu::showManageDialog() {
     auto* list = new QListWidget(dialog);
     const auto fill = [this, list] {
         list->clear();
-        for (const SavedLoop& loop : memory.loops) {
+        for (const SavedLoop& loop : session.savedLoops()) {
             auto* item = new QListWidgetItem(loop.name, list);
             item->setFlags(item->flags() | Qt::ItemIsEditable);
         }

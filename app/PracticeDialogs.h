@@ -6,8 +6,8 @@
 //
 // Thread contract: main thread only.
 
-#include "app/SpeedTrainer.h"
-#include "app/TapTempo.h"
+#include "session/SpeedTrainer.h"
+#include "session/TapTempo.h"
 
 #include <QDialog>
 

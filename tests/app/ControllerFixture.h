@@ -5,7 +5,11 @@
 // test files.
 
 #include "app/KTAppController.h"
+#include "app/LoopExport.h"
+#include "app/LoopsMenu.h"
 #include "app/PlayerWindow.h"
+#include "app/PracticeTools.h"
+#include "app/RecordingLoader.h"
 #include "platform/audio_device/OfflineAudioDevice.h"
 #include "platform/desktop/LoopStore.h"
 #include "tests/playback/OfflinePull.h"

@@ -161,7 +161,7 @@ protected:
             const int direction = random.chance(0.5) ? 1 : -1;
             said << "stepLoop " << direction;
             announce(said.str());
-            c.stepLoop(direction);
+            c.practice()->stepLoop(direction);
             break;
         }
         case 14: {
@@ -170,15 +170,15 @@ protected:
                 const double factor = random.chance(0.5) ? 0.5 : 2.0;
                 said << "resizeLoop " << factor;
                 announce(said.str());
-                c.resizeLoop(factor);
+                c.practice()->resizeLoop(factor);
             } else if (random.chance(0.5)) {
                 said << "nudgeLoopStart " << seconds;
                 announce(said.str());
-                c.nudgeLoopStart(seconds);
+                c.practice()->nudgeLoopStart(seconds);
             } else {
                 said << "nudgeLoopEnd " << seconds;
                 announce(said.str());
-                c.nudgeLoopEnd(seconds);
+                c.practice()->nudgeLoopEnd(seconds);
             }
             break;
         }
@@ -187,14 +187,14 @@ protected:
             const bool countIn = random.chance(0.5);
             said << "setPassPause " << seconds << " s, count-in " << countIn;
             announce(said.str());
-            c.setPassPause(seconds, countIn, random.real(40, 300));
+            c.practice()->setPassPause(seconds, countIn, random.real(40, 300));
             break;
         }
         case 16:
-            if (c.speedTrainer().isOn()) {
+            if (c.practice()->speedTrainer().isOn()) {
                 said << "stopSpeedTrainer";
                 announce(said.str());
-                c.stopSpeedTrainer();
+                c.practice()->stopSpeedTrainer();
             } else {
                 SpeedTrainerPlan plan;
                 plan.startRate = random.real(0.1, 4);
@@ -203,7 +203,7 @@ protected:
                 plan.targetRate = random.real(0.1, 4);
                 said << "startSpeedTrainer " << plan.startRate << " to " << plan.targetRate;
                 announce(said.str());
-                c.startSpeedTrainer(plan);
+                c.practice()->startSpeedTrainer(plan);
             }
             break;
         case 17: {
@@ -298,7 +298,7 @@ protected:
             << trail;
         // What is heard is what the knobs show.
         EXPECT_FLOAT_EQ(queueParameter(platform::kAudioQueueParam_PlayRate),
-                        float(controller->speedValue()))
+                        float(controller->session().rate()))
             << trail;
         EXPECT_FLOAT_EQ(queueParameter(platform::kAudioQueueParam_Pitch),
                         float(ui().pitchSlider->value()))
@@ -345,7 +345,7 @@ TEST_P(ControllerStorm, EveryCommandAnyTimeKeepsTheWindowAndPlayerInStep) {
     // Leave nothing running that could report into the controller's end.
     if (controller->player()->isLooped())
         controller->loopToggle(nullptr);
-    controller->stopSpeedTrainer();
+    controller->practice()->stopSpeedTrainer();
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, ControllerStorm, ::testing::ValuesIn(stormSeeds({1, 2})),

@@ -36,7 +36,7 @@ TEST_F(ControllerTest, LaunchLeavesTheControlsOffUntilAFileIsLoaded) {
     EXPECT_FALSE(ui().playPauseAction->isEnabled());
     EXPECT_EQ(controller->volume(), 1.0);
     key(Qt::Key_Equal); // nothing to act on yet
-    EXPECT_EQ(controller->speedValue(), 1.0);
+    EXPECT_EQ(controller->session().rate(), 1.0);
 
     load(toneFile("launch"));
     for (QWidget* control :
@@ -69,7 +69,7 @@ TEST_F(ControllerTest, ASecondFileWhilePlayingResetsSpeedAndPitchAndKeepsLoopAnd
     EXPECT_EQ(ui().playPauseButton->mode(), 0);
     EXPECT_EQ(ui().playPauseAction->text(), "Play");
     EXPECT_FALSE(controller->player()->isPlaying());
-    EXPECT_EQ(controller->speedValue(), 1.0);
+    EXPECT_EQ(controller->session().rate(), 1.0);
     EXPECT_EQ(ui().pitchSlider->value(), 0);
     EXPECT_EQ(controller->audioFile()->totalFrames(), 2 * kRate);
     EXPECT_TRUE(controller->player()->isLooped());
@@ -141,12 +141,12 @@ TEST_F(ControllerTest, KeysStepSpeedPitchAndVolumeWithinTheirLimitsAndFlashTheVa
     KTTimerView* lcd = ui().timerView;
     for (int i = 0; i < 4; ++i)
         key(Qt::Key_Minus);
-    EXPECT_NEAR(controller->speedValue(), 0.80, 1e-9);
+    EXPECT_NEAR(controller->session().rate(), 0.80, 1e-9);
     EXPECT_TRUE(lcd->isShowingFlash());
     EXPECT_EQ(lcd->flashType(), KTTimerView::kFlashPercentage);
     EXPECT_FLOAT_EQ(lcd->flashValue(), 80.0f);
     key(Qt::Key_0);
-    EXPECT_EQ(controller->speedValue(), 1.0);
+    EXPECT_EQ(controller->session().rate(), 1.0);
     EXPECT_FLOAT_EQ(lcd->flashValue(), 100.0f);
 
     key(Qt::Key_BracketRight);
@@ -168,7 +168,7 @@ TEST_F(ControllerTest, KeysStepSpeedPitchAndVolumeWithinTheirLimitsAndFlashTheVa
 
     for (int i = 0; i < 100; ++i)
         key(Qt::Key_Equal);
-    EXPECT_EQ(controller->speedValue(), 4.0);
+    EXPECT_EQ(controller->session().rate(), 4.0);
 
     // The knobs themselves, turned by the wheel or a click on the groove, are heard and
     // flashed like the keys.
@@ -177,10 +177,10 @@ TEST_F(ControllerTest, KeysStepSpeedPitchAndVolumeWithinTheirLimitsAndFlashTheVa
     QWheelEvent wheel(middle, ui().speedSlider->mapToGlobal(middle), {}, {0, -120}, Qt::NoButton,
                       Qt::NoModifier, Qt::NoScrollPhase, false);
     QApplication::sendEvent(ui().speedSlider, &wheel);
-    EXPECT_LT(controller->speedValue(), 1.0);
+    EXPECT_LT(controller->session().rate(), 1.0);
     EXPECT_FLOAT_EQ(queueParameter(platform::kAudioQueueParam_PlayRate),
-                    float(controller->speedValue()));
-    EXPECT_FLOAT_EQ(lcd->flashValue(), float(controller->speedValue() * 100));
+                    float(controller->session().rate()));
+    EXPECT_FLOAT_EQ(lcd->flashValue(), float(controller->session().rate() * 100));
     QTest::mouseClick(ui().pitchSlider, Qt::LeftButton, {},
                       QPoint(4, ui().pitchSlider->height() / 2));
     EXPECT_LT(ui().pitchSlider->value(), 2400);

@@ -37,10 +37,8 @@ protected:
         view->setRangeStartFrame(start);
         view->setRangeEndFrame(end);
         controller->waveformViewDidChangeRangeStartFrameEndFrame(view, start, end);
-        controller->setSpeedValue(float(rate));
-        controller->setPlaybackRate(nullptr);
-        ui().pitchSlider->setValue(cents);
-        controller->setPitchShift(nullptr);
+        controller->changeRate(rate);
+        controller->changePitch(cents);
     }
     // Exports to `name` in the test's folder; which of the three signals came.
     std::string exportTo(const std::string& name, bool wav16 = false,

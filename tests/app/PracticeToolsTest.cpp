@@ -3,12 +3,12 @@
 // schedule over passes, the pause settings reaching the player, tap tempo; and the small
 // pieces of arithmetic behind them.
 
-#include "app/LoopEditing.h"
 #include "app/PracticeDialogs.h"
-#include "app/TapTempo.h"
 #include "controls/KTCustomSliderCell.h"
 #include "controls/KTDualModeButton.h"
 #include "controls/KTTimerView.h"
+#include "session/LoopRange.h"
+#include "session/TapTempo.h"
 #include "tests/app/ControllerFixture.h"
 #include "waveform_view/KTFixedWaveformView.h"
 
@@ -120,10 +120,10 @@ TEST_F(PracticeToolsTest, TheEditKeysDoNothingBeforeAFileIsLoaded) {
 
 TEST_F(PracticeToolsTest, TheTrainerStepsTheSpeedOnScheduleAndStopsAtTheTarget) {
     load(toneFile("trainer"));
-    controller->startSpeedTrainer({0.6, 0.1, 2, 0.85});
+    controller->practice()->startSpeedTrainer({0.6, 0.1, 2, 0.85});
     EXPECT_TRUE(controller->player()->isLooped()) << "the trainer needs passes";
     EXPECT_TRUE(ui().loopAction->isChecked());
-    EXPECT_DOUBLE_EQ(controller->speedValue(), 0.6);
+    EXPECT_DOUBLE_EQ(controller->session().rate(), 0.6);
     EXPECT_TRUE(ui().speedTrainerAction->isChecked());
 
     std::vector<double> speeds;
@@ -131,46 +131,46 @@ TEST_F(PracticeToolsTest, TheTrainerStepsTheSpeedOnScheduleAndStopsAtTheTarget) 
     for (int pass = 1; pass <= 8; ++pass) {
         controller->playerDidCompleteLoopPass(controller->player());
         QCoreApplication::processEvents();
-        speeds.push_back(controller->speedValue());
+        speeds.push_back(controller->session().rate());
         flashes.push_back(ui().timerView->flashValue());
     }
     EXPECT_EQ(speeds, (std::vector<double>{0.6, 0.7, 0.7, 0.8, 0.8, 0.85, 0.85, 0.85}));
     EXPECT_FLOAT_EQ(flashes[5], 85.0f) << "the LCD flashes each new speed";
-    EXPECT_FALSE(controller->speedTrainer().isOn());
+    EXPECT_FALSE(controller->practice()->speedTrainer().isOn());
     EXPECT_FALSE(ui().speedTrainerAction->isChecked());
 }
 
 TEST_F(PracticeToolsTest, TurningTheTrainerOffOrOpeningAFileLeavesTheSpeedAlone) {
     load(toneFile("trainer-off"));
-    controller->startSpeedTrainer({0.5, 0.05, 1, 1.0});
+    controller->practice()->startSpeedTrainer({0.5, 0.05, 1, 1.0});
     controller->playerDidCompleteLoopPass(controller->player());
     QCoreApplication::processEvents();
-    EXPECT_DOUBLE_EQ(controller->speedValue(), 0.55);
+    EXPECT_DOUBLE_EQ(controller->session().rate(), 0.55);
 
     // Through the dialog, as the musician turns it off.
-    controller->showSpeedTrainer(nullptr);
+    controller->practice()->showSpeedTrainer();
     auto* dialog = window->findChild<SpeedTrainerDialog*>();
     ASSERT_NE(dialog, nullptr);
     auto* off = dialog->findChild<QPushButton*>(QStringLiteral("turnOffButton"));
     ASSERT_NE(off, nullptr);
     off->click();
-    EXPECT_FALSE(controller->speedTrainer().isOn());
+    EXPECT_FALSE(controller->practice()->speedTrainer().isOn());
     controller->playerDidCompleteLoopPass(controller->player());
     QCoreApplication::processEvents();
-    EXPECT_DOUBLE_EQ(controller->speedValue(), 0.55);
+    EXPECT_DOUBLE_EQ(controller->session().rate(), 0.55);
 
-    controller->startSpeedTrainer({0.5, 0.05, 1, 1.0});
+    controller->practice()->startSpeedTrainer({0.5, 0.05, 1, 1.0});
     load(toneFile("trainer-next", 3 * kRate, 660)); // another recording, never played
-    EXPECT_FALSE(controller->speedTrainer().isOn());
+    EXPECT_FALSE(controller->practice()->speedTrainer().isOn());
     controller->playerDidCompleteLoopPass(controller->player());
     QCoreApplication::processEvents();
-    EXPECT_DOUBLE_EQ(controller->speedValue(), 1.0);
+    EXPECT_DOUBLE_EQ(controller->session().rate(), 1.0);
 }
 
 TEST_F(PracticeToolsTest, ThePauseDialogSetsThePlayersPauseAndCountIn) {
     load(toneFile("pause"));
     EXPECT_EQ(controller->player()->passPauseSeconds(), 0.0) << "off until asked for";
-    controller->showPassPause(nullptr);
+    controller->practice()->showPassPause();
     auto* dialog = window->findChild<PassPauseDialog*>();
     ASSERT_NE(dialog, nullptr);
     dialog->pauseField->setValue(2.5);
@@ -185,7 +185,7 @@ TEST_F(PracticeToolsTest, ThePauseDialogSetsThePlayersPauseAndCountIn) {
     EXPECT_EQ(controller->player()->countInBeatsPerMinute(), 120.0);
 
     // Without the count-in the pause stays and the clicks go; a new file keeps both.
-    controller->setPassPause(1.0, false, 120);
+    controller->practice()->setPassPause(1.0, false, 120);
     load(toneFile("pause-next"));
     EXPECT_EQ(controller->player()->passPauseSeconds(), 1.0);
     EXPECT_EQ(controller->player()->countInBeatsPerMinute(), 0.0);
@@ -196,9 +196,10 @@ TEST_F(PracticeToolsTest, FourTapsOfTSetTheCountInTempoAndTheLcdShowsIt) {
     for (int i = 0; i < 4; ++i)
         press(Qt::Key_T);
     EXPECT_EQ(ui().timerView->flashType(), KTTimerView::kFlashNumber);
-    EXPECT_GE(controller->countInBeatsPerMinute(), 30.0);
-    EXPECT_LE(controller->countInBeatsPerMinute(), 300.0);
-    EXPECT_EQ(double(ui().timerView->flashValue()), controller->countInBeatsPerMinute());
+    EXPECT_GE(controller->session().passPause().beatsPerMinute, 30.0);
+    EXPECT_LE(controller->session().passPause().beatsPerMinute, 300.0);
+    EXPECT_EQ(double(ui().timerView->flashValue()),
+              controller->session().passPause().beatsPerMinute);
 }
 
 TEST(TapTempo, AveragesTheLastFourTapsAndStartsAgainAfterALongGap) {

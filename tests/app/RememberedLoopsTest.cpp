@@ -99,17 +99,15 @@ TEST_F(RememberedLoopsTest, LoopsSpeedAndPitchComeBackAfterARestartAndAMove) {
     load(song);
     markLoop(kRate, 3 * kRate);
     controller->loopsMenu()->saveLoop(QStringLiteral("chorus"));
-    controller->setSpeedValue(0.7f);
-    controller->setPlaybackRate(nullptr);
-    ui().pitchSlider->setValue(-300);
-    controller->setPitchShift(nullptr);
+    controller->changeRate(0.7);
+    controller->changePitch(-300);
 
     restart();
     const std::string moved = (folder / "moved song.wav").string();
     fs::rename(song, moved);
     load(moved);
-    EXPECT_EQ(controller->loopsMenu()->loops().size(), 1);
-    EXPECT_DOUBLE_EQ(controller->speedValue(), 0.7);
+    EXPECT_EQ(controller->session().savedLoops().size(), 1);
+    EXPECT_DOUBLE_EQ(controller->session().rate(), 0.7);
     EXPECT_EQ(ui().pitchSlider->value(), -300);
     press(Qt::Key_1, Qt::AltModifier);
     EXPECT_EQ(viewLoop(), std::make_pair(kRate, 3 * kRate));
@@ -119,13 +117,13 @@ TEST_F(RememberedLoopsTest, LoopsSpeedAndPitchComeBackAfterARestartAndAMove) {
     restart();
     load(moved);
     EXPECT_FALSE(controller->loopsMenu()->restoreAction->isChecked()) << "remembered as a setting";
-    EXPECT_DOUBLE_EQ(controller->speedValue(), 1.0);
+    EXPECT_DOUBLE_EQ(controller->session().rate(), 1.0);
     EXPECT_EQ(ui().pitchSlider->value(), 0);
-    EXPECT_EQ(controller->loopsMenu()->loops().size(), 1) << "the loops stay";
+    EXPECT_EQ(controller->session().savedLoops().size(), 1) << "the loops stay";
 
     // Another recording remembers nothing of this one.
     load(toneFile("another", 2 * kRate, 660));
-    EXPECT_TRUE(controller->loopsMenu()->loops().isEmpty());
+    EXPECT_TRUE(controller->session().savedLoops().isEmpty());
 }
 
 } // namespace

@@ -1,4 +1,4 @@
-#include "app/SpeedTrainer.h"
+#include "session/SpeedTrainer.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,4 +1,4 @@
-#include "app/TapTempo.h"
+#include "session/TapTempo.h"
 
 std::optional<double> TapTempo::tap(Clock::time_point when) {
     if (!taps_.empty() && (when - taps_.back() > kLongestGap || when < taps_.back()))

@@ -1,4 +1,4 @@
-#include "app/LoopEditing.h"
+#include "session/LoopRange.h"
 
 #include <algorithm>
 #include <cmath>

@@ -6,7 +6,7 @@
 // the step that reaches the target turns the trainer off. Turning it off leaves the speed
 // where it is.
 //
-// Thread contract: main thread (it is the controller's).
+// Thread contract: one thread (the main thread, in the window).
 
 #include <optional>
 

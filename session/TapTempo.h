@@ -4,7 +4,7 @@
 // average spacing (of the last four, as the taps go on). A pause of more than two seconds
 // starts a new row.
 //
-// Thread contract: main thread (it is the controller's).
+// Thread contract: one thread (the main thread, in the window).
 
 #include <chrono>
 #include <deque>
