@@ -116,17 +116,22 @@ OSStatus AudioDecoder::openStream(const std::string& filePath) {
     const bool containerKnowsLength = stream->duration > 0 && stream->duration != AV_NOPTS_VALUE &&
                                       !estimatesTimestampsAfterSeek(format->iformat);
     const bool oggVorbis = id == AV_CODEC_ID_VORBIS && !std::strcmp(format->iformat->name, "ogg");
+    // Its own pass over Ogg Vorbis packets gives the length and, for each packet, where the
+    // sound its decoding yields starts: its frames are labelled true. Measuring the label
+    // offset there would misread a stream whose first packets the demuxer gives only before
+    // a seek (packets on a header page).
+    bool labelsTrue = false;
     if (isPcm(id))
         measurePcm();
     else if (oggVorbis && measureVorbis())
-        ; // its own pass over the packets gave the length and every position
+        labelsTrue = true;
     else if (containerKnowsLength)
         measureFromContainer();
     else
         measureByScanning();
     if (length < 0)
         length = 0;
-    if (!isPcm(id) && !measureLabelOffset())
+    if (!isPcm(id) && !labelsTrue && !measureLabelOffset())
         return kAudioFileInvalidFileError;
     return seek(0) == noErr ? noErr : kAudioFileInvalidFileError;
 }

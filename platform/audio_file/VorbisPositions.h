@@ -12,8 +12,10 @@
 //
 // Positions are "raw": the count of samples the decoder has produced before the packet's
 // output, from the first audio packet (which only primes the decoder and yields nothing).
-// `firstSample` is the raw position of the recording's first sample, which differs from 0
-// where the first page's granule position says that the start was trimmed; `endSample` is
+// `firstSample` is the raw position of the recording's first sample, the first one the
+// reference decoder (libvorbisfile) gives. It differs from 0 where the first page's granule
+// position says that the start was trimmed, and where the last header page also carries
+// audio packets, which that decoder leaves out; `endSample` is
 // the raw position just past its last sample; `granuleOfRawZero` is the granule position
 // (the demuxer's time) of raw position 0.
 //
