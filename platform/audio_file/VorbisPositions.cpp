@@ -124,8 +124,7 @@ bool indexVorbisPackets(AVFormatContext* format, AVStream* stream, AVPacket* pac
             const int duration =
                 av_vorbis_parse_frame_flags(parser.get(), packet->data, packet->size, &flags);
             if (!(flags & VORBIS_FLAG_HEADER)) {
-                index.add(
-                    {packet->pos, av_rescale_q(raw, samples, stream->time_base), packet->size});
+                index.add({packet->pos, raw, packet->size});
                 // The first audio packet only primes the decoder.
                 if (!first && duration > 0)
                     raw += duration;
@@ -145,8 +144,7 @@ bool indexVorbisPackets(AVFormatContext* format, AVStream* stream, AVPacket* pac
     const auto& entries = index.all();
     const auto rawStartOf = [&](std::int64_t packetIndex) {
         return packetIndex < std::int64_t(entries.size())
-                   ? av_rescale_q(entries[std::size_t(packetIndex)].timestamp, stream->time_base,
-                                  samples)
+                   ? entries[std::size_t(packetIndex)].timestamp
                    : raw;
     };
     OggPageStart firstAudioPage;

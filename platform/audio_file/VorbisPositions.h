@@ -38,7 +38,7 @@ struct VorbisExtent {
 };
 
 // Reads every packet of `stream` from where the demuxer stands (the start of the file)
-// and fills `index` with their raw positions, in `stream`'s time base. False when the
+// and fills `index` with their raw positions, in samples. False when the
 // stream's headers cannot be parsed or it has no audio packet; the demuxer is left at an
 // arbitrary position either way.
 bool indexVorbisPackets(AVFormatContext* format, AVStream* stream, AVPacket* packet,

@@ -107,6 +107,9 @@ const std::vector<Encoding>& allEncodings() {
         {"aac", ".m4a", {"-c:a", "aac", "-b:a", "192k"}, false, 0},
         {"vorbis", ".ogg", {"-c:a", "libvorbis", "-q:a", "6"}, false, 0},
         {"opus", ".opus", {"-c:a", "libopus", "-b:a", "192k"}, false, 48000},
+        {"webmopus", ".webm", {"-c:a", "libopus", "-b:a", "192k"}, false, 48000},
+        {"mkvflac", ".mka", {"-c:a", "flac"}, true, 0},
+        {"mkvpcm", ".mka", {"-c:a", "pcm_s24le"}, true, 0},
     };
     return encodings;
 }
@@ -158,6 +161,7 @@ fs::path makeFixture(const Signal& signal, const Encoding& format, std::string_v
         arguments + " -f " +
         (format.extension == ".m4a"    ? std::string("mp4")
          : format.extension == ".opus" ? std::string("ogg")
+         : format.extension == ".mka"  ? std::string("matroska")
                                        : format.extension.substr(1)) +
         " " + shellQuote(partial.string());
     const int status = run(command);

@@ -26,7 +26,8 @@ struct Encoding {
 // For test names and failure messages: the encoding's name.
 void PrintTo(const Encoding& format, std::ostream* out);
 
-// wav16 wav24 wavf32 wavs32 wavf64 aiff flac alac mp3cbr mp3vbr aac vorbis opus
+// wav16 wav24 wavf32 wavs32 wavf64 aiff flac alac mp3cbr mp3vbr aac vorbis opus webmopus
+// mkvflac mkvpcm
 const std::vector<Encoding>& allEncodings();
 const Encoding& encoding(std::string_view name);
 
