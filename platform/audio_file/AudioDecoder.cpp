@@ -48,6 +48,15 @@ bool estimatesTimestampsAfterSeek(const AVInputFormat* input) {
     return name == "mp3" || name == "aac" || name == "ac3" || name == "eac3" || name == "mp2";
 }
 
+struct ParserClose {
+    void operator()(AVCodecParserContext* parser) const { av_parser_close(parser); }
+};
+
+// Demuxers whose timestamps count milliseconds, which cannot name every sample.
+bool countsMilliseconds(const AVInputFormat* input) {
+    return !std::strcmp(input->name, "matroska,webm");
+}
+
 constexpr std::int64_t kMaxConsecutiveReadErrors = 64;
 constexpr int kMaxCorruptPacketLines = 10;
 // Enough for the longest overlap or bit reservoir of the lossy codecs we meet (MP3 can
@@ -116,17 +125,22 @@ OSStatus AudioDecoder::openStream(const std::string& filePath) {
     const bool containerKnowsLength = stream->duration > 0 && stream->duration != AV_NOPTS_VALUE &&
                                       !estimatesTimestampsAfterSeek(format->iformat);
     const bool oggVorbis = id == AV_CODEC_ID_VORBIS && !std::strcmp(format->iformat->name, "ogg");
-    if (isPcm(id))
+    // Its own pass over Ogg Vorbis packets gives the length and, for each packet, where the
+    // sound its decoding yields starts: its frames are labelled true. Measuring the label
+    // offset there would misread a stream whose first packets the demuxer gives only before
+    // a seek (packets on a header page).
+    bool labelsTrue = false;
+    if (isPcm(id) && !countsMilliseconds(format->iformat))
         measurePcm();
     else if (oggVorbis && measureVorbis())
-        ; // its own pass over the packets gave the length and every position
+        labelsTrue = true;
     else if (containerKnowsLength)
         measureFromContainer();
     else
         measureByScanning();
     if (length < 0)
         length = 0;
-    if (!isPcm(id) && !measureLabelOffset())
+    if (!isPcm(id) && !labelsTrue && !measureLabelOffset())
         return kAudioFileInvalidFileError;
     return seek(0) == noErr ? noErr : kAudioFileInvalidFileError;
 }
@@ -154,7 +168,7 @@ bool AudioDecoder::startDecoder() {
     codec = avcodec_alloc_context3(decoderCodec);
     if (!decoderCodec || !codec || avcodec_parameters_to_context(codec, stream->codecpar) < 0)
         return false;
-    codec->pkt_timebase = stream->time_base;
+    codec->pkt_timebase = restamp ? AVRational{1, rate} : stream->time_base;
     // Delay and padding are cut here, by position, the same way after every seek.
     codec->flags2 |= AV_CODEC_FLAG2_SKIP_MANUAL;
     return avcodec_open2(codec, decoderCodec, nullptr) >= 0;
@@ -183,7 +197,7 @@ bool AudioDecoder::measureLabelOffset() {
             const std::int64_t label = frame->pts;
             av_frame_unref(frame);
             if (label != AV_NOPTS_VALUE && firstPacket != AV_NOPTS_VALUE)
-                labelOffset = toSamples(label) - toSamples(firstPacket);
+                labelOffset = labelToSamples(label) - labelToSamples(firstPacket);
             break;
         }
     }
@@ -192,6 +206,11 @@ bool AudioDecoder::measureLabelOffset() {
 
 std::int64_t AudioDecoder::toSamples(std::int64_t timestamp) const {
     return av_rescale_q(timestamp, stream->time_base, AVRational{1, rate});
+}
+
+// Restamped packets, and the frames decoded from them, carry sample positions.
+std::int64_t AudioDecoder::labelToSamples(std::int64_t timestamp) const {
+    return restamp ? timestamp : toSamples(timestamp);
 }
 
 std::int64_t AudioDecoder::toTimestamp(std::int64_t samples) const {
@@ -268,9 +287,23 @@ bool AudioDecoder::measureVorbis() {
 // Everything else: one pass over the packets (no decoding) adds up their durations and
 // takes the skip information the demuxer attaches: delay on the first packet, padding
 // on the last ones.
+//
+// Matroska counts time in milliseconds, which cannot name every sample (and keeps even PCM
+// in blocks). There each packet lasts what the codec's own framing says (a parser, or the
+// fixed frame size), the packets follow one another from the first, and the index gives
+// them those places after a seek; a timestamp moves a packet only where it shows a gap in
+// the file.
 void AudioDecoder::measureByScanning() {
     byteSeeks = estimatesTimestampsAfterSeek(format->iformat) &&
                 !(format->iformat->flags & AVFMT_NO_BYTE_SEEK);
+    const bool counted = countsMilliseconds(format->iformat);
+    const AVCodecID id = stream->codecpar->codec_id;
+    // The decoder's context only lends the parser the stream's parameters: every decode
+    // starts with a new decoder.
+    std::unique_ptr<AVCodecParserContext, ParserClose> parser(counted ? av_parser_init(id)
+                                                                      : nullptr);
+    if (parser)
+        parser->flags |= PARSER_FLAG_COMPLETE_FRAMES;
     bool first = true;
     std::int64_t startSkip = 0;
     std::int64_t endDiscard = 0;
@@ -288,14 +321,37 @@ void AudioDecoder::measureByScanning() {
             av_packet_unref(packet);
             continue;
         }
-        const std::int64_t timestamp = packet->pts != AV_NOPTS_VALUE ? packet->pts : nextTimestamp;
+        std::int64_t timestamp =
+            packet->pts != AV_NOPTS_VALUE ? toSamples(packet->pts) : nextTimestamp;
         // Some demuxers trim the last packet with a negative duration stored in 32 bits.
-        const std::int64_t duration = std::max<std::int64_t>(0, std::int32_t(packet->duration));
+        std::int64_t duration =
+            toSamples(std::max<std::int64_t>(0, std::int32_t(packet->duration)));
+        if (counted) {
+            std::int64_t frames = 0;
+            if (parser) {
+                std::uint8_t* parsed = nullptr;
+                int parsedSize = 0;
+                parser->duration = 0;
+                av_parser_parse2(parser.get(), codec, &parsed, &parsedSize, packet->data,
+                                 packet->size, AV_NOPTS_VALUE, AV_NOPTS_VALUE, 0);
+                frames = parser->duration;
+            }
+            if (frames <= 0)
+                frames = av_get_audio_frame_duration2(stream->codecpar, packet->size);
+            const bool priming = first && id == AV_CODEC_ID_VORBIS; // it yields nothing
+            if (priming)
+                frames = 0;
+            if (frames > 0 || priming) {
+                if (!first && std::abs(timestamp - nextTimestamp) < frames)
+                    timestamp = nextTimestamp;
+                duration = frames;
+            }
+        }
         std::size_t sideSize = 0;
         const std::uint8_t* skip =
             av_packet_get_side_data(packet, AV_PKT_DATA_SKIP_SAMPLES, &sideSize);
         if (first) {
-            firstSample = toSamples(timestamp);
+            firstSample = timestamp;
             if (skip && sideSize >= 8)
                 startSkip = AV_RL32(skip);
             else if (stream->codecpar->initial_padding > 0)
@@ -304,21 +360,20 @@ void AudioDecoder::measureByScanning() {
         }
         if (skip && sideSize >= 8 && AV_RL32(skip + 4) > 0)
             endDiscard += AV_RL32(skip + 4);
-        if (byteSeeks)
+        if (byteSeeks || counted)
             index.add({packet->pos, timestamp, packet->size});
         nextTimestamp = timestamp + duration;
-        end = std::max(end, toSamples(timestamp + duration));
+        end = std::max(end, timestamp + duration);
         av_packet_unref(packet);
     }
     firstSample += startSkip;
     length = end - endDiscard - firstSample;
     // Byte positions must rise for the index to be searched; a demuxer that does not
     // report them cannot be restamped, and falls back to its own timestamps.
-    if (byteSeeks && !index.isSearchable()) {
-        byteSeeks = false;
+    restamp = (byteSeeks || counted) && index.isSearchable();
+    byteSeeks = byteSeeks && restamp;
+    if (!restamp)
         index.clear();
-    }
-    restamp = byteSeeks;
 }
 
 OSStatus AudioDecoder::seek(std::int64_t target) {
@@ -357,11 +412,14 @@ bool AudioDecoder::repositionDemuxer(std::int64_t rawTarget) {
     consecutiveReadErrors = 0;
     int status;
     if (byteSeeks) {
-        const PacketIndex::Entry& entry = index.entryAtOrBefore(toTimestamp(rawTarget));
+        const PacketIndex::Entry& entry = index.entryAtOrBefore(rawTarget);
         status = av_seek_frame(format, -1, entry.bytePosition, AVSEEK_FLAG_BYTE);
     } else {
         index.lose();
-        const std::int64_t from = std::max(rawTarget, firstSample - prerollSamples);
+        // Restamped positions and the demuxer's coarser time can differ by a rounding: a
+        // little earlier, the packet that holds the target is never passed over.
+        const std::int64_t margin = restamp ? rate / 100 : 0;
+        const std::int64_t from = std::max(rawTarget, firstSample - prerollSamples) - margin;
         status = av_seek_frame(format, stream->index, toTimestamp(from + demuxerTimeOffset),
                                AVSEEK_FLAG_BACKWARD);
     }
@@ -479,7 +537,7 @@ void AudioDecoder::takeFrame(const AVFrame* decoded) {
             return; // no way to tell where this frame belongs; a later one will say
         start = nextRawSample;
     } else {
-        start = toSamples(timestamp) - labelOffset;
+        start = labelToSamples(timestamp) - labelOffset;
         if (positionKnown && !packetLost && std::abs(start - nextRawSample) < frames)
             start = nextRawSample;
     }

@@ -9,9 +9,10 @@
 // rather than left to the decoder, so that the same rule applies after a seek.
 //
 // Positions come from packet timestamps. Where a demuxer only estimates timestamps after
-// a seek (MP3, ADTS AAC) or gets them wrong at block-size changes (Ogg Vorbis), the
-// timestamps of a first pass over the packets are kept in an index and given back to the
-// packets after a seek, matched by byte position. Every seek starts decoding some way
+// a seek (MP3, ADTS AAC), gets them wrong at block-size changes (Ogg Vorbis) or counts
+// only milliseconds (Matroska), the sample-exact timestamps of a first pass over the
+// packets are kept in an index and given back to the packets after a seek, matched by
+// byte position. Every seek starts decoding some way
 // before the target (the codec's pre-roll), so the decoder's overlap and bit reservoir are
 // in the state a decode from the start would have. Decoded frames follow one another
 // without gaps; a timestamp moves a frame only where it shows a lost packet.
@@ -77,6 +78,7 @@ private:
 
     std::int64_t toSamples(std::int64_t timestamp) const;
     std::int64_t toTimestamp(std::int64_t samples) const;
+    std::int64_t labelToSamples(std::int64_t timestamp) const;
 
     std::string path;
     // The file as it was opened, kept open: a reopen reads the same file even when its path

@@ -3,12 +3,13 @@
 // Every packet of one stream as a first pass over the file found it: where it lies in the
 // file, its size and the timestamp it should carry. After a seek, a demuxer may only
 // estimate timestamps (MP3 reads raw frames and guesses from the byte offset; Ogg Vorbis
-// derives them from block sizes it cannot know across a page boundary); the index gives
-// each packet read after the seek the timestamp it had in the first pass instead.
+// derives them from block sizes it cannot know across a page boundary), or give them only
+// to the millisecond (Matroska); the index gives each packet read after the seek the
+// timestamp it had in the first pass instead.
 //
 // Packets are recognised by byte position and size. Several packets may share a position
-// (Ogg reports the page a packet started on), so the index follows the file from packet
-// to packet once it has found its place.
+// (Ogg reports the page a packet started on, Matroska the block that laces several), so
+// the index follows the file from packet to packet once it has found its place.
 //
 // Thread contract: none; owned and used by one decoder.
 
@@ -23,7 +24,7 @@ class PacketIndex {
 public:
     struct Entry {
         std::int64_t bytePosition;
-        std::int64_t timestamp; // in the stream's time base
+        std::int64_t timestamp; // in samples at the stream's rate
         std::int32_t size;
     };
 

@@ -12,8 +12,10 @@
 //
 // Positions are "raw": the count of samples the decoder has produced before the packet's
 // output, from the first audio packet (which only primes the decoder and yields nothing).
-// `firstSample` is the raw position of the recording's first sample, which differs from 0
-// where the first page's granule position says that the start was trimmed; `endSample` is
+// `firstSample` is the raw position of the recording's first sample, the first one the
+// reference decoder (libvorbisfile) gives. It differs from 0 where the first page's granule
+// position says that the start was trimmed, and where the last header page also carries
+// audio packets, which that decoder leaves out; `endSample` is
 // the raw position just past its last sample; `granuleOfRawZero` is the granule position
 // (the demuxer's time) of raw position 0.
 //
@@ -36,7 +38,7 @@ struct VorbisExtent {
 };
 
 // Reads every packet of `stream` from where the demuxer stands (the start of the file)
-// and fills `index` with their raw positions, in `stream`'s time base. False when the
+// and fills `index` with their raw positions, in samples. False when the
 // stream's headers cannot be parsed or it has no audio packet; the demuxer is left at an
 // arbitrary position either way.
 bool indexVorbisPackets(AVFormatContext* format, AVStream* stream, AVPacket* packet,

@@ -1,5 +1,6 @@
 #include "tests/support/Fixtures.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
@@ -106,6 +107,9 @@ const std::vector<Encoding>& allEncodings() {
         {"aac", ".m4a", {"-c:a", "aac", "-b:a", "192k"}, false, 0},
         {"vorbis", ".ogg", {"-c:a", "libvorbis", "-q:a", "6"}, false, 0},
         {"opus", ".opus", {"-c:a", "libopus", "-b:a", "192k"}, false, 48000},
+        {"webmopus", ".webm", {"-c:a", "libopus", "-b:a", "192k"}, false, 48000},
+        {"mkvflac", ".mka", {"-c:a", "flac"}, true, 0},
+        {"mkvpcm", ".mka", {"-c:a", "pcm_s24le"}, true, 0},
     };
     return encodings;
 }
@@ -157,6 +161,7 @@ fs::path makeFixture(const Signal& signal, const Encoding& format, std::string_v
         arguments + " -f " +
         (format.extension == ".m4a"    ? std::string("mp4")
          : format.extension == ".opus" ? std::string("ogg")
+         : format.extension == ".mka"  ? std::string("matroska")
                                        : format.extension.substr(1)) +
         " " + shellQuote(partial.string());
     const int status = run(command);
@@ -197,38 +202,68 @@ std::vector<float> decodeWithOggdec(const fs::path& file) {
     return samples;
 }
 
-fs::path withTrimmedOggStart(const fs::path& file, int frames) {
-    std::string bytes = readFile(file);
-    // Pages: "OggS", version, flags, granule position (8 bytes at 6), serial, sequence,
-    // checksum (4 bytes at 22), segment count (at 26), the segment sizes, the data. Every
-    // audio page's granule position moves back by `frames`, as in a file cut to the sample;
-    // the header pages (granule position 0) and pages that complete no packet (-1) stay.
-    bool shifted = false;
-    for (std::size_t page = 0; page + 27 <= bytes.size();) {
-        if (bytes.compare(page, 4, "OggS") != 0)
-            throw std::runtime_error("not an Ogg page in " + file.string());
-        const auto segments = std::size_t(static_cast<unsigned char>(bytes[page + 26]));
-        std::size_t size = 27 + segments;
-        for (std::size_t i = 0; i < segments; ++i)
-            size += static_cast<unsigned char>(bytes[page + 27 + i]);
-        std::int64_t granule = 0;
-        std::memcpy(&granule, bytes.data() + page + 6, 8);
-        if (granule > 0) {
-            granule -= frames;
-            std::memcpy(bytes.data() + page + 6, &granule, 8);
-            std::memset(bytes.data() + page + 22, 0, 4);
-            const std::uint32_t crc = oggChecksum(std::string_view(bytes).substr(page, size));
-            std::memcpy(bytes.data() + page + 22, &crc, 4);
-            shifted = true;
+fs::path withRepaginatedOggStart(const fs::path& file, int trimmedFrames, int packetsOnHeaderPage) {
+    const std::string bytes = readFile(file);
+    // Pages: "OggS", version, flags, granule position (8 bytes at 6), serial, sequence (at
+    // 18), checksum (4 bytes at 22), segment count (at 26), the segment sizes, the data.
+    struct Page {
+        std::string header, lacing, body;
+        std::int64_t granule() const {
+            std::int64_t value;
+            std::memcpy(&value, header.data() + 6, 8);
+            return value;
         }
-        page += size;
+        void setGranule(std::int64_t value) { std::memcpy(header.data() + 6, &value, 8); }
+    };
+    std::vector<Page> pages;
+    for (std::size_t at = 0; at + 27 <= bytes.size();) {
+        if (bytes.compare(at, 4, "OggS") != 0)
+            throw std::runtime_error("not an Ogg page in " + file.string());
+        Page page{bytes.substr(at, 27), bytes.substr(at + 27, std::uint8_t(bytes[at + 26])), {}};
+        std::size_t size = 0;
+        for (const char lacing : page.lacing)
+            size += std::uint8_t(lacing);
+        page.body = bytes.substr(at + 27 + page.lacing.size(), size);
+        at += 27 + page.lacing.size() + size;
+        pages.push_back(std::move(page));
     }
-    if (!shifted)
-        throw std::runtime_error("no audio page in " + file.string());
-    const fs::path trimmed =
-        fixtureDirectory() / ("trimmed-" + std::to_string(frames) + "-" + file.filename().string());
-    writeFile(trimmed, bytes);
-    return trimmed;
+    // The header pages have granule position 0; the first audio page follows them.
+    const auto audio = std::find_if(pages.begin(), pages.end(),
+                                    [](const Page& page) { return page.granule() > 0; });
+    if (audio == pages.begin() || audio == pages.end())
+        throw std::runtime_error("no audio page after the headers in " + file.string());
+    Page& headers = audio[-1];
+    std::size_t segments = 0, size = 0;
+    for (int packets = 0; packets < packetsOnHeaderPage && segments < audio->lacing.size();)
+        packets += std::uint8_t(audio->lacing[segments++]) < 255;
+    for (std::size_t i = 0; i < segments; ++i)
+        size += std::uint8_t(audio->lacing[i]);
+    headers.lacing += audio->lacing.substr(0, segments);
+    headers.body += audio->body.substr(0, size);
+    audio->lacing.erase(0, segments);
+    audio->body.erase(0, size);
+    if (audio->lacing.empty()) { // the whole page moved, and its granule position with it
+        headers.setGranule(audio->granule());
+        pages.erase(audio);
+    }
+    std::string out;
+    for (std::uint32_t sequence = 0; Page & page : pages) {
+        if (page.granule() > 0) // audio pages, as in a file cut to the sample
+            page.setGranule(page.granule() - trimmedFrames);
+        std::memcpy(page.header.data() + 18, &sequence, 4);
+        ++sequence;
+        page.header[26] = char(page.lacing.size());
+        std::memset(page.header.data() + 22, 0, 4);
+        const std::string whole = page.header + page.lacing + page.body;
+        const std::uint32_t crc = oggChecksum(whole);
+        out += whole.substr(0, 22) + std::string(reinterpret_cast<const char*>(&crc), 4) +
+               whole.substr(26);
+    }
+    const fs::path made =
+        fixtureDirectory() / ("start-" + std::to_string(trimmedFrames) + "-" +
+                              std::to_string(packetsOnHeaderPage) + "-" + file.filename().string());
+    writeFile(made, out);
+    return made;
 }
 
 std::vector<float> decodeWithFfmpeg(const fs::path& file) {

@@ -26,7 +26,8 @@ struct Encoding {
 // For test names and failure messages: the encoding's name.
 void PrintTo(const Encoding& format, std::ostream* out);
 
-// wav16 wav24 wavf32 wavs32 wavf64 aiff flac alac mp3cbr mp3vbr aac vorbis opus
+// wav16 wav24 wavf32 wavs32 wavf64 aiff flac alac mp3cbr mp3vbr aac vorbis opus webmopus
+// mkvflac mkvpcm
 const std::vector<Encoding>& allEncodings();
 const Encoding& encoding(std::string_view name);
 
@@ -45,10 +46,13 @@ std::vector<float> decodeWithFfmpeg(const std::filesystem::path& file);
 // interleaved float stereo: what the file holds, to 16 bits.
 std::vector<float> decodeWithOggdec(const std::filesystem::path& file);
 
-// A copy of an Ogg Vorbis file whose granule positions say that `frames` frames were
-// trimmed from the start (every one lowered by that much), as a cut made to the sample
-// leaves it. A decoder must drop those frames.
-std::filesystem::path withTrimmedOggStart(const std::filesystem::path& file, int frames);
+// A copy of an Ogg Vorbis file whose granule positions say that `trimmedFrames` frames
+// were trimmed from the start (every audio page's lowered by that much), as a cut made to
+// the sample leaves it, and whose last header page also carries the first
+// `packetsOnHeaderPage` audio packets (and, when they are the first audio page's all, its
+// granule position), as some encoders write it.
+std::filesystem::path withRepaginatedOggStart(const std::filesystem::path& file, int trimmedFrames,
+                                              int packetsOnHeaderPage = 0);
 
 // Bad input.
 std::filesystem::path missingFile();
