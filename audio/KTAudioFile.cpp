@@ -15,7 +15,8 @@ KTAudioFile::~KTAudioFile() {
 
 void KTAudioFile::openFile(const std::string& url) {
     const char* operation = nullptr;
-    CheckError(openFileReportingStatus(url, &operation), operation);
+    const OSStatus status = openFileReportingStatus(url, &operation);
+    CheckError(status, operation);
 }
 
 std::shared_ptr<KTAudioFile> KTAudioFile::open(const std::string& url, OSStatus& status) {

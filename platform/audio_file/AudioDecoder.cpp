@@ -122,8 +122,11 @@ OSStatus AudioDecoder::openStream(const std::string& filePath) {
 
     const AVCodecID id = parameters->codec_id;
     prerollSamples = isLossless(id) ? 0 : kLossyPrerollSeconds * rate;
+    // A duration in milliseconds cannot name the last sample, and a file cut short keeps
+    // the duration of the whole: Matroska's packets are counted instead.
     const bool containerKnowsLength = stream->duration > 0 && stream->duration != AV_NOPTS_VALUE &&
-                                      !estimatesTimestampsAfterSeek(format->iformat);
+                                      !estimatesTimestampsAfterSeek(format->iformat) &&
+                                      !countsMilliseconds(format->iformat);
     const bool oggVorbis = id == AV_CODEC_ID_VORBIS && !std::strcmp(format->iformat->name, "ogg");
     // Its own pass over Ogg Vorbis packets gives the length and, for each packet, where the
     // sound its decoding yields starts: its frames are labelled true. Measuring the label
