@@ -72,6 +72,7 @@ void KTAppController::applicationDidFinishLaunching() {
     loopButton->setSecondaryModeToolTip(QStringLiteral("Stop looping (L)"));
     makeParts();
     connectCommands();
+    connectWindowCommands();
     setControlsEnabled(false);
 
     auto* soundStatusTimer = new QTimer(this);
@@ -111,9 +112,6 @@ void KTAppController::connectCommands() {
         connect(button, &QAbstractButton::clicked, this,
                 [this, button, command] { (this->*command)(button); });
     };
-    const auto on = [this](QAction* action, auto command) {
-        connect(action, &QAction::triggered, this, command);
-    };
     onTriggered(ui.openAction, &KTAppController::openDocument);
     onTriggered(ui.showPlayerWindowAction, &KTAppController::showPlayerWindow);
     onTriggered(ui.exportLoopAction, &KTAppController::exportLoop);
@@ -125,6 +123,20 @@ void KTAppController::connectCommands() {
     onTriggered(ui.setRangeStartAction, &KTAppController::setRangeStart);
     onTriggered(ui.setRangeEndAction, &KTAppController::setRangeEnd);
     onTriggered(ui.resetRangeAction, &KTAppController::resetRange);
+    onClicked(ui.rewindButton, &KTAppController::rewind);
+    onClicked(ui.replayButton, &KTAppController::replay);
+    onClicked(ui.playPauseButton, &KTAppController::playToggle);
+    onClicked(ui.ffwdButton, &KTAppController::ffwd);
+    onClicked(ui.loopButton, &KTAppController::loopToggle);
+    connectSpeedPitchAndVolume();
+}
+
+// The steps of the speed, pitch and volume (menu items with keys), and the sliders.
+void KTAppController::connectSpeedPitchAndVolume() {
+    const Ui::PlayerWindow& ui = window_->ui;
+    const auto on = [this](QAction* action, auto command) {
+        connect(action, &QAction::triggered, this, command);
+    };
     on(ui.fasterAction, [this] { changeRate(session_.rate() + 0.05); });
     on(ui.slowerAction, [this] { changeRate(session_.rate() - 0.05); });
     on(ui.normalSpeedAction, [this] { changeRate(1.0); });
@@ -132,11 +144,17 @@ void KTAppController::connectCommands() {
     on(ui.pitchDownAction, [this] { changePitch(session_.pitchCents() - 100); });
     on(ui.louderAction, [this] { changeVolume(session_.volume() + 0.05); });
     on(ui.quieterAction, [this] { changeVolume(session_.volume() - 0.05); });
-    onClicked(ui.rewindButton, &KTAppController::rewind);
-    onClicked(ui.replayButton, &KTAppController::replay);
-    onClicked(ui.playPauseButton, &KTAppController::playToggle);
-    onClicked(ui.ffwdButton, &KTAppController::ffwd);
-    onClicked(ui.loopButton, &KTAppController::loopToggle);
+    // Every change the user makes to a knob (a drag, a click on the groove, the wheel) sends
+    // its command; the session sets the knobs quietly, so a change is sent once.
+    connect(speedSlider_, &QAbstractSlider::valueChanged, this,
+            [this] { setPlaybackRate(speedSlider_); });
+    connect(pitchSlider_, &QAbstractSlider::valueChanged, this,
+            [this] { setPitchShift(pitchSlider_); });
+}
+
+// The window's own commands: zoom, close and quit, help.
+void KTAppController::connectWindowCommands() {
+    const Ui::PlayerWindow& ui = window_->ui;
     connect(ui.zoomInAction, &QAction::triggered, waveformView_, &KTFixedWaveformView::zoomIn);
     connect(ui.zoomOutAction, &QAction::triggered, waveformView_, &KTFixedWaveformView::zoomOut);
     connect(ui.closeWindowAction, &QAction::triggered, window_, &QWidget::close);
@@ -145,12 +163,6 @@ void KTAppController::connectCommands() {
     connect(ui.keyboardShortcutsAction, &QAction::triggered, this,
             [this] { showKeyboardShortcutsDialog(window_); });
     connect(ui.aboutAction, &QAction::triggered, this, &KTAppController::showAbout);
-    // Every change the user makes to a knob (a drag, a click on the groove, the wheel) sends
-    // its command; the session sets the knobs quietly, so a change is sent once.
-    connect(speedSlider_, &QAbstractSlider::valueChanged, this,
-            [this] { setPlaybackRate(speedSlider_); });
-    connect(pitchSlider_, &QAbstractSlider::valueChanged, this,
-            [this] { setPitchShift(pitchSlider_); });
 }
 
 void KTAppController::setControlsEnabled(bool enabled) {

@@ -155,6 +155,8 @@ protected:
 private:
     void makeParts();
     void connectCommands();
+    void connectSpeedPitchAndVolume();
+    void connectWindowCommands();
     void setControlsEnabled(bool enabled);
     void showPlayingState(bool playing);
     void completePlayback();

@@ -87,7 +87,12 @@ void LoopExport::exportTo(std::shared_ptr<const PinnedRecording> recording, int 
         return;
     }
 
-    sheet = new QProgressDialog(QStringLiteral("Exporting “%1”...").arg(destination.fileName()),
+    showProgressSheet(destination.fileName());
+    startRender(std::move(recording), sampleRate, target, *format, loop);
+}
+
+void LoopExport::showProgressSheet(const QString& name) {
+    sheet = new QProgressDialog(QStringLiteral("Exporting “%1”...").arg(name),
                                 QStringLiteral("Cancel"), 0, kProgressSteps, window);
     sheet->setWindowModality(Qt::WindowModal);
     sheet->setMinimumDuration(0);
@@ -99,31 +104,34 @@ void LoopExport::exportTo(std::shared_ptr<const PinnedRecording> recording, int 
     sheet->open();
     progress.store(0.0);
     progressTimer->start(kProgressIntervalMilliseconds);
+}
 
+void LoopExport::startRender(std::shared_ptr<const PinnedRecording> recording, int sampleRate,
+                             const QString& target, platform::ExportFormat format,
+                             const playback::LoopRenderSettings& loop) {
     cancelRequested.store(false);
     target_ = target;
     recording_ = QString::fromStdString(recording->path());
     written_ = false;
     error_.clear();
     recordingStatus_ = platform::noErr;
-    worker = std::thread(
-        [this, recording, path = target.toStdString(), format = *format, loop, sampleRate] {
-            platform::AudioEncoder encoder;
-            if (encoder.open(path, format, sampleRate)) {
-                const playback::RenderOutcome outcome = playback::renderLoop(
-                    recording->readerPath(), loop,
-                    [&](const float* frames, std::uint32_t count) {
-                        return !cancelRequested.load() && encoder.write(frames, count);
-                    },
-                    &progress, &recordingStatus_);
-                if (outcome == playback::RenderOutcome::Finished)
-                    written_ = encoder.finish();
-                else
-                    encoder.abandon();
-            }
-            error_ = encoder.error();
-            QMetaObject::invokeMethod(this, &LoopExport::workerDone, Qt::QueuedConnection);
-        });
+    worker = std::thread([this, recording, path = target.toStdString(), format, loop, sampleRate] {
+        platform::AudioEncoder encoder;
+        if (encoder.open(path, format, sampleRate)) {
+            const playback::RenderOutcome outcome = playback::renderLoop(
+                recording->readerPath(), loop,
+                [&](const float* frames, std::uint32_t count) {
+                    return !cancelRequested.load() && encoder.write(frames, count);
+                },
+                &progress, &recordingStatus_);
+            if (outcome == playback::RenderOutcome::Finished)
+                written_ = encoder.finish();
+            else
+                encoder.abandon();
+        }
+        error_ = encoder.error();
+        QMetaObject::invokeMethod(this, &LoopExport::workerDone, Qt::QueuedConnection);
+    });
 }
 
 void LoopExport::workerDone() {

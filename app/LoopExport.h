@@ -14,6 +14,7 @@
 // destructor stops and waits for.
 
 #include "audio/PinnedRecording.h"
+#include "platform/audio_export/AudioEncoder.h"
 #include "playback/OfflineRender.h"
 
 #include <QObject>
@@ -55,6 +56,10 @@ signals:
 private:
     void fail(const QString& target, const QString& reason);
     void refuseRecording(const QString& recording, const QString& reason);
+    void showProgressSheet(const QString& name);
+    void startRender(std::shared_ptr<const PinnedRecording> recording, int sampleRate,
+                     const QString& target, platform::ExportFormat format,
+                     const playback::LoopRenderSettings& loop);
     void workerDone();
 
     QWidget* window;

@@ -68,14 +68,12 @@ void saveScreenshotWhenLoaded(KTAppController& controller, PlayerWindow& window,
     });
 }
 
-} // namespace
+struct Arguments {
+    QStringList files; // absolute paths
+    QString screenshot, range, playhead;
+};
 
-int main(int argc, char** argv) {
-    QApplication application(argc, argv);
-    QApplication::setApplicationName(QStringLiteral("Study Loop"));
-    QApplication::setApplicationVersion(QStringLiteral(STUDYLOOP_VERSION));
-    QApplication::setDesktopFileName(QStringLiteral(STUDYLOOP_DESKTOP_ID));
-
+Arguments parseArguments(QApplication& application) {
     QCommandLineParser parser;
     parser.setApplicationDescription(
         QStringLiteral("Loop a passage of a recording, slower or faster, or transposed."));
@@ -96,20 +94,52 @@ int main(int argc, char** argv) {
     parser.addOptions({screenshot, range, playhead});
     parser.process(application);
 
+    Arguments arguments;
     // Paths, or file URLs as a desktop passes them.
-    QStringList files;
     for (const QString& argument : parser.positionalArguments()) {
         const QUrl url(argument);
         const QString path = url.isLocalFile() ? url.toLocalFile() : argument;
-        files.push_back(QFileInfo(path).absoluteFilePath());
+        arguments.files.push_back(QFileInfo(path).absoluteFilePath());
     }
+    arguments.screenshot = parser.value(screenshot);
+    arguments.range = parser.value(range);
+    arguments.playhead = parser.value(playhead);
+    return arguments;
+}
 
-    const bool takingScreenshot = parser.isSet(screenshot);
+// A screenshot run: the window is saved once the file is loaded; a refused file ends it.
+bool prepareScreenshot(const Arguments& arguments, KTAppController& controller,
+                       PlayerWindow& window) {
+    if (arguments.files.isEmpty()) {
+        std::fprintf(stderr, "studyloop: --screenshot needs a FILE\n");
+        return false;
+    }
+    saveScreenshotWhenLoaded(controller, window, arguments.screenshot, arguments.range,
+                             arguments.playhead);
+    QObject::connect(&controller, &KTAppController::fileRefused, &window,
+                     [](const QString& path, const QString& reason) {
+                         std::fprintf(stderr, "studyloop: %s: %s\n", qPrintable(path),
+                                      qPrintable(reason));
+                         QApplication::exit(1);
+                     });
+    return true;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QApplication application(argc, argv);
+    QApplication::setApplicationName(QStringLiteral("Study Loop"));
+    QApplication::setApplicationVersion(QStringLiteral(STUDYLOOP_VERSION));
+    QApplication::setDesktopFileName(QStringLiteral(STUDYLOOP_DESKTOP_ID));
+    const Arguments arguments = parseArguments(application);
+
+    const bool takingScreenshot = !arguments.screenshot.isEmpty();
     const QString instanceName = qEnvironmentVariable(
         "STUDYLOOP_INSTANCE_NAME", platform::desktop::SingleInstance::defaultServerName());
     platform::desktop::SingleInstance instance(instanceName);
     if (!takingScreenshot) {
-        if (instance.handOver(files))
+        if (instance.handOver(arguments.files))
             return 0;
         instance.listen();
     }
@@ -126,23 +156,11 @@ int main(int argc, char** argv) {
                          for (const QString& path : paths)
                              controller.applicationOpenFile(path);
                      });
-    if (takingScreenshot) {
-        if (files.isEmpty()) {
-            std::fprintf(stderr, "studyloop: --screenshot needs a FILE\n");
-            return 2;
-        }
-        saveScreenshotWhenLoaded(controller, window, parser.value(screenshot), parser.value(range),
-                                 parser.value(playhead));
-        QObject::connect(&controller, &KTAppController::fileRefused, &application,
-                         [](const QString& path, const QString& reason) {
-                             std::fprintf(stderr, "studyloop: %s: %s\n", qPrintable(path),
-                                          qPrintable(reason));
-                             QApplication::exit(1);
-                         });
-    }
+    if (takingScreenshot && !prepareScreenshot(arguments, controller, window))
+        return 2;
 
     window.show();
-    for (const QString& file : files)
+    for (const QString& file : arguments.files)
         controller.applicationOpenFile(file);
     return QApplication::exec();
 }
