@@ -24,6 +24,7 @@
 #include <QSlider>
 #include <QWheelEvent>
 #include <filesystem>
+#include <functional>
 #include <sstream>
 
 namespace {
@@ -69,214 +70,206 @@ protected:
         }
     }
 
-    // `announce` hears each command before it is carried out.
-    template <typename Announce> std::string step(StormRandom& random, Announce announce) {
-        std::ostringstream said;
-        KTAppController& c = *controller;
-        switch (
-            random.weighted({10, 3, 4, 3, 4, 3, 3, 2, 8, 2, 2, 4, 1, 4, 4, 2, 1, 1, 1, 10, 3, 1})) {
-        case 0:
-            said << "playToggle";
-            announce(said.str());
-            c.playToggle(nullptr);
-            break;
-        case 1:
-            said << "replay";
-            announce(said.str());
-            c.replay(nullptr);
-            break;
-        case 2:
-            said << "loopToggle";
-            announce(said.str());
-            c.loopToggle(nullptr);
-            break;
-        case 3:
-            said << "rewind";
-            announce(said.str());
-            c.rewind(nullptr);
-            break;
-        case 4:
-            said << "ffwd";
-            announce(said.str());
-            c.ffwd(nullptr);
-            break;
-        case 5:
-            said << "setRangeStart";
-            announce(said.str());
-            c.setRangeStart(nullptr);
-            break;
-        case 6:
-            said << "setRangeEnd";
-            announce(said.str());
-            c.setRangeEnd(nullptr);
-            break;
-        case 7:
-            said << "resetRange";
-            announce(said.str());
-            c.resetRange(nullptr);
-            break;
-        case 8: {
-            const Qt::Key keys[] = {Qt::Key_Equal,        Qt::Key_Minus,       Qt::Key_0,
-                                    Qt::Key_BracketRight, Qt::Key_BracketLeft, Qt::Key_Comma,
-                                    Qt::Key_Period};
-            const Qt::Key pressed = keys[random.between(0, 6)];
-            said << "key " << QKeySequence(pressed).toString().toStdString();
-            announce(said.str());
-            key(pressed);
-            break;
-        }
-        case 9: {
-            const int value = int(random.between(-100, 1000));
-            said << "speed slider " << value;
-            announce(said.str());
-            ui().speedSlider->setValue(value);
-            c.setPlaybackRate(ui().speedSlider);
-            break;
-        }
-        case 10: {
-            const int value = int(random.between(-5000, 5000));
-            said << "pitch slider " << value;
-            announce(said.str());
-            ui().pitchSlider->setValue(value);
-            c.setPitchShift(ui().pitchSlider);
-            break;
-        }
-        case 11: {
-            const std::int32_t frame = anyFrame(random);
-            said << "view: playhead released at " << frame;
-            announce(said.str());
-            c.waveformViewDidDragPlayheadToFrame(window->waveformView, frame);
-            c.waveformViewDidChangeCurrentFrame(window->waveformView, frame);
-            break;
-        }
-        case 12: {
-            const std::int32_t start = anyFrame(random), end = anyFrame(random);
-            said << "view: range " << start << " to " << end;
-            announce(said.str());
-            c.waveformViewWillChangeRange(window->waveformView);
-            c.waveformViewDidChangeRangeStartFrameEndFrame(window->waveformView, start, end);
-            break;
-        }
-        case 13: {
-            const int direction = random.chance(0.5) ? 1 : -1;
-            said << "stepLoop " << direction;
-            announce(said.str());
-            c.practice()->stepLoop(direction);
-            break;
-        }
-        case 14: {
-            const double seconds = random.chance(0.5) ? 0.01 : -0.1;
-            if (random.chance(0.3)) {
-                const double factor = random.chance(0.5) ? 0.5 : 2.0;
-                said << "resizeLoop " << factor;
-                announce(said.str());
-                c.practice()->resizeLoop(factor);
-            } else if (random.chance(0.5)) {
-                said << "nudgeLoopStart " << seconds;
-                announce(said.str());
-                c.practice()->nudgeLoopStart(seconds);
-            } else {
-                said << "nudgeLoopEnd " << seconds;
-                announce(said.str());
-                c.practice()->nudgeLoopEnd(seconds);
-            }
-            break;
-        }
-        case 15: {
-            const double seconds = random.chance(0.5) ? random.real(0, 0.3) : 0;
-            const bool countIn = random.chance(0.5);
-            said << "setPassPause " << seconds << " s, count-in " << countIn;
-            announce(said.str());
-            c.practice()->setPassPause(seconds, countIn, random.real(40, 300));
-            break;
-        }
-        case 16:
-            if (c.practice()->speedTrainer().isOn()) {
-                said << "stopSpeedTrainer";
-                announce(said.str());
-                c.practice()->stopSpeedTrainer();
-            } else {
-                SpeedTrainerPlan plan;
-                plan.startRate = random.real(0.1, 4);
-                plan.stepRate = random.real(0.01, 0.5);
-                plan.passesPerStep = int(random.between(1, 3));
-                plan.targetRate = random.real(0.1, 4);
-                said << "startSpeedTrainer " << plan.startRate << " to " << plan.targetRate;
-                announce(said.str());
-                c.practice()->startSpeedTrainer(plan);
-            }
-            break;
-        case 17: {
-            const auto& path = files[std::size_t(random.between(0, 2))];
-            said << "open " << path.filename().string();
-            announce(said.str());
-            load(path.string());
-            break;
-        }
-        case 18: {
-            const auto& path = badFiles[std::size_t(random.between(0, 3))];
-            said << "open the bad file " << path.filename().string();
-            announce(said.str());
-            const std::shared_ptr<KTAudioFile> before = c.audioFile();
-            const QString titleBefore = window->windowFilePath();
-            EXPECT_NE(refusal(path.string()).front(), '(') << path;
-            EXPECT_EQ(c.audioFile(), before) << "a refused file replaced the loaded one";
-            EXPECT_EQ(window->windowFilePath(), titleBefore);
-            closeMessages();
-            break;
-        }
-        case 20: {
-            // The knobs as a hand moves them: a wheel step or a click on the groove.
-            QSlider* slider = random.chance(0.5) ? static_cast<QSlider*>(ui().speedSlider)
-                                                 : static_cast<QSlider*>(ui().pitchSlider);
-            const QPoint at(int(random.between(2, slider->width() - 2)), slider->height() / 2);
-            if (random.chance(0.5)) {
-                const int delta = random.chance(0.5) ? 120 : -15;
-                said << slider->objectName().toStdString() << " wheel " << delta;
-                announce(said.str());
-                QWheelEvent wheel(at, slider->mapToGlobal(at), {}, {0, delta}, Qt::NoButton,
-                                  Qt::NoModifier, Qt::NoScrollPhase, false);
-                QApplication::sendEvent(slider, &wheel);
-            } else {
-                said << slider->objectName().toStdString() << " click at " << at.x();
-                announce(said.str());
-                QTest::mouseClick(slider, Qt::LeftButton, {}, at);
-            }
-            break;
-        }
-        case 21: {
-            // The recording moved away on disk, then its loop exported: the export reads the
-            // file the window opened.
-            const std::filesystem::path loaded = window->windowFilePath().toStdString();
-            const std::filesystem::path moved = loaded.string() + ".moved";
-            said << "move the recording away and export its loop";
-            announce(said.str());
-            std::filesystem::rename(loaded, moved);
-            QSignalSpy finished(c.loopExport(), &LoopExport::finished);
-            QSignalSpy failed(c.loopExport(), &LoopExport::failed);
-            const std::filesystem::path target = moved.string() + "-loop.wav";
-            playback::LoopRenderSettings loop = c.loopRenderSettings();
-            loop.numFrames = std::min<std::int64_t>(loop.numFrames, kRate / 4);
-            c.loopExport()->exportTo(c.recording(), c.audioFile()->sampleRate(),
-                                     QString::fromStdString(target.string()), false, loop);
-            EXPECT_TRUE(waitUntil([&] { return finished.size() + failed.size() > 0; }));
-            EXPECT_EQ(failed.size(), 0) << failed.value(0).value(1).toString().toStdString();
-            std::filesystem::remove(target);
-            std::filesystem::rename(moved, loaded);
-            break;
-        }
-        default: {
-            const auto milliseconds = int(random.between(0, 40));
-            said << "wait " << milliseconds << " ms";
-            announce(said.str());
-            QTest::qWait(milliseconds);
-            break;
-        }
-        }
-        return said.str();
+    // A command: what it is called in the trail, and what it does. Each table row makes one
+    // from the random source; the trail hears it before it is carried out.
+    struct Command {
+        std::string said;
+        std::function<void()> run;
+    };
+    using Maker = std::function<Command(StormRandom&)>;
+
+    Command action(const char* name, void (KTAppController::*command)(QObject*)) {
+        return {name, [this, command] { (controller.get()->*command)(nullptr); }};
     }
 
-    // What must hold after every command.
+    std::vector<std::pair<int, Maker>> commands() {
+        KTAppController& c = *controller;
+        KTFixedWaveformView* view = window->waveformView;
+        return {
+            {10, [&](StormRandom&) { return action("playToggle", &KTAppController::playToggle); }},
+            {3, [&](StormRandom&) { return action("replay", &KTAppController::replay); }},
+            {4, [&](StormRandom&) { return action("loopToggle", &KTAppController::loopToggle); }},
+            {3, [&](StormRandom&) { return action("rewind", &KTAppController::rewind); }},
+            {4, [&](StormRandom&) { return action("ffwd", &KTAppController::ffwd); }},
+            {3,
+             [&](StormRandom&) {
+                 return action("setRangeStart", &KTAppController::setRangeStart);
+             }},
+            {3, [&](StormRandom&) { return action("setRangeEnd", &KTAppController::setRangeEnd); }},
+            {2, [&](StormRandom&) { return action("resetRange", &KTAppController::resetRange); }},
+            {8,
+             [&](StormRandom& random) {
+                 const Qt::Key keys[] = {Qt::Key_Equal,        Qt::Key_Minus,       Qt::Key_0,
+                                         Qt::Key_BracketRight, Qt::Key_BracketLeft, Qt::Key_Comma,
+                                         Qt::Key_Period};
+                 const Qt::Key pressed = keys[random.between(0, 6)];
+                 return Command{"key " + QKeySequence(pressed).toString().toStdString(),
+                                [this, pressed] { key(pressed); }};
+             }},
+            {4,
+             [&](StormRandom& random) {
+                 // A slider set from outside its limits, then its command.
+                 const bool speed = random.chance(0.5);
+                 const int value =
+                     int(speed ? random.between(-100, 1000) : random.between(-5000, 5000));
+                 QAbstractSlider* slider = speed ? static_cast<QAbstractSlider*>(ui().speedSlider)
+                                                 : static_cast<QAbstractSlider*>(ui().pitchSlider);
+                 return Command{slider->objectName().toStdString() + " " + std::to_string(value),
+                                [slider, value] { slider->setValue(value); }};
+             }},
+            {3, [&](StormRandom& random) { return knobByHand(random); }},
+            {4,
+             [&](StormRandom& random) {
+                 const std::int32_t frame = anyFrame(random);
+                 return Command{"view: playhead released at " + std::to_string(frame),
+                                [&c, view, frame] {
+                                    c.waveformViewDidDragPlayheadToFrame(view, frame);
+                                    c.waveformViewDidChangeCurrentFrame(view, frame);
+                                }};
+             }},
+            {1,
+             [&](StormRandom& random) {
+                 const std::int32_t start = anyFrame(random), end = anyFrame(random);
+                 return Command{
+                     "view: range " + std::to_string(start) + " to " + std::to_string(end),
+                     [&c, view, start, end] {
+                         c.waveformViewWillChangeRange(view);
+                         c.waveformViewDidChangeRangeStartFrameEndFrame(view, start, end);
+                     }};
+             }},
+            {8, [&](StormRandom& random) { return loopEdit(random); }},
+            {2,
+             [&](StormRandom& random) {
+                 const double seconds = random.chance(0.5) ? random.real(0, 0.3) : 0;
+                 const bool countIn = random.chance(0.5);
+                 const double tempo = random.real(40, 300);
+                 return Command{"setPassPause " + std::to_string(seconds) + " s, count-in " +
+                                    std::to_string(countIn),
+                                [&c, seconds, countIn, tempo] {
+                                    c.practice()->setPassPause(seconds, countIn, tempo);
+                                }};
+             }},
+            {1, [&](StormRandom& random) { return trainer(random); }},
+            {1,
+             [&](StormRandom& random) {
+                 const auto& path = files[std::size_t(random.between(0, 2))];
+                 return Command{"open " + path.filename().string(),
+                                [this, path] { load(path.string()); }};
+             }},
+            {1, [&](StormRandom& random) { return badFile(random); }},
+            {1, [&](StormRandom&) { return exportAfterAMove(); }},
+            {10,
+             [](StormRandom& random) {
+                 const auto milliseconds = int(random.between(0, 40));
+                 return Command{"wait " + std::to_string(milliseconds) + " ms",
+                                [milliseconds] { QTest::qWait(milliseconds); }};
+             }},
+        };
+    }
+
+    // The knobs as a hand moves them: a wheel step or a click on the groove.
+    Command knobByHand(StormRandom& random) {
+        QSlider* slider = random.chance(0.5) ? static_cast<QSlider*>(ui().speedSlider)
+                                             : static_cast<QSlider*>(ui().pitchSlider);
+        const QPoint at(int(random.between(2, slider->width() - 2)), slider->height() / 2);
+        const std::string name = slider->objectName().toStdString();
+        if (random.chance(0.5)) {
+            const int delta = random.chance(0.5) ? 120 : -15;
+            return {name + " wheel " + std::to_string(delta), [slider, at, delta] {
+                        QWheelEvent wheel(at, slider->mapToGlobal(at), {}, {0, delta}, Qt::NoButton,
+                                          Qt::NoModifier, Qt::NoScrollPhase, false);
+                        QApplication::sendEvent(slider, &wheel);
+                    }};
+        }
+        return {name + " click at " + std::to_string(at.x()),
+                [slider, at] { QTest::mouseClick(slider, Qt::LeftButton, {}, at); }};
+    }
+
+    Command loopEdit(StormRandom& random) {
+        PracticeTools* tools = controller->practice();
+        const int choice = int(random.between(0, 4));
+        const double seconds = random.chance(0.5) ? 0.01 : -0.1;
+        switch (choice) {
+        case 0:
+        case 1:
+            return {"stepLoop " + std::to_string(choice ? 1 : -1),
+                    [tools, choice] { tools->stepLoop(choice ? 1 : -1); }};
+        case 2:
+            return {"halve or double",
+                    [tools, seconds] { tools->resizeLoop(seconds > 0 ? 0.5 : 2); }};
+        case 3:
+            return {"nudgeLoopStart " + std::to_string(seconds),
+                    [tools, seconds] { tools->nudgeLoopStart(seconds); }};
+        default:
+            return {"nudgeLoopEnd " + std::to_string(seconds),
+                    [tools, seconds] { tools->nudgeLoopEnd(seconds); }};
+        }
+    }
+
+    Command trainer(StormRandom& random) {
+        PracticeTools* tools = controller->practice();
+        if (tools->speedTrainer().isOn())
+            return {"stopSpeedTrainer", [tools] { tools->stopSpeedTrainer(); }};
+        SpeedTrainerPlan plan;
+        plan.startRate = random.real(0.1, 4);
+        plan.stepRate = random.real(0.01, 0.5);
+        plan.passesPerStep = int(random.between(1, 3));
+        plan.targetRate = random.real(0.1, 4);
+        return {"startSpeedTrainer " + std::to_string(plan.startRate) + " to " +
+                    std::to_string(plan.targetRate),
+                [tools, plan] { tools->startSpeedTrainer(plan); }};
+    }
+
+    // A refused file changes nothing: the loaded recording and the title stay.
+    Command badFile(StormRandom& random) {
+        const auto& path = badFiles[std::size_t(random.between(0, 3))];
+        return {"open the bad file " + path.filename().string(), [this, path] {
+                    const std::shared_ptr<KTAudioFile> before = controller->audioFile();
+                    const QString titleBefore = window->windowFilePath();
+                    EXPECT_NE(refusal(path.string()).front(), '(') << path;
+                    EXPECT_EQ(controller->audioFile(), before)
+                        << "a refused file replaced the loaded one";
+                    EXPECT_EQ(window->windowFilePath(), titleBefore);
+                    closeMessages();
+                }};
+    }
+
+    // The recording moved away on disk, then its loop exported: the export reads the file the
+    // window opened.
+    Command exportAfterAMove() {
+        return {"move the recording away and export its loop", [this] {
+                    KTAppController& c = *controller;
+                    const std::filesystem::path loaded = window->windowFilePath().toStdString();
+                    const std::filesystem::path moved = loaded.string() + ".moved";
+                    std::filesystem::rename(loaded, moved);
+                    QSignalSpy finished(c.loopExport(), &LoopExport::finished);
+                    QSignalSpy failed(c.loopExport(), &LoopExport::failed);
+                    const std::filesystem::path target = moved.string() + "-loop.wav";
+                    playback::LoopRenderSettings loop = c.loopRenderSettings();
+                    loop.numFrames = std::min<std::int64_t>(loop.numFrames, kRate / 4);
+                    c.loopExport()->exportTo(c.recording(), c.audioFile()->sampleRate(),
+                                             QString::fromStdString(target.string()), false, loop);
+                    EXPECT_TRUE(waitUntil([&] { return finished.size() + failed.size() > 0; }));
+                    EXPECT_EQ(failed.size(), 0)
+                        << failed.value(0).value(1).toString().toStdString();
+                    std::filesystem::remove(target);
+                    std::filesystem::rename(moved, loaded);
+                }};
+    }
+
+    // `announce` hears each command before it is carried out.
+    template <typename Announce> std::string step(StormRandom& random, Announce announce) {
+        static std::vector<int> weights;
+        const auto table = commands();
+        if (weights.empty())
+            for (const auto& row : table)
+                weights.push_back(row.first);
+        Command command = table[random.weighted(weights)].second(random);
+        announce(command.said);
+        command.run();
+        return command.said;
+    }
+
     void checkIndicators(const std::string& trail) {
         KTAudioQueuePlayer& player = *controller->player();
         const bool looped = player.isLooped();
