@@ -3,11 +3,48 @@
 # (scripts/package.sh does all of it for the release preset).
 #
 # The package holds what the install rules lay out: the studyloop program, the icons, the
-# desktop entry and the metainfo. Tools, tests and benchmarks have no install rules and
-# stay out (tests/resources checks the installed tree).
+# desktop entry, the metainfo, and the manual page, copyright and changelog below. Tools,
+# tests and benchmarks have no install rules and stay out (tests/resources checks the
+# installed tree).
 
-set(STUDYLOOP_PACKAGE_MAINTAINER "Study Loop developers <studyloop@invalid>" CACHE STRING
-    "The Maintainer field of the .deb: a name and an address to reach about the package")
+include(GNUInstallDirs)
+
+# Empty: worked out as the package is made (cmake/PackageMaintainer.cmake says how).
+set(STUDYLOOP_DEB_MAINTAINER "" CACHE STRING
+    "The Maintainer field of the .deb, as \"Name <address>\"; empty: who makes the package")
+
+# cpack reads this file just before it packs, so the maintainer is the one of that moment.
+set(CPACK_PROJECT_CONFIG_FILE ${PROJECT_BINARY_DIR}/CPackMaintainer.cmake)
+file(CONFIGURE OUTPUT ${CPACK_PROJECT_CONFIG_FILE} CONTENT [[
+include("@PROJECT_SOURCE_DIR@/cmake/PackageMaintainer.cmake")
+studyloop_package_maintainer(CPACK_DEBIAN_PACKAGE_MAINTAINER "@STUDYLOOP_DEB_MAINTAINER@"
+                             "@PROJECT_SOURCE_DIR@")
+]] @ONLY)
+
+# What Debian asks of a package beside its program: a manual page for it, the copyright in
+# the machine-readable format, and a changelog. The changelog has one entry, for this
+# version, written when the tree is installed (by cpack: as the package is made), signed by
+# the maintainer and dated now, or at SOURCE_DATE_EPOCH when that is set. It and the manual
+# page go in compressed with gzip -9n, which stores no name or time in the file.
+set(package_docs ${PROJECT_BINARY_DIR}/package_docs)
+string(CONFIGURE [[
+include("@PROJECT_SOURCE_DIR@/cmake/PackageMaintainer.cmake")
+studyloop_package_maintainer(maintainer "@STUDYLOOP_DEB_MAINTAINER@" "@PROJECT_SOURCE_DIR@")
+string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC)
+file(WRITE "@package_docs@/changelog" "studyloop (@PROJECT_VERSION@) unstable; urgency=medium
+
+  * Study Loop @PROJECT_VERSION@.
+
+ -- ${maintainer}  ${date}
+")
+file(COPY_FILE "@PROJECT_SOURCE_DIR@/resources/package/studyloop.1" "@package_docs@/studyloop.1")
+execute_process(COMMAND gzip -9nf changelog studyloop.1 WORKING_DIRECTORY "@package_docs@"
+                COMMAND_ERROR_IS_FATAL ANY)
+]] write_package_docs @ONLY)
+install(CODE "${write_package_docs}")
+install(FILES ${package_docs}/studyloop.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES ${PROJECT_SOURCE_DIR}/resources/package/copyright ${package_docs}/changelog.gz
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/studyloop)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME studyloop)
@@ -19,7 +56,6 @@ set(CPACK_STRIP_FILES ON)
 
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
 set(CPACK_DEBIAN_PACKAGE_SECTION sound)
-set(CPACK_DEBIAN_PACKAGE_MAINTAINER ${STUDYLOOP_PACKAGE_MAINTAINER})
 # The extended description: CPack puts the summary above it, indents each line and turns
 # the empty line between paragraphs into Debian's " .".
 set(CPACK_DEBIAN_PACKAGE_DESCRIPTION

@@ -17,7 +17,10 @@ cmake --preset release -B "$build" >/dev/null
 cmake --build "$build" >&2
 # Only this package in the output: an older version's file would otherwise sit beside it.
 rm -f "$build"/studyloop_*.deb
-(cd "$build" && cpack >&2)
+# The changelog entry cpack writes is dated at the last commit, so the same commit gives
+# the same changelog.
+epoch=${SOURCE_DATE_EPOCH:-$(git log -1 --format=%ct 2>/dev/null || date +%s)}
+(cd "$build" && SOURCE_DATE_EPOCH=$epoch cpack >&2)
 deb=("$build"/studyloop_*.deb)
 [ -f "${deb[0]}" ] || { echo "cpack made no .deb in $build" >&2; exit 1; }
 echo "${deb[0]}"

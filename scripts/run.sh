@@ -8,6 +8,8 @@ scripts/install-deps.sh
 # shellcheck source=services.sh
 source scripts/services.sh
 cmake --preset release >/dev/null
-cmake --build --preset release
+# Only the program (its images are drawn on the way) and the demo recording: the tests and
+# tools are left to scripts/test.sh, so a first run does not wait for them to compile.
+cmake --build --preset release --target studyloop demo_recording
 build=build/release
 exec "$build/app/studyloop" "${1:-$build/resources/demo.wav}"

@@ -8,6 +8,8 @@
 #
 # EXPECT_PROGRAM is 0 while the build has no application target.
 
+cmake_minimum_required(VERSION 3.25)
+
 set(failures "")
 macro(fail message)
   string(APPEND failures "  ${message}\n")
@@ -24,14 +26,23 @@ set(share usr/share)
 set(desktop_entry ${share}/applications/${DESKTOP_ID}.desktop)
 set(metainfo ${share}/metainfo/${DESKTOP_ID}.metainfo.xml)
 
-# Nothing but the program, its desktop entry, metainfo and icons: no tools, no tests.
+# Nothing but the program, its desktop entry, metainfo, icons and the documents a Debian
+# package must carry: no tools, no tests.
+set(package_documents ${share}/man/man1/studyloop.1.gz ${share}/doc/studyloop/copyright
+                      ${share}/doc/studyloop/changelog.gz)
 file(GLOB_RECURSE installed RELATIVE ${STAGE_DIR} ${STAGE_DIR}/*)
 foreach(path IN LISTS installed)
   if(NOT path MATCHES "^usr/bin/studyloop$"
      AND NOT path STREQUAL desktop_entry
      AND NOT path STREQUAL metainfo
+     AND NOT path IN_LIST package_documents
      AND NOT path MATCHES "^usr/share/icons/hicolor/[0-9a-z]+/apps/studyloop\\.(png|svg)$")
     fail("installs ${path}, which the application does not need")
+  endif()
+endforeach()
+foreach(path IN LISTS package_documents)
+  if(NOT EXISTS ${STAGE_DIR}/${path})
+    fail("no ${path}")
   endif()
 endforeach()
 
