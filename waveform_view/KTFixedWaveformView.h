@@ -39,6 +39,10 @@
 // While the button is held still at or beyond either edge of the scroll area, the drag
 // repeats every 0.05 s and scrolls the view.
 //
+// A release the view will not see ends the drag as if the button went up where the pointer
+// last was, with the release's message: when a modal dialog opens, a popup opens, the
+// window is deactivated, or a move arrives without the button.
+//
 // The state, the press and its drags, the drop target and the GL objects are written once
 // for both views in WaveformViewBase.h; this class adds what is the fixed view's own.
 //

@@ -54,7 +54,7 @@ void KTFixedWaveformView::wheelEvent(QWheelEvent* event) {
 bool KTFixedWaveformView::event(QEvent* event) {
     if (event->type() == QEvent::NativeGesture && magnify(static_cast<QNativeGestureEvent*>(event)))
         return true;
-    return QOpenGLWidget::event(event);
+    return WaveformViewBase::event(event);
 }
 
 // A pinch zooms a step per quarter of magnification, truncated toward zero like the
