@@ -342,16 +342,23 @@ struct Wheel {
     Qt::ScrollPhase phase;
     int dx;
     int dy;
+    bool pointsOnly = false;
 };
+
+std::vector<Wheel> times(int count, const Wheel& wheel) {
+    return std::vector<Wheel>(static_cast<std::size_t>(count), wheel);
+}
 
 // Sent as the window system's own, so that QApplication passes on what the view ignores.
 void sendWheel(QWidget* widget, const Wheel& wheel) {
     const QPointF position(200.0, kY);
-    // A trackpad reports points and, for those who read only angles, the same as angles.
+    // A trackpad reports points and, for those who read only angles, the same as angles; a
+    // wheel reports only angles.
     const QPoint delta(wheel.dx, wheel.dy);
-    QWheelEvent event(position, widget->mapToGlobal(position),
-                      wheel.phase == Qt::NoScrollPhase ? QPoint() : delta, delta, Qt::NoButton,
-                      Qt::NoModifier, wheel.phase, false);
+    const bool points = wheel.phase != Qt::NoScrollPhase || wheel.pointsOnly;
+    QWheelEvent event(position, widget->mapToGlobal(position), points ? delta : QPoint(),
+                      wheel.pointsOnly ? QPoint() : delta, Qt::NoButton, Qt::NoModifier,
+                      wheel.phase, false);
     QSpontaneKeyEvent::setSpontaneous(&event);
     qApp->notify(widget, &event);
 }
@@ -405,6 +412,12 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         WheelCase{"WheelUpZoomsIn", 0, {{kWheel, 0, 120}}, 975, false},
         WheelCase{"SidewaysWheelScrolls", 1, {{kWheel, 120, 0}}, 975, true},
+        // Without phases (X11) a high-resolution wheel or a trackpad sends small events;
+        // they add up, a step per 120 units of angle or 20 points, as far as notches go.
+        WheelCase{"SmallWheelEventsAddUpToAStepPer120", 0, times(15, {kWheel, 0, 16}), 1462, false},
+        WheelCase{"SmallWheelEventsDownZoomOut", 2, times(8, {kWheel, 0, -15}), 974, false},
+        WheelCase{"PointsWithoutPhasesAddUpToAStepPer20", 0, times(4, {kWheel, 0, 10, true}), 1462,
+                  false},
         // 15, 25, 45 points: a step at each 20 passed.
         WheelCase{"GestureZoomsAStepPer20Points",
                   0,
