@@ -47,7 +47,7 @@ bool answerDragEnter(QDragEnterEvent* event) {
         return false;
     }
     platform::log("path: %s", qPrintable(paths.first()));
-    if (!platform::desktop::isAudioOrVideoFile(paths.first())) {
+    if (!platform::desktop::isAudioOrVideoFileName(paths.first())) {
         platform::log("does not conform");
         event->ignore();
         return false;

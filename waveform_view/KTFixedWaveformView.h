@@ -19,8 +19,10 @@
 // Input: a press in the range body moves the playhead, a press on a grip moves that end of
 // the range, a Shift press draws a new range; the view changes its own frames and tells
 // its delegate (KTFixedWaveformViewDelegate.h), never the player. The wheel, a vertical
-// two-finger gesture and a pinch zoom; a horizontal gesture scrolls. One audio or video
-// file dropped on the view goes to the delegate as a path.
+// two-finger gesture and a pinch zoom, a step per notch of wheel (summed from the small
+// events of a high-resolution wheel or trackpad) or per so much travel or pinch; a
+// horizontal gesture scrolls. One audio or video file dropped on the view goes to the
+// delegate as a path.
 //
 // The delegate messages of each press (named without their waveformView prefix):
 //
@@ -38,6 +40,10 @@
 //
 // While the button is held still at or beyond either edge of the scroll area, the drag
 // repeats every 0.05 s and scrolls the view.
+//
+// A release the view will not see ends the drag as if the button went up where the pointer
+// last was, with the release's message: when a modal dialog opens, a popup opens, the
+// window is deactivated, or a move arrives without the button.
 //
 // The state, the press and its drags, the drop target and the GL objects are written once
 // for both views in WaveformViewBase.h; this class adds what is the fixed view's own.
@@ -68,7 +74,9 @@ public:
     // While the button is held this close to either edge of the scroll area, or beyond it,
     // the drag repeats and scrolls by how far the pointer is into the band.
     static constexpr double kAutoscrollBandWidth = waveform_view::kAutoscrollBandWidth;
-    // A zoom step per this much vertical two-finger travel, or this much pinch.
+    // A zoom step per wheel notch (in eighths of a degree, as Qt reports angles), per this
+    // much vertical two-finger travel, or this much pinch.
+    static constexpr double kNotch = 120.0;
     static constexpr double kScrollZoomStep = 20.0;
     static constexpr double kPinchZoomStep = 0.25;
 
@@ -114,6 +122,8 @@ private:
     // A point of the scroll area's viewport in document coordinates.
     QPointF zoomedPoint(QPointF viewportPoint) const;
     bool magnify(QNativeGestureEvent* event);
+    // Zooms `steps` steps in (or out, if negative) about `pivot`, within the zoom's limits.
+    void zoomSteps(int steps, QPointF pivot);
 
     void followVisibleRect();
     void setDocumentWidth(int width);
@@ -127,8 +137,10 @@ private:
     void drawDropzone();
 
     // A vertical two-finger gesture is being used for zooming, with the travel and the pinch
-    // summed since their gestures began.
+    // summed since their gestures began, and the wheel's angles without phases summed since
+    // the view was made.
     bool scrollZoomGesture_ = false;
-    float scrollZoomAccumulator_ = 0.0f;
-    float magnifyAccumulator_ = 0.0f;
+    double scrollZoomAccumulator_ = 0.0;
+    double magnifyAccumulator_ = 0.0;
+    double wheelZoomAccumulator_ = 0.0;
 };

@@ -5,46 +5,70 @@
 
 #include <QNativeGestureEvent>
 #include <QWheelEvent>
+#include <cmath>
 
 QPointF KTFixedWaveformView::zoomedPoint(QPointF viewportPoint) const {
     const QWidget* document = documentView();
     return document ? viewportPoint - QPointF(document->pos()) : viewportPoint;
 }
 
-// A plain wheel zooms a step per vertical notch. A trackpad's two-finger gesture zooms when
-// it begins purely vertically, a step per 20 points of travel, and scrolls otherwise; the
-// scroll area does the scrolling of whatever this view passes on (ignores).
+namespace {
+
+// Adds `amount` to what a gesture has summed and returns the whole steps of `step` crossed,
+// signed. Truncating toward zero: the first step either way needs a full step's travel, and
+// a movement that wavers about where it began never zooms.
+int stepsCrossed(double& accumulator, double amount, double step) {
+    const double before = std::trunc(accumulator / step);
+    accumulator += amount;
+    return static_cast<int>(std::trunc(accumulator / step) - before);
+}
+
+} // namespace
+
+void KTFixedWaveformView::zoomSteps(int steps, QPointF pivot) {
+    for (; steps > 0; --steps)
+        zoomInWithPivot(pivot);
+    for (; steps < 0; ++steps)
+        zoomOutWithPivot(pivot);
+}
+
+// The vertical wheel zooms about the pointer, a step per notch; anything with a sideways
+// component is passed on (ignored), and the scroll area scrolls with it. Without phases (X11,
+// Windows) a high-resolution wheel or a trackpad sends the same angle as notches in many
+// small events, so the angles are summed, a step per notch's 120; events that give only
+// points count 20 points a step, as a gesture does. A trackpad's two-finger gesture with
+// phases zooms when it begins purely vertically, a step per 20 points of travel, and scrolls
+// otherwise.
 void KTFixedWaveformView::wheelEvent(QWheelEvent* event) {
     event->accept();
     if (!waveform_)
         return;
-    if (event->phase() == Qt::NoScrollPhase)
-        return zoomAStepWithWheel(event);
     const QPointF pivot = viewportPoint(event->position());
+    if (event->phase() == Qt::NoScrollPhase) {
+        const bool angles = !event->angleDelta().isNull();
+        const QPoint delta = angles ? event->angleDelta() : event->pixelDelta();
+        if (delta.x() != 0 || delta.y() == 0)
+            return event->ignore();
+        // Summed in angles, which stay whole numbers.
+        const double amount = angles ? delta.y() : delta.y() * (kNotch / kScrollZoomStep);
+        zoomSteps(stepsCrossed(wheelZoomAccumulator_, amount, kNotch), pivot);
+        return;
+    }
     // Trackpads report points; a device that gives only angles counts eighths of a notch
     // (degrees), about a point each.
     const QPointF delta = event->pixelDelta().isNull() ? QPointF(event->angleDelta()) / 8.0
                                                        : QPointF(event->pixelDelta());
     if (scrollZoomGesture_) {
         // Swallows everything of the zoom gesture, its momentum included.
-        if (event->phase() == Qt::ScrollEnd) {
+        if (event->phase() == Qt::ScrollEnd)
             scrollZoomGesture_ = false;
-        } else if (event->phase() == Qt::ScrollUpdate) {
-            // Truncating toward zero: the first step either way needs a full 20 points, and
-            // a gesture that wavers about its start never zooms.
-            const int before = static_cast<int>(scrollZoomAccumulator_ / kScrollZoomStep);
-            scrollZoomAccumulator_ += static_cast<float>(delta.y());
-            const int after = static_cast<int>(scrollZoomAccumulator_ / kScrollZoomStep);
-            if (after < before)
-                zoomOutWithPivot(pivot);
-            else if (after > before)
-                zoomInWithPivot(pivot);
-        }
+        else if (event->phase() == Qt::ScrollUpdate)
+            zoomSteps(stepsCrossed(scrollZoomAccumulator_, delta.y(), kScrollZoomStep), pivot);
         return;
     }
     if (event->phase() == Qt::ScrollBegin && delta.x() == 0.0) {
         scrollZoomGesture_ = true;
-        scrollZoomAccumulator_ = 0.0f;
+        scrollZoomAccumulator_ = 0.0;
         return;
     }
     // A gesture with any horizontal component at its start scrolls to its end.
@@ -54,7 +78,7 @@ void KTFixedWaveformView::wheelEvent(QWheelEvent* event) {
 bool KTFixedWaveformView::event(QEvent* event) {
     if (event->type() == QEvent::NativeGesture && magnify(static_cast<QNativeGestureEvent*>(event)))
         return true;
-    return QOpenGLWidget::event(event);
+    return WaveformViewBase::event(event);
 }
 
 // A pinch zooms a step per quarter of magnification, truncated toward zero like the
@@ -62,20 +86,13 @@ bool KTFixedWaveformView::event(QEvent* event) {
 bool KTFixedWaveformView::magnify(QNativeGestureEvent* event) {
     switch (event->gestureType()) {
     case Qt::BeginNativeGesture:
-        magnifyAccumulator_ = 0.0f;
+        magnifyAccumulator_ = 0.0;
         return false; // the begin of any gesture; nothing else to do with it here
-    case Qt::ZoomNativeGesture: {
-        const int before = static_cast<int>(magnifyAccumulator_ / kPinchZoomStep);
-        magnifyAccumulator_ += static_cast<float>(event->value());
-        const int after = static_cast<int>(magnifyAccumulator_ / kPinchZoomStep);
-        const QPointF pivot = viewportPoint(event->position());
-        if (after < before)
-            zoomOutWithPivot(pivot);
-        else if (after > before)
-            zoomInWithPivot(pivot);
+    case Qt::ZoomNativeGesture:
+        zoomSteps(stepsCrossed(magnifyAccumulator_, event->value(), kPinchZoomStep),
+                  viewportPoint(event->position()));
         event->accept();
         return true;
-    }
     default:
         return false;
     }

@@ -7,6 +7,7 @@
 #include "waveform_view/KTWaveformView.h"
 #include "waveform_view/KTWaveformViewDelegate.h"
 
+#include <QApplication>
 #include <QCursor>
 #include <QDragEnterEvent>
 #include <QDragLeaveEvent>
@@ -219,6 +220,9 @@ void WaveformViewBase<Widget, View, Delegate>::mousePressEvent(QMouseEvent* even
 
 template <class Widget, class View, class Delegate>
 void WaveformViewBase<Widget, View, Delegate>::mouseMoveEvent(QMouseEvent* event) {
+    // The button went up where the view could not see it; this move is then a hover.
+    if (tracking_ && !(event->buttons() & Qt::LeftButton))
+        endDragAsReleased();
     if (!tracking_) {
         handCursor_.show(isOverHandle(event->position()));
         return Widget::mouseMoveEvent(event);
@@ -257,6 +261,30 @@ void WaveformViewBase<Widget, View, Delegate>::processMouseUp() {
     edit_.release(*this);
 }
 
+// The release will not reach the view: the drag ends as if the button went up where the
+// pointer last was, so the delegate still hears the range or the playhead it reached. The
+// hand goes too (it would show over a dialog); the next move over a grip brings it back.
+template <class Widget, class View, class Delegate>
+void WaveformViewBase<Widget, View, Delegate>::endDragAsReleased() {
+    if (!tracking_)
+        return;
+    processMouseUp();
+    handCursor_.show(false);
+}
+
+template <class Widget, class View, class Delegate>
+bool WaveformViewBase<Widget, View, Delegate>::event(QEvent* event) {
+    switch (event->type()) {
+    case QEvent::WindowBlocked:    // a modal dialog opened: it gets the release
+    case QEvent::WindowDeactivate: // another window or the desktop took the keys and pointer
+        endDragAsReleased();
+        break;
+    default:
+        break;
+    }
+    return Widget::event(event);
+}
+
 template <class Widget, class View, class Delegate>
 void WaveformViewBase<Widget, View, Delegate>::endTracking() {
     tracking_ = false;
@@ -268,7 +296,13 @@ void WaveformViewBase<Widget, View, Delegate>::endTracking() {
 // beyond the scroll area, drags again, which scrolls on and moves whatever it holds with it.
 template <class Widget, class View, class Delegate>
 void WaveformViewBase<Widget, View, Delegate>::repeatDragAtEdge() {
-    if (!tracking_ || !scrollView_)
+    if (!tracking_)
+        return;
+    // A popup (a menu opened from the keyboard) takes the pointer and gets the release, and
+    // tells the view nothing; the tick is where the view notices.
+    if (QApplication::activePopupWidget())
+        return endDragAsReleased();
+    if (!scrollView_)
         return;
     if (!isClearOfEdges(*scrollView_, lastDragPoint_))
         processMouseDragged();

@@ -146,6 +146,9 @@ protected:
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
     void leaveEvent(QEvent* event) override;
+    // Ends a drag whose release will go elsewhere: a modal dialog opened, the window was
+    // deactivated.
+    bool event(QEvent* event) override;
     void dragEnterEvent(QDragEnterEvent* event) override;
     void dragLeaveEvent(QDragLeaveEvent* event) override;
     void dropEvent(QDropEvent* event) override;
@@ -184,6 +187,7 @@ private:
     bool isOverHandle(QPointF viewPoint) const;
     void processMouseDragged();
     void processMouseUp();
+    void endDragAsReleased();
     void repeatDragAtEdge();
 
     // The edits of a press, passed on to the delegate.

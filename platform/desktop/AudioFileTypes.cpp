@@ -1,8 +1,8 @@
 #include "platform/desktop/AudioFileTypes.h"
 
-#include <QFileInfo>
 #include <QMimeDatabase>
 #include <QMimeType>
+#include <algorithm>
 
 namespace platform::desktop {
 
@@ -43,8 +43,8 @@ bool isMediaType(const QMimeType& type) {
     return false;
 }
 
-bool hasMediaExtension(const QFileInfo& file) {
-    const QString suffix = file.suffix().toLower();
+bool hasMediaExtension(const QString& fileName) {
+    const QString suffix = fileName.section(QLatin1Char('.'), -1).toLower();
     for (const char* extension : kExtensions)
         if (suffix == QLatin1String(extension))
             return true;
@@ -68,21 +68,13 @@ QStringList openDialogNameFilters() {
             QStringLiteral("All files (*)")};
 }
 
-bool isAudioOrVideoFile(const QString& path) {
-    const QFileInfo file(path);
-    // Not only directories: reading a named pipe to sniff its content would block.
-    if (!file.isFile() || !file.isReadable())
+bool isAudioOrVideoFileName(const QString& path) {
+    // Taken apart as text: nothing here may ask the file system.
+    const QString fileName = path.section(QLatin1Char('/'), -1);
+    if (!fileName.contains(QLatin1Char('.')))
         return false;
-    const QMimeDatabase database;
-    const QMimeType byContent = database.mimeTypeForFile(file, QMimeDatabase::MatchContent);
-    if (isMediaType(byContent))
-        return true;
-    // The content matched no type at all (many formats have no magic the database knows):
-    // only then does the name decide.
-    if (byContent.name() != QLatin1String("application/octet-stream"))
-        return false;
-    return isMediaType(database.mimeTypeForFile(file, QMimeDatabase::MatchExtension)) ||
-           hasMediaExtension(file);
+    const QList<QMimeType> byName = QMimeDatabase().mimeTypesForFileName(fileName);
+    return std::any_of(byName.begin(), byName.end(), isMediaType) || hasMediaExtension(fileName);
 }
 
 } // namespace platform::desktop

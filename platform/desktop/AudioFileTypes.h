@@ -2,8 +2,10 @@
 
 // Which files Study Loop opens: audio files, and video files for their sound (musicians
 // often learn from a filmed performance, and FFmpeg reads the sound of either). One list
-// feeds the open dialog's filter; the check on a given file, used for drops and the
-// command line, trusts the file's content over its name.
+// feeds the open dialog's filter and the drop target's answer, which goes by the file's
+// name alone: it is given while a drag hovers, on the GUI thread, and reading a file on a
+// share that stopped answering would freeze the window. Whether the file really holds
+// sound is found out when it is opened, off the GUI thread.
 //
 // Thread contract: any thread (QMimeDatabase may be used from several at once).
 
@@ -17,10 +19,9 @@ namespace platform::desktop {
 // GTK dialog and the desktop portal), every extension is listed in upper case too.
 QStringList openDialogNameFilters();
 
-// True for a readable regular file whose content is audio or video (an audio/ or video/
-// type or a container such as Ogg, Matroska or ASF). A file whose content is known to be
-// something else (text, an image) is rejected whatever its name says; one whose content
-// no type recognises is accepted when its name is that of an audio or video file.
-bool isAudioOrVideoFile(const QString& path);
+// True when the name of the file at `path` is that of an audio or video file: its extension
+// is one the open dialog offers, or one the type database files under an audio/ or video/
+// type or a container such as Ogg, Matroska or ASF. Never touches the file.
+bool isAudioOrVideoFileName(const QString& path);
 
 } // namespace platform::desktop

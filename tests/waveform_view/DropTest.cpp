@@ -5,18 +5,24 @@
 #include "waveform_view/KTFixedWaveformViewDelegate.h"
 
 #include <QApplication>
+#include <QDir>
 #include <QDragEnterEvent>
 #include <QDragLeaveEvent>
 #include <QDropEvent>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QMimeData>
+#include <QProcess>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QUrl>
+#include <chrono>
 #include <gtest/gtest.h>
 #include <memory>
 #include <ostream>
 #include <string>
+#include <thread>
+#include <vector>
 
 using waveform_view_test::ViewWindow;
 
@@ -31,12 +37,9 @@ public:
     QStringList paths;
 };
 
-// What a drag carries: local files made in a temporary folder, or other data.
-enum class Payload { OneWav, OneVideo, TwoWavs, TextFile, NoFileNames };
-
 struct DropCase {
     const char* name;
-    Payload payload;
+    std::vector<const char*> files; // none: the drag carries text
     bool accepted;
     bool delivered; // the first file's path reaches the delegate at the drop
 };
@@ -50,45 +53,17 @@ protected:
     void SetUp() override { window.view().setDelegate(&delegate); }
     KTFixedWaveformView& view() { return window.view(); }
 
-    QString makeFile(const char* name, const QByteArray& content) {
-        const QString path = folder.filePath(QString::fromLatin1(name));
-        QFile file(path);
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write(content);
-        return path;
-    }
-    // The start of a WAV file: enough for its content to say what it is.
-    QString makeWav(const char* name) {
-        return makeFile(name, QByteArray("RIFF\0\0\0\0WAVEfmt ", 16));
-    }
-    std::unique_ptr<QMimeData> mimeData(Payload payload) {
+    // The files need not exist: the answer goes by their names, and the open after the drop
+    // finds out what they hold.
+    std::unique_ptr<QMimeData> mimeData(const std::vector<const char*>& files) {
         auto data = std::make_unique<QMimeData>();
-        const auto files = [&](const QStringList& paths) {
-            QList<QUrl> urls;
-            for (const QString& path : paths)
-                urls.append(QUrl::fromLocalFile(path));
-            data->setUrls(urls);
-        };
-        switch (payload) {
-        case Payload::OneWav:
-            files({makeWav("take.wav")});
-            break;
-        case Payload::OneVideo:
-            // An MP4 (ISO base media) header: musicians learn from filmed performances too.
-            files({makeFile("concert.mp4", QByteArray::fromHex("0000001866747970"
-                                                               "69736f6d0000020069736f6d"
-                                                               "69736f32"))});
-            break;
-        case Payload::TwoWavs:
-            files({makeWav("a.wav"), makeWav("b.wav")});
-            break;
-        case Payload::TextFile:
-            files({makeFile("notes.txt", "bars 9 to 12: watch the left hand\n")});
-            break;
-        case Payload::NoFileNames:
+        QList<QUrl> urls;
+        for (const char* name : files)
+            urls.append(QUrl::fromLocalFile(folder.filePath(QString::fromLatin1(name))));
+        if (urls.isEmpty())
             data->setText(QStringLiteral("some dragged text"));
-            break;
-        }
+        else
+            data->setUrls(urls);
         return data;
     }
     bool enter(const QMimeData* data) {
@@ -123,8 +98,8 @@ class DropCases : public DropTest, public testing::WithParamInterface<DropCase> 
 
 TEST_P(DropCases, AcceptAtEntryAnimateAndHandOverOneFile) {
     const DropCase& c = GetParam();
-    const std::unique_ptr<QMimeData> data = mimeData(c.payload);
-    EXPECT_EQ(enter(data.get()), c.accepted);
+    const std::unique_ptr<QMimeData> data = mimeData(c.files);
+    ASSERT_EQ(enter(data.get()), c.accepted); // a drop without an accepted entry crashes Qt
     EXPECT_EQ(animates(), c.accepted);
     if (!c.accepted) {
         EXPECT_EQ(view().dropzoneDelta(), 0.0f);
@@ -144,16 +119,16 @@ TEST_P(DropCases, AcceptAtEntryAnimateAndHandOverOneFile) {
 
 INSTANTIATE_TEST_SUITE_P(
     , DropCases,
-    testing::Values(DropCase{"OneAudioFile", Payload::OneWav, true, true},
-                    DropCase{"OneVideoFile", Payload::OneVideo, true, true},
-                    DropCase{"TwoAudioFiles", Payload::TwoWavs, false, false},
-                    DropCase{"TextFile", Payload::TextFile, false, false},
+    testing::Values(DropCase{"OneAudioFile", {"take.wav"}, true, true},
+                    DropCase{"OneVideoFile", {"concert.mp4"}, true, true},
+                    DropCase{"TwoAudioFiles", {"a.wav", "b.wav"}, false, false},
+                    DropCase{"TextFile", {"notes.txt"}, false, false},
                     // Shown and accepted, and dropped without a word to the delegate.
-                    DropCase{"NoFileNames", Payload::NoFileNames, true, false}),
+                    DropCase{"NoFileNames", {}, true, false}),
     [](const testing::TestParamInfo<DropCase>& info) { return std::string(info.param.name); });
 
 TEST_F(DropTest, LeavingStopsTheAnimationAndResetsTheArrow) {
-    const std::unique_ptr<QMimeData> data = mimeData(Payload::OneWav);
+    const std::unique_ptr<QMimeData> data = mimeData({"take.wav"});
     ASSERT_TRUE(enter(data.get()));
     ASSERT_TRUE(animates());
     leave();
@@ -163,11 +138,45 @@ TEST_F(DropTest, LeavingStopsTheAnimationAndResetsTheArrow) {
 }
 
 TEST_F(DropTest, EnteringTwiceLeavesNoAnimationRunningAfterTheExit) {
-    const std::unique_ptr<QMimeData> data = mimeData(Payload::OneWav);
+    const std::unique_ptr<QMimeData> data = mimeData({"take.wav"});
     ASSERT_TRUE(enter(data.get()));
     ASSERT_TRUE(enter(data.get()));
     leave();
     EXPECT_FALSE(animates());
+}
+
+// A file on a share whose server stopped answering: reading it waits until the share answers
+// again, here after 2 s (slow_mount.py). The answer to the drag must not wait for it.
+TEST_F(DropTest, EnteringWithAFileOnAStalledShareDoesNotWaitForTheShare) {
+    const QString source = folder.filePath("source");
+    const QString mount = folder.filePath("mount");
+    ASSERT_TRUE(QDir().mkpath(source) && QDir().mkpath(mount));
+    QFile file(source + "/take.wav");
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    file.write(QByteArray("RIFF\0\0\0\0WAVEfmt ", 16));
+    file.close();
+    QProcess share;
+    share.start("/usr/bin/python3", {STUDYLOOP_SLOW_MOUNT, source, mount, "0"});
+    const QString shared = mount + "/take.wav";
+    const bool mounted =
+        QTest::qWaitFor([&] { return QFile::exists(shared) || !share.processId(); }, 5000) &&
+        QFile::exists(shared);
+    if (!mounted)
+        GTEST_SKIP() << "FUSE could not be mounted here";
+    ASSERT_TRUE(QFile(source + "/.stalled").open(QIODevice::WriteOnly));
+    std::thread answersAgain([&] {
+        std::this_thread::sleep_for(std::chrono::seconds(2));
+        QFile::remove(source + "/.stalled");
+    });
+    QMimeData data;
+    data.setUrls({QUrl::fromLocalFile(shared)});
+    QElapsedTimer took;
+    took.start();
+    EXPECT_TRUE(enter(&data));
+    EXPECT_LT(took.elapsed(), 1000);
+    answersAgain.join();
+    QProcess::execute("umount", {"-l", mount});
+    share.waitForFinished();
 }
 
 } // namespace

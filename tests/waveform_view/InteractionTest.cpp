@@ -8,6 +8,8 @@
 
 #include <QApplication>
 #include <QCursor>
+#include <QDialog>
+#include <QMenu>
 #include <QNativeGestureEvent>
 #include <QPointingDevice>
 #include <QSpontaneKeyEvent>
@@ -68,6 +70,23 @@ protected:
     }
     void move(double x, int y = kY) { QTest::mouseMove(&view(), at(x, y)); }
     void release(double x) { QTest::mouseRelease(&view(), Qt::LeftButton, {}, at(x)); }
+    // A move with no button held.
+    void hover(double x) {
+        QMouseEvent event(QEvent::MouseMove, at(x), view().mapToGlobal(at(x)), Qt::NoButton,
+                          Qt::NoButton, Qt::NoModifier);
+        QApplication::sendEvent(&view(), &event);
+    }
+    static bool showsHand() {
+        const QCursor* cursor = QGuiApplication::overrideCursor();
+        return cursor && cursor->shape() == Qt::OpenHandCursor;
+    }
+    // Empties the cursor stack and says how many were on it.
+    static int pushedCursors() {
+        int count = 0;
+        for (; QGuiApplication::overrideCursor(); ++count)
+            QGuiApplication::restoreOverrideCursor();
+        return count;
+    }
 
     // Declared first so that it outlives the view.
     RecordingDelegate delegate;
@@ -239,22 +258,107 @@ INSTANTIATE_TEST_SUITE_P(, HeldAtAnEdge,
                              return std::string(info.param.name);
                          });
 
+// A held button whose release never reaches the view: a shortcut opened a modal dialog, the
+// window lost activation, or the button went up while something else had the pointer. The
+// drag ends as if released where the pointer last was, at or beyond the right edge here.
+
+enum class LostRelease { ModalDialog, PopupMenu, WindowDeactivated, MoveWithoutButton };
+
+struct LostReleaseCase {
+    const char* name;
+    double pressX;
+    bool shift;
+    double dragX;
+    LostRelease how;
+    const char* atTheEnd;
+};
+
+void PrintTo(const LostReleaseCase& c, std::ostream* out) {
+    *out << c.name;
+}
+
+class LostReleases : public InteractionTest, public testing::WithParamInterface<LostReleaseCase> {};
+
+TEST_P(LostReleases, EndTheDragWhereThePointerWas) {
+    const LostReleaseCase& c = GetParam();
+    hover(c.pressX); // the hand shows over a grip
+    press(c.pressX, c.shift ? Qt::ShiftModifier : Qt::NoModifier);
+    move(c.dragX - 10);
+    move(c.dragX);
+    delegate.take();
+    switch (c.how) {
+    case LostRelease::ModalDialog: {
+        QDialog dialog(&window.scrollArea());
+        dialog.setModal(true);
+        dialog.show();
+        QTest::qWait(20);
+        break;
+    }
+    case LostRelease::PopupMenu: {
+        QMenu menu;
+        menu.addAction(QStringLiteral("Open"));
+        menu.popup(view().mapToGlobal(QPoint(50, 50)));
+        QTest::qWait(3 * KTFixedWaveformView::kAutoscrollIntervalMs);
+        break;
+    }
+    case LostRelease::WindowDeactivated: {
+        QEvent deactivate(QEvent::WindowDeactivate);
+        QApplication::sendEvent(&window.scrollArea(), &deactivate);
+        break;
+    }
+    case LostRelease::MoveWithoutButton:
+        hover(c.dragX - 100);
+        break;
+    }
+    EXPECT_EQ(delegate.take(), c.atTheEnd);
+    EXPECT_FALSE(view().isDragging());
+    EXPECT_EQ(pushedCursors(), 0);
+    view().setPlayheadFrame(1000); // the player's reports are taken again
+    EXPECT_EQ(view().playheadFrame(), 1000);
+    QTest::qWait(120); // no tick of the edge timer, and moves or a late release edit nothing
+    hover(c.dragX - 200);
+    QTest::mouseRelease(&view(), Qt::LeftButton, {}, at(c.dragX - 200));
+    EXPECT_EQ(delegate.take(), "");
+    EXPECT_EQ(view().playheadFrame(), 1000);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , LostReleases,
+    testing::Values(LostReleaseCase{"GripWhenAModalDialogOpens", 330, false, 660,
+                                    LostRelease::ModalDialog, "range 100000 600000"},
+                    LostReleaseCase{"ShiftRangeWhenAPopupMenuOpens", 300, true, 450,
+                                    LostRelease::PopupMenu, "range 275000 425000"},
+                    LostReleaseCase{"PlayheadWhenTheWindowIsDeactivated", 200, false, 650,
+                                    LostRelease::WindowDeactivated, "current 299000"},
+                    LostReleaseCase{"ShiftRangeWhenAMoveComesWithoutTheButton", 300, true, 450,
+                                    LostRelease::MoveWithoutButton, "range 275000 425000"}),
+    [](const testing::TestParamInfo<LostReleaseCase>& info) {
+        return std::string(info.param.name);
+    });
+
 // The wheel and the two-finger gesture.
 
 struct Wheel {
     Qt::ScrollPhase phase;
     int dx;
     int dy;
+    bool pointsOnly = false;
 };
+
+std::vector<Wheel> times(int count, const Wheel& wheel) {
+    return std::vector<Wheel>(static_cast<std::size_t>(count), wheel);
+}
 
 // Sent as the window system's own, so that QApplication passes on what the view ignores.
 void sendWheel(QWidget* widget, const Wheel& wheel) {
     const QPointF position(200.0, kY);
-    // A trackpad reports points and, for those who read only angles, the same as angles.
+    // A trackpad reports points and, for those who read only angles, the same as angles; a
+    // wheel reports only angles.
     const QPoint delta(wheel.dx, wheel.dy);
-    QWheelEvent event(position, widget->mapToGlobal(position),
-                      wheel.phase == Qt::NoScrollPhase ? QPoint() : delta, delta, Qt::NoButton,
-                      Qt::NoModifier, wheel.phase, false);
+    const bool points = wheel.phase != Qt::NoScrollPhase || wheel.pointsOnly;
+    QWheelEvent event(position, widget->mapToGlobal(position), points ? delta : QPoint(),
+                      wheel.pointsOnly ? QPoint() : delta, Qt::NoButton, Qt::NoModifier,
+                      wheel.phase, false);
     QSpontaneKeyEvent::setSpontaneous(&event);
     qApp->notify(widget, &event);
 }
@@ -308,6 +412,12 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         WheelCase{"WheelUpZoomsIn", 0, {{kWheel, 0, 120}}, 975, false},
         WheelCase{"SidewaysWheelScrolls", 1, {{kWheel, 120, 0}}, 975, true},
+        // Without phases (X11) a high-resolution wheel or a trackpad sends small events;
+        // they add up, a step per 120 units of angle or 20 points, as far as notches go.
+        WheelCase{"SmallWheelEventsAddUpToAStepPer120", 0, times(15, {kWheel, 0, 16}), 1462, false},
+        WheelCase{"SmallWheelEventsDownZoomOut", 2, times(8, {kWheel, 0, -15}), 974, false},
+        WheelCase{"PointsWithoutPhasesAddUpToAStepPer20", 0, times(4, {kWheel, 0, 10, true}), 1462,
+                  false},
         // 15, 25, 45 points: a step at each 20 passed.
         WheelCase{"GestureZoomsAStepPer20Points",
                   0,
@@ -390,25 +500,7 @@ INSTANTIATE_TEST_SUITE_P(
 
 // The open hand over the grips.
 
-class HandCursor : public InteractionTest {
-protected:
-    void hover(double x) {
-        QMouseEvent event(QEvent::MouseMove, at(x), view().mapToGlobal(at(x)), Qt::NoButton,
-                          Qt::NoButton, Qt::NoModifier);
-        QApplication::sendEvent(&view(), &event);
-    }
-    static bool showsHand() {
-        const QCursor* cursor = QGuiApplication::overrideCursor();
-        return cursor && cursor->shape() == Qt::OpenHandCursor;
-    }
-    // Empties the cursor stack and says how many were on it.
-    static int pushedCursors() {
-        int count = 0;
-        for (; QGuiApplication::overrideCursor(); ++count)
-            QGuiApplication::restoreOverrideCursor();
-        return count;
-    }
-};
+class HandCursor : public InteractionTest {};
 
 TEST_F(HandCursor, ShowsOverEitherGripOnlyAndGoesWithThePointer) {
     hover(110);
