@@ -7,7 +7,6 @@
 #include <cstring>
 #include <fstream>
 #include <functional>
-#include <random>
 #include <stdexcept>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -311,19 +310,6 @@ fs::path wavCutOffHalfway() {
     const fs::path path = fixtureDirectory() / "cut-off-halfway.wav";
     const std::string bytes = readFile(whole);
     writeFile(path, std::string_view(bytes).substr(0, bytes.size() / 2));
-    return path;
-}
-
-fs::path validHeaderThenRandomBytes() {
-    const fs::path whole = makeFixture(makeNoise(44100, 2, 44100, 7), encoding("flac"), "header");
-    std::string bytes = readFile(whole);
-    // Keep the stream header and metadata (they end well before 8 KiB) and replace the
-    // audio frames by noise of the same length.
-    std::mt19937 generator(1234);
-    for (std::size_t i = std::min<std::size_t>(8192, bytes.size()); i < bytes.size(); ++i)
-        bytes[i] = static_cast<char>(generator() & 0xff);
-    const fs::path path = fixtureDirectory() / "header-then-random.flac";
-    writeFile(path, bytes);
     return path;
 }
 

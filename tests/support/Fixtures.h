@@ -58,8 +58,7 @@ std::filesystem::path withRepaginatedOggStart(const std::filesystem::path& file,
 std::filesystem::path missingFile();
 std::filesystem::path emptyFile();
 std::filesystem::path textFileNamedMp3();
-std::filesystem::path wavCutOffHalfway();           // header promises twice the data it has
-std::filesystem::path validHeaderThenRandomBytes(); // a FLAC stream header, then noise
+std::filesystem::path wavCutOffHalfway(); // header promises twice the data it has
 std::filesystem::path directoryPath();
 
 // A fresh folder of the test's own in the system's temporary folder, removed with all it
