@@ -226,23 +226,30 @@ bool AudioEncoder::encodeAvailable(bool flushing) {
         av_audio_fifo_read(s.fifo, reinterpret_cast<void**>(s.frame->data), available);
         s.frame->pts = s.nextPts;
         s.nextPts += s.frame->nb_samples;
-        if (int status = avcodec_send_frame(s.codec, s.frame); status < 0)
-            return fail("cannot encode", status);
-        for (;;) {
-            const int received = avcodec_receive_packet(s.codec, s.packet);
-            if (received == AVERROR(EAGAIN) || received == AVERROR_EOF)
-                break;
-            if (received < 0)
-                return fail("cannot encode", received);
-            av_packet_rescale_ts(s.packet, s.codec->time_base, s.stream->time_base);
-            s.packet->stream_index = s.stream->index;
-            if (int status = av_interleaved_write_frame(s.format, s.packet); status < 0)
-                return fail("cannot write " + s.target, status);
-        }
+        if (!sendAndWrite(s.frame))
+            return false;
     }
     if (s.format->pb && s.format->pb->error < 0)
         return fail("cannot write " + s.target, s.format->pb->error);
     return true;
+}
+
+// Hands `frame` to the encoder and writes every packet that comes out.
+bool AudioEncoder::sendAndWrite(const AVFrame* frame) {
+    State& s = *state;
+    if (int status = avcodec_send_frame(s.codec, frame); status < 0)
+        return fail("cannot encode", status);
+    for (;;) {
+        const int received = avcodec_receive_packet(s.codec, s.packet);
+        if (received == AVERROR(EAGAIN) || received == AVERROR_EOF)
+            return true;
+        if (received < 0)
+            return fail("cannot encode", received);
+        av_packet_rescale_ts(s.packet, s.codec->time_base, s.stream->time_base);
+        s.packet->stream_index = s.stream->index;
+        if (int status = av_interleaved_write_frame(s.format, s.packet); status < 0)
+            return fail("cannot write " + s.target, status);
+    }
 }
 
 bool AudioEncoder::finish() {
@@ -251,19 +258,8 @@ bool AudioEncoder::finish() {
     State& s = *state;
     if (!encodeAvailable(true))
         return false;
-    if (int status = avcodec_send_frame(s.codec, nullptr); status < 0)
-        return fail("cannot encode", status);
-    for (;;) {
-        const int received = avcodec_receive_packet(s.codec, s.packet);
-        if (received == AVERROR_EOF || received == AVERROR(EAGAIN))
-            break;
-        if (received < 0)
-            return fail("cannot encode", received);
-        av_packet_rescale_ts(s.packet, s.codec->time_base, s.stream->time_base);
-        s.packet->stream_index = s.stream->index;
-        if (int status = av_interleaved_write_frame(s.format, s.packet); status < 0)
-            return fail("cannot write " + s.target, status);
-    }
+    if (!sendAndWrite(nullptr)) // no frame: the encoder gives what it still holds
+        return false;
     if (int status = av_write_trailer(s.format); status < 0)
         return fail("cannot write " + s.target, status);
     avio_flush(s.format->pb);

@@ -16,6 +16,8 @@
 #include <optional>
 #include <string>
 
+struct AVFrame;
+
 namespace platform {
 
 enum class ExportFormat { WavFloat, Wav16, Flac, Mp3 };
@@ -49,6 +51,7 @@ private:
     struct State;
     bool fail(const std::string& what, int ffmpegStatus = 0);
     bool encodeAvailable(bool flushing);
+    bool sendAndWrite(const AVFrame* frame);
 
     std::unique_ptr<State> state;
     std::string error_;

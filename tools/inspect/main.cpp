@@ -51,14 +51,10 @@ bool decodeTo(const KTAudioFile& audioFile, std::int64_t fromFrame, const std::s
     constexpr std::uint32_t kChunkFrames = 32768;
     std::vector<float> buffer(std::size_t(kChunkFrames) * 2);
     for (;;) {
-        platform::AudioBufferList list{};
-        list.mNumberBuffers = 1;
-        list.mBuffers[0].mNumberChannels = 2;
-        list.mBuffers[0].mDataByteSize = kChunkFrames * 8;
-        list.mBuffers[0].mData = buffer.data();
         std::uint32_t frames = kChunkFrames;
-        CheckError(platform::ExtAudioFileRead(audioFile.extAudioFile(), &frames, &list),
-                   "Read frames as floats");
+        CheckError(
+            platform::ExtAudioFileReadStereoFloat(audioFile.extAudioFile(), &frames, buffer.data()),
+            "Read frames as floats");
         if (frames == 0)
             break;
         wav.write(buffer.data(), frames);
