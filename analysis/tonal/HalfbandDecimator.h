@@ -30,6 +30,7 @@ public:
 private:
     std::vector<float> taps_; // taps_[i] for offsets 1, 3, 5, ... kHalfLength
     std::vector<float> input_;
+    std::vector<float> odd_;      // scratch: the odd input samples one push reads
     std::int64_t inputStart_ = 0; // input index of input_[0]
     std::int64_t nextOutput_ = 0;
 };

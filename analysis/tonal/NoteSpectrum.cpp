@@ -42,12 +42,10 @@ bool isOvertoneOf(double upperCents, double lowerCents) {
 
 } // namespace
 
-NoteSpectrum noteSpectrum(std::span<const float> fineBins, double shiftCents, double tuningCents) {
-    NoteSpectrum out;
+KeyLevels foldToKeys(std::span<const float> fineBins, double offsetCents) {
+    KeyLevels levels{};
     if (fineBins.size() < std::size_t(kFineBinCount))
-        return out;
-    // Key k as heard is the audio at 100·k - shift, moved by the recording's tuning.
-    const double offsetCents = tuningCents - shiftCents;
+        return levels;
     for (int key = 0; key < kKeyCount; ++key) {
         const double centre = centsToFineBin(100.0 * key + offsetCents);
         const int first = std::max(0, int(std::ceil(centre - kBinsPerSemitone / 2.0)));
@@ -56,12 +54,31 @@ NoteSpectrum noteSpectrum(std::span<const float> fineBins, double shiftCents, do
         float level = 0;
         for (int b = first; b <= last; ++b)
             level = std::max(level, fineBins[std::size_t(b)]);
-        out.keyLevels[std::size_t(key)] = level;
+        levels[std::size_t(key)] = level;
     }
+    return levels;
+}
 
+KeyLevels foldPeaksToKeys(std::span<const float> fineBins, double offsetCents) {
+    KeyLevels levels{};
+    if (fineBins.size() < std::size_t(kFineBinCount))
+        return levels;
+    for (int b = 1; b + 1 < kFineBinCount; ++b) {
+        const float m = fineBins[std::size_t(b)];
+        if (m < fineBins[std::size_t(b - 1)] || m <= fineBins[std::size_t(b + 1)])
+            continue;
+        const int key = int(std::lround((fineBinCents(b) - offsetCents) / 100.0));
+        if (key >= 0 && key < kKeyCount)
+            levels[std::size_t(key)] = std::max(levels[std::size_t(key)], m);
+    }
+    return levels;
+}
+
+std::vector<int> strongestKeys(std::span<const float> fineBins, double offsetCents) {
+    std::vector<int> keys;
     std::vector<Peak> peaks = spectralPeaks(fineBins, kSilenceAmplitude);
     if (peaks.empty())
-        return out;
+        return keys;
     std::sort(peaks.begin(), peaks.end(),
               [](const Peak& a, const Peak& b) { return a.amplitude > b.amplitude; });
     const float threshold = peaks.front().amplitude * kStrongestShare;
@@ -75,13 +92,22 @@ NoteSpectrum noteSpectrum(std::span<const float> fineBins, double shiftCents, do
         const bool overtone = std::any_of(lit.begin(), lit.end(), [&](const Peak& l) {
             return l.cents < peak.cents && isOvertoneOf(peak.cents, l.cents);
         });
-        if (overtone || std::find(out.strongestKeys.begin(), out.strongestKeys.end(), key) !=
-                            out.strongestKeys.end())
+        if (overtone || std::find(keys.begin(), keys.end(), key) != keys.end())
             continue;
         lit.push_back(peak);
-        out.strongestKeys.push_back(key);
+        keys.push_back(key);
     }
-    std::sort(out.strongestKeys.begin(), out.strongestKeys.end());
+    std::sort(keys.begin(), keys.end());
+    return keys;
+}
+
+NoteSpectrum noteSpectrum(std::span<const float> fineBins, double shiftCents, double tuningCents) {
+    // Key k as heard is the audio at 100·k - shift, moved by the recording's tuning.
+    const double offsetCents = tuningCents - shiftCents;
+    NoteSpectrum out;
+    out.keyLevels = foldToKeys(fineBins, offsetCents);
+    if (fineBins.size() >= std::size_t(kFineBinCount))
+        out.strongestKeys = strongestKeys(fineBins, offsetCents);
     return out;
 }
 

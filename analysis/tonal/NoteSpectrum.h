@@ -19,10 +19,12 @@
 
 namespace tonal {
 
+// One value per key (0 = C1): the amplitude of the strongest fine bin within 50 cents of
+// the key, 0 for a key whose band lies outside C1 - 50 cents ... C8 + 42 cents of the audio.
+using KeyLevels = std::array<float, kKeyCount>;
+
 struct NoteSpectrum {
-    // The amplitude of the strongest fine bin within 50 cents of each key (0 = C1), 0 for a
-    // key whose band lies outside C1 - 50 cents ... C8 + 42 cents of the audio.
-    std::array<float, kKeyCount> keyLevels{};
+    KeyLevels keyLevels{};
     // The keys that sound, ascending: peaks of the fine spectrum no weaker than a fifth of
     // the strongest (-14 dB) and above -54 dBFS, less those that are only an overtone of a
     // stronger lit key; at most kMaxStrongestKeys, the strongest first to be chosen.
@@ -33,7 +35,15 @@ constexpr int kMaxStrongestKeys = 8;
 constexpr float kSilenceAmplitude = 0.002f; // -54 dBFS
 constexpr float kStrongestShare = 0.2f;
 
-// `fineBins` has kFineBinCount amplitudes, as ConstantQ gives them.
+// `fineBins` has kFineBinCount amplitudes, as ConstantQ gives them. `offsetCents` is where
+// the keys' bands sit against equal temperament in the audio: tuning - shift.
+KeyLevels foldToKeys(std::span<const float> fineBins, double offsetCents);
+std::vector<int> strongestKeys(std::span<const float> fineBins, double offsetCents);
+// As foldToKeys, but only the spectrum's peaks count: a key gets the strongest local
+// maximum within its band, 0 when the band only holds the skirt of a neighbour's peak. A
+// short note's spectrum is as wide as its duration is short; this keeps it to its key.
+KeyLevels foldPeaksToKeys(std::span<const float> fineBins, double offsetCents);
+
 NoteSpectrum noteSpectrum(std::span<const float> fineBins, double shiftCents,
                           double tuningCents = 0);
 
