@@ -1,15 +1,49 @@
 #include "analysis/rhythm/BeatTracker.h"
 
+#include "analysis/rhythm/Salience.h"
 #include "analysis/signal/AnalysisRate.h"
 
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
 #include <dsp/tempotracking/TempoTrackV2.h>
 
 namespace analysis {
+namespace {
+
+struct Grid {
+    std::vector<double> beats; // seconds
+    double bpm = 0;
+};
+
+double medianBpm(const std::vector<double>& beats) {
+    if (beats.size() < 2)
+        return 0;
+    std::vector<double> intervals;
+    for (std::size_t i = 1; i < beats.size(); ++i)
+        intervals.push_back(beats[i] - beats[i - 1]);
+    std::nth_element(intervals.begin(), intervals.begin() + intervals.size() / 2, intervals.end());
+    return 60.0 / intervals[intervals.size() / 2];
+}
+
+Grid beatsAtPeriods(TempoTrackV2& tracker, const std::vector<double>& df,
+                    const std::vector<double>& periods, double hopSeconds) {
+    std::vector<double> frames;
+    tracker.calculateBeats(df, periods, frames);
+    Grid grid;
+    for (double frame : frames)
+        grid.beats.push_back(frame * hopSeconds);
+    grid.bpm = medianBpm(grid.beats);
+    return grid;
+}
+
+} // namespace
 
 std::vector<double> trackBeats(const OnsetTrack& track, const std::atomic<bool>* cancel) {
-    std::vector<double> beats;
     if (track.onset.size() < 64)
-        return beats;
+        return {};
+    const double hop = track.hopSeconds();
     const std::vector<double> df(track.onset.begin(), track.onset.end());
     TempoTrackV2 tracker(float(kAnalysisRateHz), OnsetTrack::kHopFrames);
     // The tracker writes one period per onset frame into a vector of the onset's size.
@@ -17,12 +51,39 @@ std::vector<double> trackBeats(const OnsetTrack& track, const std::atomic<bool>*
     std::vector<double> tempi;
     tracker.calculateBeatPeriod(df, periods, tempi);
     if (cancel && cancel->load())
-        return beats;
-    std::vector<double> frames;
-    tracker.calculateBeats(df, periods, frames);
-    for (double frame : frames)
-        beats.push_back(frame * track.hopSeconds());
-    return beats;
+        return {};
+    Grid grid = beatsAtPeriods(tracker, df, periods, hop);
+
+    std::vector<float> accent(track.onset.size());
+    for (std::size_t i = 0; i < accent.size(); ++i)
+        accent[i] = track.onset[i] + 2.0f * track.lowOnset[i];
+    auto rescaled = [&](double factor) {
+        std::vector<double> scaled(periods);
+        for (double& period : scaled)
+            period *= factor;
+        return beatsAtPeriods(tracker, df, scaled, hop);
+    };
+    const double onBeats = salienceAt(track.onset, hop, grid.beats);
+    const double halfway = salienceAt(track.onset, hop, halfwayPoints(grid.beats));
+    const double even = salienceAt(track.onset, hop, everyOther(grid.beats, 0));
+    const double odd = salienceAt(track.onset, hop, everyOther(grid.beats, 1));
+    const double alternation = std::min(even, odd) / std::max(even, odd);
+    const bool debug = std::getenv("STUDYLOOP_RHYTHM_DEBUG") != nullptr;
+    if (debug)
+        std::fprintf(stderr, "bpm %.1f  half/on %.2f  alt %.2f\n", grid.bpm, halfway / onBeats,
+                     alternation);
+    if (alternation < 0.6 && grid.bpm / 2 >= 40)
+        grid = rescaled(2.0);
+    else if (grid.bpm <= 100 && halfway / onBeats >= 0.75)
+        grid = rescaled(0.5);
+    const double accentOn = salienceAt(accent, hop, grid.beats);
+    const double accentHalf = salienceAt(accent, hop, halfwayPoints(grid.beats));
+    if (debug)
+        std::fprintf(stderr, "level bpm %.1f  accent half/on %.2f\n", grid.bpm,
+                     accentHalf / accentOn);
+    if (accentHalf > 1.15 * accentOn)
+        grid.beats = halfwayPoints(grid.beats);
+    return grid.beats;
 }
 
 } // namespace analysis

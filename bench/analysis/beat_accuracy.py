@@ -68,7 +68,8 @@ def mark(value, target):
 
 
 def perturbations(wav, beats, downbeats, tempo):
-    """Variants made with sox: played 8 % faster, tuned 40 cents sharp, under pink noise."""
+    """Variants made with sox: played 8 % faster, tuned 40 cents sharp, under pink noise
+    20 dB below the piece."""
     base = wav[:-4]
     faster = base + "-faster.wav"
     run(["sox", wav, faster, "tempo", "-m", "1.08"])
@@ -79,9 +80,12 @@ def perturbations(wav, beats, downbeats, tempo):
     noise = base + "-noisy-noise.wav"
     noisy = base + "-noisy.wav"
     duration = subprocess.run(["soxi", "-D", wav], capture_output=True, text=True, check=True).stdout.strip()
-    run(["sox", "-n", "-r", "44100", "-c", "2", noise, "synth", duration, "pinknoise", "vol", "0.05"])
+    stat = subprocess.run(["sox", wav, "-n", "stat"], capture_output=True, text=True).stderr
+    rms = float(next(line.split()[-1] for line in stat.splitlines() if line.startswith("RMS     amplitude")))
+    # sox's pink noise at full volume has an RMS of about 0.22.
+    run(["sox", "-n", "-r", "44100", "-c", "2", noise, "synth", duration, "pinknoise", "vol", f"{0.1 * rms / 0.22:.5f}"])
     run(["sox", "-m", wav, noise, noisy])
-    yield "pink noise", noisy, beats, downbeats, tempo
+    yield "pink noise, 20 dB down", noisy, beats, downbeats, tempo
 
 
 def score_table(rows, title):
