@@ -1,8 +1,8 @@
 #include "analysis/rhythm/RhythmAnalysis.h"
 
+#include "analysis/rhythm/BarFinder.h"
 #include "analysis/rhythm/BeatTracker.h"
-
-#include <algorithm>
+#include "analysis/rhythm/TempoSections.h"
 
 namespace analysis {
 
@@ -11,19 +11,19 @@ Rhythm analyzeRhythm(const OnsetTrack& track, const std::atomic<bool>* cancel) {
     const std::vector<double> beats = trackBeats(track, cancel);
     if (beats.size() < 2 || (cancel && cancel->load()))
         return rhythm;
-    rhythm.beatsPerBar = 4;
+    const Bars bars = findBars(track, beats);
+    rhythm.beatsPerBar = bars.beatsPerBar;
+    int bar = 0;
     for (std::size_t i = 0; i < beats.size(); ++i) {
-        const int inBar = int(i % 4);
-        rhythm.beats.push_back({beats[i], int(i / 4) + 1, inBar + 1});
-        if (inBar == 0)
+        const int position = bars.positionOfBeat[i];
+        if (position == 0) {
+            ++bar;
             rhythm.downbeatSeconds.push_back(beats[i]);
+        }
+        rhythm.beats.push_back({beats[i], bar, position + 1});
     }
-    std::vector<double> intervals;
-    for (std::size_t i = 1; i < beats.size(); ++i)
-        intervals.push_back(beats[i] - beats[i - 1]);
-    std::nth_element(intervals.begin(), intervals.begin() + intervals.size() / 2, intervals.end());
-    rhythm.tempoBpm = 60.0 / intervals[intervals.size() / 2];
-    rhythm.tempoSections.push_back({beats.front(), rhythm.tempoBpm});
+    rhythm.tempoBpm = medianTempoBpm(beats);
+    rhythm.tempoSections = findTempoSections(beats);
     return rhythm;
 }
 
