@@ -38,6 +38,27 @@ Grid beatsAtPeriods(TempoTrackV2& tracker, const std::vector<double>& df,
     return grid;
 }
 
+// The tracker keeps counting through silence: beats before the first and after the last
+// that has an onset near it are left out.
+void dropSilentEnds(const OnsetTrack& track, std::vector<double>& beats) {
+    if (beats.empty())
+        return;
+    std::vector<double> strength;
+    for (double beat : beats)
+        strength.push_back(salienceAt(track.onset, track.hopSeconds(), {beat}));
+    std::vector<double> sorted(strength);
+    std::nth_element(sorted.begin(), sorted.begin() + sorted.size() / 2, sorted.end());
+    const double quiet = 0.1 * sorted[sorted.size() / 2];
+    std::size_t first = 0;
+    std::size_t end = beats.size();
+    while (first < end && strength[first] <= quiet)
+        ++first;
+    while (end > first && strength[end - 1] <= quiet)
+        --end;
+    beats = std::vector<double>(beats.begin() + std::ptrdiff_t(first),
+                                beats.begin() + std::ptrdiff_t(end));
+}
+
 } // namespace
 
 std::vector<double> trackBeats(const OnsetTrack& track, const std::atomic<bool>* cancel) {
@@ -83,6 +104,7 @@ std::vector<double> trackBeats(const OnsetTrack& track, const std::atomic<bool>*
                      accentHalf / accentOn);
     if (accentHalf > 1.15 * accentOn)
         grid.beats = halfwayPoints(grid.beats);
+    dropSilentEnds(track, grid.beats);
     return grid.beats;
 }
 
