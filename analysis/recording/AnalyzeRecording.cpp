@@ -4,6 +4,7 @@
 #include "analysis/rhythm/RhythmAnalysis.h"
 #include "analysis/signal/AnalysisRate.h"
 #include "analysis/signal/SignalPass.h"
+#include "analysis/tonal/TonalFeatures.h"
 
 #include <chrono>
 #include <condition_variable>
@@ -67,7 +68,8 @@ RecordingAnalysis analyze(const std::string& path, const AnalysisControl& contro
     // Every feature of every kind of analysis is computed in this one pass: add a new
     // extractor to this list.
     OnsetFeatures onsets;
-    const std::vector<FeatureExtractor*> extractors{&onsets};
+    tonal::TonalFeatures tonalFeatures(kAnalysisRateHz);
+    const std::vector<FeatureExtractor*> extractors{&onsets, &tonalFeatures};
 
     PassProgress progress;
     PassControl passControl;
@@ -97,6 +99,11 @@ RecordingAnalysis analyze(const std::string& path, const AnalysisControl& contro
         analysis.rhythm = {};
         return analysis;
     }
+    // The chords are labelled beat by beat.
+    std::vector<double> beatSeconds;
+    for (const Beat& beat : analysis.rhythm.beats)
+        beatSeconds.push_back(beat.seconds);
+    analysis.tonality = tonal::analyseTonality(tonalFeatures.result(), beatSeconds);
     setProgress(control, 1.0);
     analysis.status = AnalysisStatus::Done;
     return analysis;

@@ -5,6 +5,7 @@
 // (see analyzeRecording in analysis/recording/AnalyzeRecording.h).
 
 #include "analysis/rhythm/Rhythm.h"
+#include "analysis/tonal/TonalAnalysis.h"
 
 #include <string>
 
@@ -17,6 +18,7 @@ struct RecordingAnalysis {
     std::string error; // Failed: why, in plain words ("not an audio file ('typ?')")
     double durationSeconds = 0;
     Rhythm rhythm;
+    tonal::TonalResult tonality; // key, tuning and chords
 };
 
 } // namespace analysis

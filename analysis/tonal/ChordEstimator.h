@@ -1,7 +1,7 @@
 #pragma once
 
-// The chords of a recording, from its key frames (KeyFrames.h), one label per beat or per
-// fixed stretch of about 0.37 s, smoothed over time.
+// The chords of a recording, from its key frames (PeakFrames::keyFrames), one label per beat
+// or per fixed stretch of about 0.37 s, smoothed over time.
 //
 // Each segment between two boundaries (the beats, when the beat tracker gives them) is the
 // mean of the frames centred in it, on a square-root scale. Its treble (E2 to C7) and bass

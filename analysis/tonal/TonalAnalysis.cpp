@@ -4,11 +4,12 @@
 
 namespace tonal {
 
-TonalResult analyseTonality(const KeyFrameBuilder& frames, std::span<const double> beatSeconds) {
+TonalResult analyseTonality(const TonalTrack& track, std::span<const double> beatSeconds) {
     TonalResult result;
-    result.tuningCents = frames.tuningCents();
-    result.chords = estimateChords(frames.frames(), frames.hopSeconds(), beatSeconds);
-    result.key = estimateKey(frames.frames(), result.chords);
+    result.tuningCents = track.tuning.cents();
+    const std::vector<KeyLevels> frames = track.peaks.keyFrames(result.tuningCents);
+    result.chords = estimateChords(frames, track.hopSeconds, beatSeconds);
+    result.key = estimateKey(frames, result.chords);
     return result;
 }
 

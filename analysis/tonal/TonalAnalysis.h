@@ -1,18 +1,14 @@
 #pragma once
 
 // What the tonal analysis says about a whole recording: its key, its tuning against A440
-// and its chords, found from the key frames of one pass over it (KeyFrames.h) and, when
-// the beat tracker has them, its beat times.
+// and its chords, found from the features of the shared decode pass (TonalFeatures.h)
+// and, when the beat tracker found them, its beat times.
 //
-//     KeyFrameBuilder frames(rate);
-//     frames.push(mono, count) ...;  frames.finish();
-//     TonalResult result = analyseTonality(frames, beatSeconds);
-//
-// Plain function: any thread, once the builder is finished.
+// Plain function: any thread, once the pass is over.
 
 #include "analysis/tonal/ChordEstimator.h"
-#include "analysis/tonal/KeyFrames.h"
 #include "analysis/tonal/MusicalKey.h"
+#include "analysis/tonal/TonalFeatures.h"
 
 #include <span>
 #include <string>
@@ -31,6 +27,6 @@ struct TonalResult {
     }
 };
 
-TonalResult analyseTonality(const KeyFrameBuilder& frames, std::span<const double> beatSeconds);
+TonalResult analyseTonality(const TonalTrack& track, std::span<const double> beatSeconds);
 
 } // namespace tonal

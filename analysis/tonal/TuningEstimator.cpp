@@ -47,6 +47,15 @@ void TuningEstimator::addFrame(std::span<const float> bins) {
     }
 }
 
+void TuningEstimator::merge(const TuningEstimator& other) {
+    for (std::size_t i = 0; i < histogram_.size(); ++i) {
+        histogram_[i] += other.histogram_[i];
+        sumSin_[i] += other.sumSin_[i];
+        sumCos_[i] += other.sumCos_[i];
+    }
+    total_ += other.total_;
+}
+
 double TuningEstimator::cents() const {
     if (total_ <= 0)
         return 0;

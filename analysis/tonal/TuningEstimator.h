@@ -22,6 +22,8 @@ class TuningEstimator {
 public:
     // `fineBins`: kFineBinCount amplitudes of one frame.
     void addFrame(std::span<const float> fineBins);
+    // Adds the votes of another estimator (another stretch of the same recording).
+    void merge(const TuningEstimator& other);
 
     // In (-50, 50]; 0 before any peak was seen.
     double cents() const;

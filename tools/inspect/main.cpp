@@ -1,6 +1,7 @@
 // studyloop-inspect FILE [--peaks] [--analysis] [--decode OUT.wav [--from FRAME]]: opens FILE
 // as the application does and prints what it found as one JSON object on standard output.
-// With --analysis it adds the tempo, beats and bars the analysis finds. With
+// With --analysis it adds the tempo, beats and bars, the key, the tuning against A440 in
+// cents and the chords (start and end in seconds, label) that the analysis finds. With
 // --decode it also writes the frames exactly as the program reads them, so that what the
 // program hears can be compared with another decoder. The program's own diagnostics go to
 // standard error.
@@ -79,6 +80,23 @@ std::string jsonSeconds(const std::vector<double>& seconds) {
     return out + "]";
 }
 
+// The key, the tuning and the chords as JSON members, each with a leading ", ".
+std::string tonalityJson(const tonal::TonalResult& tonality) {
+    char tuning[32];
+    std::snprintf(tuning, sizeof tuning, "%.1f", tonality.tuningCents);
+    std::string chords = "[";
+    for (std::size_t i = 0; i < tonality.chords.size(); ++i) {
+        const tonal::ChordSpan& span = tonality.chords[i];
+        char times[64];
+        std::snprintf(times, sizeof times,
+                      "%s{\"start\": %.3f, \"end\": %.3f, \"label\": ", i ? ", " : "",
+                      span.startSeconds, span.endSeconds);
+        chords += times + jsonString(tonality.chordName(span)) + "}";
+    }
+    return ", \"key\": " + jsonString(tonal::keyName(tonality.key)) +
+           ", \"tuningCents\": " + tuning + ", \"chords\": " + chords + "]";
+}
+
 // The analysis's findings as JSON members, each with a leading ", ".
 std::string analysisJson(const analysis::RecordingAnalysis& found) {
     const analysis::Rhythm& rhythm = found.rhythm;
@@ -90,7 +108,7 @@ std::string analysisJson(const analysis::RecordingAnalysis& found) {
     return std::string(", \"tempo\": ") + tempo +
            ", \"beatsPerBar\": " + std::to_string(rhythm.beatsPerBar) +
            ", \"beats\": " + jsonSeconds(beats) +
-           ", \"downbeats\": " + jsonSeconds(rhythm.downbeatSeconds);
+           ", \"downbeats\": " + jsonSeconds(rhythm.downbeatSeconds) + tonalityJson(found.tonality);
 }
 
 } // namespace
