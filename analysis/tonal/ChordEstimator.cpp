@@ -9,7 +9,7 @@ namespace tonal {
 namespace {
 
 constexpr int kChordCount = 12 * kChordQualityCount; // state kChordCount is "no chord"
-constexpr double kHarmonicDecay = 0.7;
+constexpr double kHarmonicDecay = 0.55;
 constexpr int kHarmonics = 6;
 constexpr double kBassWeight = 0.5;
 constexpr double kNoChordScore = 0.3;       // when the segment sounds

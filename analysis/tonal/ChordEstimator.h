@@ -7,7 +7,7 @@
 // mean of the frames centred in it, on a square-root scale. Its treble (E2 to C7) and bass
 // (around C2) are folded to pitch classes. A chord's score is the correlation of the
 // treble with the chord's template, which counts each chord note's first six harmonics
-// (the 3rd and 6th fall on its fifth, the 5th on its major third) at 0.7 a harmonic, plus
+// (the 3rd and 6th fall on its fifth, the 5th on its major third) at 0.55 a harmonic, plus
 // half the bass's share on the chord's root. Segments more than 34 dB below the
 // recording's loud frames are no chord. A Viterbi path over the segments, with a fixed
 // cost for every change, gives the sequence; equal neighbours are merged.

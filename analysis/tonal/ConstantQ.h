@@ -14,8 +14,9 @@
 // level where it sits at the same place relative to the rate, so every level needs one
 // FFT of 512 points or fewer. A sine of amplitude A at a bin's frequency gives A there.
 //
-// Thread contract: the kernels are fixed at construction; `compute` uses scratch buffers
-// of the object, so one thread at a time per object.
+// Thread contract: the kernels are built once per rate and shared, read-only, by every
+// object of that rate (building them takes a few tens of milliseconds); `compute` uses
+// scratch buffers of its object, so one thread at a time per object.
 
 #include "analysis/tonal/NoteScale.h"
 #include "analysis/tonal/OctaveCascade.h"
@@ -27,6 +28,8 @@
 class FFTReal;
 
 namespace tonal {
+
+struct OctaveKernel;
 
 constexpr int kOctaveLevels = 7;
 
@@ -54,22 +57,13 @@ public:
     void discardBefore(OctaveCascade& cascade, std::int64_t centre) const;
 
 private:
-    struct LevelKernel {
-        int fftLength = 0;
-        std::unique_ptr<FFTReal> fft;
-        // Bin b's entries are [offsets[i], offsets[i + 1]) for the i-th bin of `bins`.
-        std::vector<int> bins;
-        std::vector<int> offsets;
-        std::vector<int> fftIndex;
-        std::vector<double> real, imag;
-    };
-
-    void buildLevel(int level, double rate, int firstBin, int endBin);
-
     OctaveCascade geometry_; // rates and filter reach only: nothing is pushed into it
     std::int64_t alignment_;
-    std::vector<LevelKernel> levels_;
+    // The kernels are the same for every transform of a rate: built once, then shared.
+    std::shared_ptr<const std::vector<OctaveKernel>> kernels_;
+    std::vector<std::unique_ptr<FFTReal>> ffts_;
     std::vector<double> frame_, spectrumRe_, spectrumIm_;
+    std::vector<float> floatRe_, floatIm_;
 };
 
 } // namespace tonal

@@ -6,7 +6,7 @@
 namespace tonal {
 
 namespace {
-constexpr double kHopSeconds = 0.09;
+constexpr double kHopSeconds = 0.18;
 constexpr std::size_t kSubBlock = 4096; // samples through the cascade between frame checks
 } // namespace
 

@@ -34,7 +34,8 @@ public:
     // needs around its own frames.
     static std::int64_t reachBefore(double sampleRate);
     static std::int64_t reachAfter(double sampleRate);
-    // The stream's hop nearest to 93 ms that is a multiple of the alignment.
+    // The stream's hop nearest to 0.18 s that is a multiple of the alignment: two or three
+    // frames a beat, which is what the chords are labelled by, at half the cost of more.
     static std::int64_t hopFramesFor(double sampleRate);
 
     // Contiguous samples; `firstInput` must be where the last push ended (the first: the

@@ -96,7 +96,8 @@ double correlation(const std::array<double, 12>& a, const std::array<double, 12>
 
 } // namespace
 
-MusicalKey estimateKey(std::span<const KeyLevels> frames, std::span<const ChordSpan> chords) {
+MusicalKey estimateKey(std::span<const KeyLevels> frames, std::span<const ChordSpan> chords,
+                       double musicEndSeconds) {
     const float loud = loudLevel(frames);
     std::array<double, 12> chroma{};
     if (loud > 0)
@@ -113,6 +114,12 @@ MusicalKey estimateKey(std::span<const KeyLevels> frames, std::span<const ChordS
         }
     if (chordSeconds <= 0)
         return {};
+    // The final chord: the last one that starts before the music ends.
+    Chord finalChord = sounding.back().chord;
+    if (musicEndSeconds > 0)
+        for (const ChordSpan& span : sounding)
+            if (span.startSeconds < musicEndSeconds)
+                finalChord = span.chord;
 
     MusicalKey best;
     double bestScore = -1e9;
@@ -135,7 +142,7 @@ MusicalKey estimateKey(std::span<const KeyLevels> frames, std::span<const ChordS
             }
             const double score =
                 kProfileWeight * correlation(profile, chroma) + kChordWeight * fit / chordSeconds +
-                kFinalChordWeight * isTonicChord(key, sounding.back().chord) +
+                kFinalChordWeight * isTonicChord(key, finalChord) +
                 kCadenceWeight * std::min(cadences, kCadencesCounted) / double(kCadencesCounted);
             if (score > bestScore) {
                 bestScore = score;

@@ -9,7 +9,9 @@
 //   - how much of the time the chords are that key's chords, weighted by function (tonic
 //     1, dominant 0.8, subdominant 0.7, the other diatonic ones 0.4 to 0.5, borrowed ones
 //     0.2; in minor, the dominant may be major, as it usually is),
-//   - whether the last chord is the key's tonic chord (music ends at home), and
+//   - whether the last chord is the key's tonic chord (music ends at home): the chord at
+//     the end of the music, which is the last beat when the beats are known (a reverb
+//     tail after it is no chord of the piece), and
 //   - how often a dominant (major or seventh) chord goes to the tonic chord.
 // The four add up with weights 1, 1, 0.5 and 0.3.
 //
@@ -22,7 +24,9 @@
 
 namespace tonal {
 
-// Unknown when there is nothing to go on (silence, no chords).
-MusicalKey estimateKey(std::span<const KeyLevels> frames, std::span<const ChordSpan> chords);
+// `musicEndSeconds`: where the music ends (the last beat); the end of the chords when it is
+// 0. Unknown when there is nothing to go on (silence, no chords).
+MusicalKey estimateKey(std::span<const KeyLevels> frames, std::span<const ChordSpan> chords,
+                       double musicEndSeconds = 0);
 
 } // namespace tonal

@@ -9,7 +9,7 @@ TonalResult analyseTonality(const TonalTrack& track, std::span<const double> bea
     result.tuningCents = track.tuning.cents();
     const std::vector<KeyLevels> frames = track.peaks.keyFrames(result.tuningCents);
     result.chords = estimateChords(frames, track.hopSeconds, beatSeconds);
-    result.key = estimateKey(frames, result.chords);
+    result.key = estimateKey(frames, result.chords, beatSeconds.empty() ? 0.0 : beatSeconds.back());
     return result;
 }
 

@@ -1,7 +1,7 @@
 #pragma once
 
 // The tonal analysis's part of the shared decode pass (analysis/signal/SegmentSink.h): a
-// constant-Q frame every 1024 analysis frames (93 ms), each feeding the tuning histogram
+// constant-Q frame every 2048 analysis frames (186 ms), each feeding the tuning histogram
 // and leaving its spectral peaks. Segments are computed side by side and joined; the
 // result is what one unbroken pass would give.
 //

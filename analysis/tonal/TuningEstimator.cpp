@@ -39,42 +39,44 @@ void TuningEstimator::addFrame(std::span<const float> bins) {
         const double cents = fineBinCents(b + std::clamp(offsetBins, -0.5, 0.5));
         // Offset from the nearest key, in [-50, 50).
         const double offset = cents - 100.0 * std::floor((cents + 50.0) / 100.0);
-        const int index = std::clamp(int(std::floor(offset + 50.0)), 0, 99);
+        const int index =
+            std::clamp(int(std::floor((offset + 50.0) * kClassesPerCent)), 0, kClasses - 1);
         histogram_[std::size_t(index)] += m;
-        sumSin_[std::size_t(index)] += m * std::sin(angleOfCents(offset));
-        sumCos_[std::size_t(index)] += m * std::cos(angleOfCents(offset));
         total_ += m;
     }
 }
 
 void TuningEstimator::merge(const TuningEstimator& other) {
-    for (std::size_t i = 0; i < histogram_.size(); ++i) {
+    for (std::size_t i = 0; i < histogram_.size(); ++i)
         histogram_[i] += other.histogram_[i];
-        sumSin_[i] += other.sumSin_[i];
-        sumCos_[i] += other.sumCos_[i];
-    }
     total_ += other.total_;
 }
 
 double TuningEstimator::cents() const {
     if (total_ <= 0)
         return 0;
-    // The densest spot: the histogram smoothed over +-kMeanSpanCents, around the circle.
+    // The densest spot: the histogram summed over +-kMeanSpanCents, around the circle (a
+    // running sum).
+    const int span = kMeanSpanCents * kClassesPerCent;
+    double sum = 0;
+    for (int d = -span; d <= span; ++d)
+        sum += histogram_[std::size_t(wrap(d, kClasses))];
     int best = 0;
-    double bestSum = -1;
-    for (int i = 0; i < 100; ++i) {
-        double sum = 0;
-        for (int d = -kMeanSpanCents; d <= kMeanSpanCents; ++d)
-            sum += histogram_[std::size_t(wrap(i + d, 100))];
+    double bestSum = sum;
+    for (int i = 1; i < kClasses; ++i) {
+        sum += histogram_[std::size_t(wrap(i + span, kClasses))] -
+               histogram_[std::size_t(wrap(i - span - 1, kClasses))];
         if (sum > bestSum) {
             bestSum = sum;
             best = i;
         }
     }
     double s = 0, c = 0;
-    for (int d = -kMeanSpanCents; d <= kMeanSpanCents; ++d) {
-        s += sumSin_[std::size_t(wrap(best + d, 100))];
-        c += sumCos_[std::size_t(wrap(best + d, 100))];
+    for (int d = -span; d <= span; ++d) {
+        const int i = wrap(best + d, kClasses);
+        const double cents = (i + 0.5) / kClassesPerCent - 50.0;
+        s += histogram_[std::size_t(i)] * std::sin(angleOfCents(cents));
+        c += histogram_[std::size_t(i)] * std::cos(angleOfCents(cents));
     }
     double cents = std::atan2(s, c) * 100.0 / (2 * std::numbers::pi);
     if (cents <= -50)

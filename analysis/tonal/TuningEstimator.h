@@ -5,7 +5,7 @@
 // Every spectral peak of a frame (a local maximum of the fine bins, placed between bins by a
 // parabola, from C2 to C7, no weaker than a tenth of the frame's strongest) votes for its
 // offset from the nearest equal-tempered note with its amplitude, into a histogram of
-// 1-cent classes around the circle of one semitone. The answer is the circular mean of the
+// 0.1-cent classes around the circle of one semitone. The answer is the circular mean of the
 // votes within 15 cents of the histogram's densest spot: the mode keeps away the
 // overtones that equal temperament puts off their notes (the 5th harmonic is 14 cents
 // flat of its major third, the 7th 31 cents flat), the mean around it gives the cents'
@@ -31,8 +31,10 @@ public:
     double weight() const { return total_; }
 
 private:
-    std::array<double, 100> histogram_{}; // class i: offsets in [i - 50, i - 49) cents
-    std::array<double, 100> sumSin_{}, sumCos_{};
+    static constexpr int kClassesPerCent = 10;
+    static constexpr int kClasses = 100 * kClassesPerCent;
+    // Class i: offsets in [i / 10 - 50, (i + 1) / 10 - 50) cents.
+    std::array<double, kClasses> histogram_{};
     double total_ = 0;
 };
 
