@@ -7,6 +7,10 @@ namespace tonal {
 
 namespace {
 
+// An overtone of a lit note is taken for that note's when it is less than half as strong; a
+// note of its own at that pitch is usually about as strong as the one below.
+constexpr float kOvertoneShare = 0.5f;
+
 struct Peak {
     double cents; // from C1, in the audio
     float amplitude;
@@ -90,7 +94,8 @@ std::vector<int> strongestKeys(std::span<const float> fineBins, double offsetCen
         if (key < 0 || key >= kKeyCount)
             continue;
         const bool overtone = std::any_of(lit.begin(), lit.end(), [&](const Peak& l) {
-            return l.cents < peak.cents && isOvertoneOf(peak.cents, l.cents);
+            return l.cents < peak.cents && peak.amplitude < kOvertoneShare * l.amplitude &&
+                   isOvertoneOf(peak.cents, l.cents);
         });
         if (overtone || std::find(keys.begin(), keys.end(), key) != keys.end())
             continue;

@@ -26,8 +26,9 @@ using KeyLevels = std::array<float, kKeyCount>;
 struct NoteSpectrum {
     KeyLevels keyLevels{};
     // The keys that sound, ascending: peaks of the fine spectrum no weaker than a fifth of
-    // the strongest (-14 dB) and above -54 dBFS, less those that are only an overtone of a
-    // stronger lit key; at most kMaxStrongestKeys, the strongest first to be chosen.
+    // the strongest (-14 dB) and above -54 dBFS, less those on an overtone of a lit lower
+    // key and less than half as strong as it; at most kMaxStrongestKeys, the strongest
+    // first to be chosen.
     std::vector<int> strongestKeys;
 };
 
