@@ -5,8 +5,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
-#include <cstdlib>
 #include <dsp/tempotracking/TempoTrackV2.h>
 
 namespace analysis {
@@ -75,34 +73,40 @@ std::vector<double> trackBeats(const OnsetTrack& track, const std::atomic<bool>*
         return {};
     Grid grid = beatsAtPeriods(tracker, df, periods, hop);
 
-    std::vector<float> accent(track.onset.size());
-    for (std::size_t i = 0; i < accent.size(); ++i)
-        accent[i] = track.onset[i] + 2.0f * track.lowOnset[i];
     auto rescaled = [&](double factor) {
         std::vector<double> scaled(periods);
         for (double& period : scaled)
             period *= factor;
         return beatsAtPeriods(tracker, df, scaled, hop);
     };
+    // The tracker's own tempo prior pulls slow pieces up to their eighths and fast ones
+    // down to every other beat. Which level the music stresses decides instead:
+    // - Alternate beats of very different strength: the tracker is counting eighths (a
+    //   ballad's arpeggios between its beats). Half the tempo; below 60 BPM only on
+    //   stronger evidence, as a strong first beat of each bar also makes beats alternate.
+    // - Below 100 BPM, half-beats nearly as strong as the beats: it is counting every
+    //   other beat of a fast piece. Double the tempo.
     const double onBeats = salienceAt(track.onset, hop, grid.beats);
     const double halfway = salienceAt(track.onset, hop, halfwayPoints(grid.beats));
     const double even = salienceAt(track.onset, hop, everyOther(grid.beats, 0));
     const double odd = salienceAt(track.onset, hop, everyOther(grid.beats, 1));
+    if (onBeats <= 0 || std::max(even, odd) <= 0)
+        return {};
     const double alternation = std::min(even, odd) / std::max(even, odd);
-    const bool debug = std::getenv("STUDYLOOP_RHYTHM_DEBUG") != nullptr;
-    if (debug)
-        std::fprintf(stderr, "bpm %.1f  half/on %.2f  alt %.2f\n", grid.bpm, halfway / onBeats,
-                     alternation);
-    if (alternation < 0.6 && grid.bpm / 2 >= 40)
+    if (alternation < (grid.bpm / 2 >= 60 ? 0.6 : 0.4) && grid.bpm / 2 >= 40)
         grid = rescaled(2.0);
     else if (grid.bpm <= 100 && halfway / onBeats >= 0.75)
         grid = rescaled(0.5);
-    const double accentOn = salienceAt(accent, hop, grid.beats);
-    const double accentHalf = salienceAt(accent, hop, halfwayPoints(grid.beats));
-    if (debug)
-        std::fprintf(stderr, "level bpm %.1f  accent half/on %.2f\n", grid.bpm,
-                     accentHalf / accentOn);
-    if (accentHalf > 1.15 * accentOn)
+    if (cancel && cancel->load())
+        return {};
+    // Beats clearly weaker than the half-beats between them are on the off-beats (the
+    // tracker followed a syncopated part): move them half a beat. Kick drums and bass
+    // notes mark the beat, so the low bands count three times here.
+    std::vector<float> accent(track.onset.size());
+    for (std::size_t i = 0; i < accent.size(); ++i)
+        accent[i] = track.onset[i] + 2.0f * track.lowOnset[i];
+    if (salienceAt(accent, hop, halfwayPoints(grid.beats)) >
+        1.15 * salienceAt(accent, hop, grid.beats))
         grid.beats = halfwayPoints(grid.beats);
     dropSilentEnds(track, grid.beats);
     return grid.beats;
