@@ -95,13 +95,11 @@ INSTANTIATE_TEST_SUITE_P(Analysis, BadFiles,
                                          BadFile{"directory", test_support::directoryPath}),
                          [](const auto& info) { return std::string(info.param.name); });
 
-// Damaged data is decoded as far as it goes (the file layer skips what it cannot decode).
-TEST(Analysis, DamagedFilesAreAnalysedAsFarAsTheyGo) {
-    for (const auto& path :
-         {test_support::wavCutOffHalfway(), test_support::validHeaderThenRandomBytes()}) {
-        const RecordingAnalysis result = analyzeRecording(path.string());
-        EXPECT_EQ(result.status, AnalysisStatus::Done) << path << ": " << result.error;
-    }
+// A file cut short is analysed as far as it goes.
+TEST(Analysis, ACutShortFileIsAnalysedAsFarAsItGoes) {
+    const auto path = test_support::wavCutOffHalfway();
+    const RecordingAnalysis result = analyzeRecording(path.string());
+    EXPECT_EQ(result.status, AnalysisStatus::Done) << path << ": " << result.error;
 }
 
 } // namespace
