@@ -57,6 +57,7 @@ void saveScreenshotWhenLoaded(KTAppController& controller, PlayerWindow& window,
             const auto frame = std::int32_t(playhead.toDouble() * rate);
             view->setPlayheadFrame(frame);
             controller.waveformViewDidDragPlayheadToFrame(view, frame);
+            controller.waveformViewDidChangeCurrentFrame(view, frame);
         }
         // Time for the window to be drawn with all of it.
         QTimer::singleShot(700, &window, [&window, out] {
