@@ -10,6 +10,7 @@
 #include "app/KTAppController.h"
 #include "app/PlayerWindow.h"
 #include "platform/desktop/SingleInstance.h"
+#include "platform/desktop/TerminationSignals.h"
 #include "waveform_view/KTFixedWaveformView.h"
 
 #include <QApplication>
@@ -160,6 +161,7 @@ int main(int argc, char** argv) {
     if (takingScreenshot && !prepareScreenshot(arguments, controller, window))
         return 2;
 
+    platform::desktop::quitOnTerminationSignals(application);
     window.show();
     for (const QString& file : arguments.files)
         controller.applicationOpenFile(file);
