@@ -55,6 +55,10 @@ public:
 
 enum class Engine { Queue, Graph };
 
+void PrintTo(Engine engine, std::ostream* out) {
+    *out << (engine == Engine::Queue ? "queue player" : "graph player");
+}
+
 class PlayerStorm : public PlayerTest,
                     public ::testing::WithParamInterface<std::tuple<Engine, std::uint64_t>> {
 protected:
