@@ -80,6 +80,8 @@ struct BadFile {
     std::filesystem::path (*make)();
 };
 
+void PrintTo(const BadFile& file, std::ostream* out) { *out << file.name; }
+
 class BadFiles : public testing::TestWithParam<BadFile> {};
 
 TEST_P(BadFiles, GiveAnErrorNotACrash) {

@@ -7,6 +7,7 @@
 // progression that changes with every bar.
 
 #include <filesystem>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,8 @@ struct MusicPiece {
     std::vector<double> beatSeconds() const;
     std::vector<double> downbeatSeconds() const;
 };
+
+inline void PrintTo(const MusicPiece& piece, std::ostream* out) { *out << piece.name; }
 
 // The piece as a 44.1 kHz stereo WAV file. Throws std::runtime_error when fluidsynth fails.
 std::filesystem::path renderMusic(const MusicPiece& piece);
