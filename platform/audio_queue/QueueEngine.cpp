@@ -210,7 +210,7 @@ OSStatus OpaqueAudioQueue::stop(bool immediate) {
             if (immediate) {
                 dropEnqueuedLocked();
                 stopPending = false;
-                resetRequested = true;
+                requestResetLocked();
                 returnFedLocked();
             } else {
                 stopPending = true;
@@ -228,7 +228,7 @@ OSStatus OpaqueAudioQueue::stop(bool immediate) {
             resumeStopping = false;
             rtPlaying.store(false, std::memory_order_release);
             ring.requestDiscardUpTo(ring.writePosition());
-            resetRequested = true;
+            requestResetLocked();
             returnFedLocked();
             drainCount = 0;
             setRunning(false);
@@ -257,7 +257,7 @@ OSStatus OpaqueAudioQueue::reset() {
         // until it has, no frame maps to a source time.
         ring.requestDiscardUpTo(ring.writePosition());
         timeline.restart(UINT64_MAX);
-        resetRequested = true;
+        requestResetLocked();
     }
     wake.post();
     return noErr;
@@ -471,6 +471,10 @@ std::uint32_t OpaqueAudioQueue::renderAudio(float* out, std::uint32_t frames) no
         return 0;
     renderCycles.fetch_add(1, std::memory_order_acq_rel);
     const std::uint32_t leadIn = renderLeadIn(out, frames);
+    if (ringStale.load(std::memory_order_acquire)) {
+        wake.post();
+        return leadIn;
+    }
     const auto got = leadIn + std::uint32_t(ring.read(out + 2 * std::size_t(leadIn),
                                                       2 * std::size_t(frames - leadIn)) /
                                             2);
@@ -557,7 +561,7 @@ void OpaqueAudioQueue::threadMain() {
             if (end != UINT64_MAX && ring.readPosition() >= end && !awaitsFirstCycle()) {
                 run = RunState::Stopped;
                 rtPlaying.store(false, std::memory_order_release);
-                resetRequested = true;
+                requestResetLocked();
                 returnFedLocked();
                 setRunning(false);
             }
@@ -567,6 +571,14 @@ void OpaqueAudioQueue::threadMain() {
     lock.unlock();
     if (freeSelf)
         delete this;
+}
+
+// A round of the queue thread already under way may still write what it made before the
+// reset into the ring; the real-time side reads nothing from the ring until the thread has
+// taken the reset and discarded all it wrote.
+void OpaqueAudioQueue::requestResetLocked() {
+    resetRequested = true;
+    ringStale.store(true, std::memory_order_release);
 }
 
 void OpaqueAudioQueue::returnFedLocked() {
@@ -637,6 +649,9 @@ std::vector<AudioQueueBufferRef> OpaqueAudioQueue::pump(bool priming) {
         ring.requestDiscardUpTo(ring.writePosition());
         offsetInFront = 0;
         prepared = false;
+        std::lock_guard guard(stateLock);
+        if (!resetRequested)
+            ringStale.store(false, std::memory_order_release);
     }
     if (!active)
         return used;

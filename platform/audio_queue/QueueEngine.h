@@ -81,6 +81,7 @@ private:
     void deliverCallbacks(const std::vector<AudioQueueBufferRef>& used);
     void deliverRunningEvents(const std::vector<bool>& values);
     void setRunning(bool running); // stateLock held: records the change for the listeners
+    void requestResetLocked();     // stateLock held: drop the ring and restart the stretcher
     void returnFedLocked();        // stateLock held: the run is over, every fed buffer goes back
     void dropEnqueuedLocked();     // stateLock held: every enqueued buffer goes back unplayed
     bool ownsLocked(AudioQueueBufferRef buffer) const; // stateLock held
@@ -132,6 +133,7 @@ private:
     SpscRing<float> ring;
     PlaybackTimeline timeline;
     std::atomic<bool> rtPlaying{false};
+    std::atomic<bool> ringStale{false}; // a reset is asked for and the ring not yet cleared
     std::atomic<std::uint64_t> endPosition{UINT64_MAX}; // ring position of the last sample
     std::atomic<float> volume{1.0f}, rate{1.0f}, pitchCents{0.0f};
     std::atomic<double> publishedSourceFed{0};
