@@ -51,9 +51,8 @@ void KTFixedWaveformView::drawWaveform() {
     glMatrixMode(GL_PROJECTION);
     glLoadIdentity();
     glOrtho(visible.x(), visible.x() + visible.width(), -1.0, 1.0, -1.0, 1.0);
-    if (waveform_view::drawInRectWithVbo(*this, *waveform_, waveformAreaRect(), glObjects_.vbo,
-                                         visible.x(), visible.x() + visible.width()))
-        ++vertexUploads_;
+    waveform_view::drawInRectWithVbo(*this, *waveform_, waveformAreaRect(), glObjects_.vbo,
+                                     visible.x(), visible.x() + visible.width());
 }
 
 void KTFixedWaveformView::drawInactiveOverlays() {

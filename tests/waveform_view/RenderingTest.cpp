@@ -3,12 +3,8 @@
 // steps: the gradients are interpolated per pixel and the blends rounded.
 
 #include "tests/waveform_view/ViewFixture.h"
-#include "waveform_view/ImageTextures.h"
 
 #include <QImage>
-#include <QOpenGLContext>
-#include <QOpenGLFunctions_2_1>
-#include <QOpenGLVersionFunctionsFactory>
 #include <QTest>
 #include <cmath>
 #include <gtest/gtest.h>
@@ -28,8 +24,6 @@ constexpr Rgb kBackgroundBottom{0.0, 0.17 * 255, 0.29 * 255};
 constexpr Rgb kBackgroundTop{0.0, 0.30 * 255, 0.43 * 255};
 constexpr Rgb kWaveform{0.16 * 255, 0.64 * 255, 1.0 * 255};
 constexpr Rgb kWhite{255, 255, 255};
-// The drop zone's arrow is drawn in the palette's light blue.
-constexpr Rgb kArrowBlue{0x7C, 0xC6, 0xF2};
 
 Rgb mix(const Rgb& over, const Rgb& under, double alpha) {
     return {alpha * over.r + (1 - alpha) * under.r, alpha * over.g + (1 - alpha) * under.g,
@@ -85,18 +79,6 @@ protected:
     KTFixedWaveformView& view() { return window.view(); }
     ViewWindow window{650, 200};
 };
-
-TEST_F(RenderingTest, BackgroundIsAVerticalGradientFromTopToBottomColour) {
-    const QImage image = grab(view());
-    const int height = image.height();
-    for (int x : {0, 5, image.width() - 1}) {
-        EXPECT_TRUE(near(pixelAt(image, x, 0), backgroundAt(0, height)));
-        EXPECT_TRUE(near(pixelAt(image, x, height - 1), backgroundAt(height - 1, height)));
-    }
-    // The ends of the gradient are the two colours themselves.
-    EXPECT_TRUE(near(pixelAt(image, 0, 0), kBackgroundTop, 2.0));
-    EXPECT_TRUE(near(pixelAt(image, 0, height - 1), kBackgroundBottom, 2.0));
-}
 
 TEST_F(RenderingTest, GlobalMaximumReachesNineTenthsOfTheHalfHeightOthersScale) {
     // Every bucket at a quarter of the maximum except buckets 100 to 102 (samples 300 to
@@ -245,24 +227,6 @@ INSTANTIATE_TEST_SUITE_P(, EmptyStrip,
                              return std::string(info.param.name);
                          });
 
-TEST_F(RenderingTest, VerticesAreUploadedOnlyWhenTheBucketCountChanges) {
-    view().setWaveform(makeWaveform(kFrames, 0.25f));
-    grab(view());
-    ASSERT_EQ(view().vertexUploadCount(), 1);
-    grab(view());
-    EXPECT_EQ(view().vertexUploadCount(), 1);
-    // 590 pixels still make 200 buckets of 3 samples; 700 make 325 of 2.
-    window.scrollArea().resize(640, 200);
-    grab(view());
-    EXPECT_EQ(view().vertexUploadCount(), 1);
-    window.scrollArea().resize(700, 200);
-    grab(view());
-    EXPECT_EQ(view().vertexUploadCount(), 2);
-    view().setWaveform(makeWaveform(kFrames, 0.25f));
-    grab(view());
-    EXPECT_EQ(view().vertexUploadCount(), 3) << "a new waveform always uploads";
-}
-
 TEST(LongFileRendering, BucketsBeyondSixteenBitsAreDrawnWhereTheyBelong) {
     // 40,000 peak samples: at the deepest zoom there is one bucket per sample, more than
     // a 16-bit bucket index holds. Sample 39,000 alone holds the maximum.
@@ -313,57 +277,6 @@ TEST_F(DropzoneTest, EmptyViewShowsTheCentredPictureWithItsTray) {
     EXPECT_TRUE(near(pixelAt(image, 20, 20), backgroundAt(20, image.height())));
     for (int y = top; y < top + 256; y += 3)
         ASSERT_TRUE(opaque(image, centreX + 60, y)) << y;
-}
-
-class ArrowOffset : public DropzoneTest, public testing::WithParamInterface<float> {};
-
-TEST_P(ArrowOffset, ArrowSlidesDownAndWrapsWithinItsSquare) {
-    const float delta = GetParam();
-    view().setDropzoneDelta(delta);
-    const QImage image = grab(view());
-    const int centreX = image.width() / 2;
-    // The arrow's square: 64 rows from 54 above the centre to 10 below it.
-    const int squareTop = image.height() / 2 - 54;
-    const int shift = static_cast<int>(std::lround(64.0 * delta)) % 64;
-    auto rowOf = [&](int tileRow) { return squareTop + (tileRow + shift) % 64; };
-    // Tile row 18 is in the arrow's shaft; rows 0 and 62 are clear.
-    EXPECT_TRUE(near(pixelAt(image, centreX, rowOf(18)), kArrowBlue, 8.0));
-    EXPECT_FALSE(near(pixelAt(image, centreX, rowOf(62)), kArrowBlue, 40.0));
-    EXPECT_FALSE(near(pixelAt(image, centreX, rowOf(1)), kArrowBlue, 40.0));
-}
-
-INSTANTIATE_TEST_SUITE_P(, ArrowOffset, testing::Values(0.0f, 0.25f, 0.5f, 0.75f, 1.0f, 1.5f),
-                         [](const testing::TestParamInfo<float>& info) {
-                             return "delta" + std::to_string(std::lround(info.param * 100)) +
-                                    "hundredths";
-                         });
-
-TEST(ImageLoading, ImageThatFailsIsLoggedWithItsDecoderErrorAndGivesAnEmptyTexture) {
-    ViewWindow window(650, 200);
-    window.view().grabFramebuffer();
-    window.view().makeCurrent();
-    auto* gl =
-        QOpenGLVersionFunctionsFactory::get<QOpenGLFunctions_2_1>(QOpenGLContext::currentContext());
-    ASSERT_NE(gl, nullptr);
-    GLuint texture = 0;
-    gl->glGenTextures(1, &texture);
-    testing::internal::CaptureStderr();
-    waveform_view::loadImageTexture(*gl, QStringLiteral("no-such-image.png"), texture, 1.0);
-    const std::string log = testing::internal::GetCapturedStderr();
-    EXPECT_TRUE(log.starts_with("error: ")) << log;
-    EXPECT_NE(log.find(", "), std::string::npos) << log;
-
-    // The images that do exist decode without a word.
-    testing::internal::CaptureStderr();
-    waveform_view::loadImageTexture(*gl, QStringLiteral("range-0.png"), texture, 1.0);
-    waveform_view::loadImageTexture(*gl, QStringLiteral("range-0.png"), texture, 2.0);
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-    GLint width = 0;
-    gl->glBindTexture(GL_TEXTURE_2D, texture);
-    gl->glGetTexLevelParameteriv(GL_TEXTURE_2D, 0, GL_TEXTURE_WIDTH, &width);
-    EXPECT_EQ(width, 44) << "the 2x image on a 2x screen";
-    gl->glDeleteTextures(1, &texture);
-    window.view().doneCurrent();
 }
 
 } // namespace
