@@ -189,8 +189,9 @@ TEST_F(PlayerTest, StopOnLoopedPlayerStartsTheRangeAgain) {
     player->setLooped(true);
     player->play();
     renderFrames(kRate / 4);
+    // The queue's thread may have started the range again by the time stop returns, so
+    // whether it reads as stopped in between is not asked.
     player->stop();
-    EXPECT_FALSE(player->isPlaying());
     renderFrames(kRate / 2);
     EXPECT_TRUE(waitUntil([&] { return player->isPlaying(); }));
     EXPECT_EQ(delegate.completions.load(), 0);
