@@ -58,6 +58,7 @@ constexpr int kAnyFrameSize = 4096;
 
 struct FileEncoder::State {
     std::string target, temporary;
+    const AVCodec* encoder = nullptr;
     AVFormatContext* format = nullptr;
     AVCodecContext* codec = nullptr;
     AVStream* stream = nullptr;
@@ -105,8 +106,16 @@ void FileEncoder::abandon() {
 
 bool FileEncoder::open(const std::string& path, ExportFormat exportFormat, int sampleRate) {
     state = std::make_unique<State>();
-    State& s = *state;
-    s.target = path;
+    state->target = path;
+    if (!makeTemporaryFile(path) || !startCodecAndFile(exportFormat, sampleRate) ||
+        !startSamplePath(sampleRate))
+        return false;
+    error_.clear();
+    return true;
+}
+
+// The file is written under a hidden temporary name beside the target, renamed at the end.
+bool FileEncoder::makeTemporaryFile(const std::string& path) {
     const fs::path target(path);
     const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
     std::string pattern =
@@ -119,17 +128,21 @@ bool FileEncoder::open(const std::string& path, ExportFormat exportFormat, int s
     ::umask(mask);
     ::fchmod(descriptor, 0666 & ~mask);
     ::close(descriptor);
-    s.temporary = pattern;
+    state->temporary = pattern;
+    return true;
+}
 
+bool FileEncoder::startCodecAndFile(ExportFormat exportFormat, int sampleRate) {
+    State& s = *state;
     const FormatChoice choice = choiceFor(exportFormat);
-    const AVCodec* encoder = avcodec_find_encoder(choice.codec);
-    if (!encoder)
+    s.encoder = avcodec_find_encoder(choice.codec);
+    if (!s.encoder)
         return fail("this system's FFmpeg has no encoder for the format");
     if (int status =
             avformat_alloc_output_context2(&s.format, nullptr, choice.muxer, s.temporary.c_str());
         status < 0)
         return fail("cannot start the file", status);
-    s.codec = avcodec_alloc_context3(encoder);
+    s.codec = avcodec_alloc_context3(s.encoder);
     if (!s.codec)
         return fail("out of memory");
     s.codec->sample_rate = sampleRate;
@@ -142,7 +155,7 @@ bool FileEncoder::open(const std::string& path, ExportFormat exportFormat, int s
         s.codec->bit_rate = choice.bitRate;
     if (s.format->oformat->flags & AVFMT_GLOBALHEADER)
         s.codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    if (int status = avcodec_open2(s.codec, encoder, nullptr); status < 0)
+    if (int status = avcodec_open2(s.codec, s.encoder, nullptr); status < 0)
         return fail("cannot start the encoder", status);
     s.stream = avformat_new_stream(s.format, nullptr);
     if (!s.stream)
@@ -151,14 +164,19 @@ bool FileEncoder::open(const std::string& path, ExportFormat exportFormat, int s
     if (int status = avcodec_parameters_from_context(s.stream->codecpar, s.codec); status < 0)
         return fail("cannot start the file", status);
     if (int status = avio_open(&s.format->pb, s.temporary.c_str(), AVIO_FLAG_WRITE); status < 0)
-        return fail("cannot write " + path, status);
+        return fail("cannot write " + s.target, status);
     if (int status = avformat_write_header(s.format, nullptr); status < 0)
-        return fail("cannot write " + path, status);
+        return fail("cannot write " + s.target, status);
+    return true;
+}
 
-    const bool anySize = encoder->capabilities & AV_CODEC_CAP_VARIABLE_FRAME_SIZE;
+// Float frames in, the codec's sample format out, in frames of the size the codec takes.
+bool FileEncoder::startSamplePath(int sampleRate) {
+    State& s = *state;
+    const bool anySize = s.encoder->capabilities & AV_CODEC_CAP_VARIABLE_FRAME_SIZE;
     s.frameSize = s.codec->frame_size > 0 && !anySize ? s.codec->frame_size : kAnyFrameSize;
     s.padLastFrame = s.codec->frame_size > 0 && !anySize &&
-                     !(encoder->capabilities & AV_CODEC_CAP_SMALL_LAST_FRAME);
+                     !(s.encoder->capabilities & AV_CODEC_CAP_SMALL_LAST_FRAME);
     if (int status =
             swr_alloc_set_opts2(&s.converter, &s.codec->ch_layout, s.codec->sample_fmt, sampleRate,
                                 &s.codec->ch_layout, AV_SAMPLE_FMT_FLT, sampleRate, 0, nullptr);
@@ -169,7 +187,6 @@ bool FileEncoder::open(const std::string& path, ExportFormat exportFormat, int s
     s.packet = av_packet_alloc();
     if (!s.fifo || !s.frame || !s.packet)
         return fail("out of memory");
-    error_.clear();
     return true;
 }
 

@@ -45,6 +45,9 @@ public:
 private:
     struct State;
     bool fail(const std::string& what, int ffmpegStatus = 0);
+    bool makeTemporaryFile(const std::string& path);
+    bool startCodecAndFile(ExportFormat format, int sampleRate);
+    bool startSamplePath(int sampleRate);
     bool encodeAvailable(bool flushing);
     bool sendAndWrite(const AVFrame* frame);
 
