@@ -3,6 +3,7 @@
 
 #include "app/KTAppController.h"
 
+#include "app/ColorBandWindow.h"
 #include "app/FileRefusal.h"
 #include "app/KeyboardShortcuts.h"
 #include "app/LoopExport.h"
@@ -114,6 +115,7 @@ void KTAppController::connectCommands() {
     };
     onTriggered(ui.openAction, &KTAppController::openDocument);
     onTriggered(ui.showPlayerWindowAction, &KTAppController::showPlayerWindow);
+    onTriggered(ui.showColorBandAction, &KTAppController::showColorBand);
     onTriggered(ui.exportLoopAction, &KTAppController::exportLoop);
     onTriggered(ui.playPauseAction, &KTAppController::playToggle);
     onTriggered(ui.replayAction, &KTAppController::replay);

@@ -43,6 +43,7 @@
 #include <atomic>
 #include <memory>
 
+class ColorBandWindow;
 class KTCustomSliderCell;
 class KTDualModeButton;
 class KTFixedWaveformView;
@@ -84,6 +85,8 @@ public:
     // The deferral timer carries the URL as its "userInfo" property.
     void openFileWithURL(QTimer* timer);
     void showPlayerWindow(QObject* sender);
+    // Window > Colour Band: the colour band's window, made the first time.
+    void showColorBand(QObject* sender);
 
     // Commands (KTAppController_Commands.cpp).
     void playToggle(QObject* sender);
@@ -170,6 +173,7 @@ private:
     std::unique_ptr<PlayerFollowsSession> playerFollows_;
     std::unique_ptr<WindowFollowsSession> windowFollows_;
     std::unique_ptr<RecordingMemory> memory_;
+    std::unique_ptr<ColorBandWindow> colorBand_;
 
     // Outlets: widgets of the window, not owned.
     PlayerWindow* window_;

@@ -3,6 +3,7 @@
 // player plays is always read from the player, and the indicators follow; the loop, looping,
 // speed, pitch and volume are the session's, which the player and the window follow.
 
+#include "app/ColorBandWindow.h"
 #include "app/KTAppController.h"
 #include "app/PlayerWindow.h"
 #include "app/PracticeTools.h"
@@ -221,4 +222,12 @@ void KTAppController::completePlayback() {
 void KTAppController::playerDidCompleteLoopPass(KTAudioQueuePlayer* /*player*/) {
     // From the queue's thread; nothing waits for the answer.
     QMetaObject::invokeMethod(practice_, &PracticeTools::loopPassCompleted, Qt::QueuedConnection);
+}
+
+void KTAppController::showColorBand(QObject* /*sender*/) {
+    if (!colorBand_)
+        colorBand_ = std::make_unique<ColorBandWindow>();
+    colorBand_->show();
+    colorBand_->raise();
+    colorBand_->activateWindow();
 }
