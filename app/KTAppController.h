@@ -47,6 +47,8 @@ class KTCustomSliderCell;
 class KTDualModeButton;
 class KTFixedWaveformView;
 class KTTimerView;
+class HarmonyPanel;
+class NoteStripPanel;
 struct LoadedRecording;
 class LoopExport;
 class LoopsMenu;
@@ -142,6 +144,8 @@ public:
     LoopExport* loopExport() const { return loopExport_; }
     LoopsMenu* loopsMenu() const { return loopsMenu_; }
     RecordingLoader* loader() const { return loader_; }
+    NoteStripPanel* noteStrip() const { return noteStrip_.get(); }
+    HarmonyPanel* harmony() const { return harmony_.get(); }
 
 signals:
     // After every load that ended with the file in place.
@@ -170,6 +174,9 @@ private:
     std::unique_ptr<PlayerFollowsSession> playerFollows_;
     std::unique_ptr<WindowFollowsSession> windowFollows_;
     std::unique_ptr<RecordingMemory> memory_;
+    // The note strip and the harmony shown in the window (observers of the session).
+    std::unique_ptr<NoteStripPanel> noteStrip_;
+    std::unique_ptr<HarmonyPanel> harmony_;
 
     // Outlets: widgets of the window, not owned.
     PlayerWindow* window_;

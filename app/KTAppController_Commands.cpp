@@ -4,6 +4,7 @@
 // speed, pitch and volume are the session's, which the player and the window follow.
 
 #include "app/KTAppController.h"
+#include "app/LoopExport.h"
 #include "app/PlayerWindow.h"
 #include "app/PracticeTools.h"
 #include "app/RecordingLoader.h"
@@ -221,4 +222,20 @@ void KTAppController::completePlayback() {
 void KTAppController::playerDidCompleteLoopPass(KTAudioQueuePlayer* /*player*/) {
     // From the queue's thread; nothing waits for the answer.
     QMetaObject::invokeMethod(practice_, &PracticeTools::loopPassCompleted, Qt::QueuedConnection);
+}
+
+void KTAppController::exportLoop(QObject* /*sender*/) {
+    if (const session::Recording* recording = session_.recording();
+        recording && !loader_->isLoading())
+        loopExport_->chooseFileAndExport(recording->pin, recording->sampleRate(),
+                                         loopRenderSettings());
+}
+
+playback::LoopRenderSettings KTAppController::loopRenderSettings() const {
+    playback::LoopRenderSettings loop;
+    loop.startFrame = player_->rangeStartFrame();
+    loop.numFrames = std::max<std::int64_t>(0, player_->rangeEndFrame() - loop.startFrame);
+    loop.rate = session_.rate();
+    loop.cents = session_.pitchCents();
+    return loop;
 }
