@@ -5,8 +5,10 @@
 
 #include <QMetaObject>
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <condition_variable>
+#include <ctime>
 #include <mutex>
 #include <optional>
 #include <thread>
@@ -20,6 +22,12 @@ float levelFor(float amplitude) {
         return 0.0f;
     const double level = 1.0 + 20.0 * std::log10(double(amplitude)) / kShownDecibels;
     return float(std::clamp(level, 0.0, 1.0));
+}
+
+double threadProcessorSeconds() {
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return double(now.tv_sec) + 1e-9 * double(now.tv_nsec);
 }
 
 struct Request {
@@ -55,44 +63,52 @@ NoteStripView::Spectrum heardSpectrum(std::span<const float> fineBins,
 }
 
 struct NoteStripFeed::Shared {
+    using Recording = std::shared_ptr<const PinnedRecording>;
     std::mutex lock;
     std::condition_variable wake;
     // Under lock.
     std::optional<Request> pending;
-    std::shared_ptr<const PinnedRecording> recording;
+    Recording recording;
     int recordingNumber = 0; // counts setRecording calls
     NoteStripFeed* receiver = nullptr;
+    std::atomic<double> workerSeconds{0.0};
 
+    bool take(Request& asked, std::optional<Recording>& changed, int& readerNumber);
     void run();
 };
+
+// Waits for a request and takes it; with it, the recording to read when it changed since
+// `readerNumber`. False when the feed has gone.
+bool NoteStripFeed::Shared::take(Request& asked, std::optional<Recording>& changed,
+                                 int& readerNumber) {
+    std::unique_lock guard(lock);
+    wake.wait(guard, [this] { return pending || !receiver; });
+    if (!receiver)
+        return false;
+    asked = *pending;
+    pending.reset();
+    if (readerNumber != recordingNumber) {
+        changed = recording;
+        readerNumber = recordingNumber;
+    }
+    return true;
+}
 
 // The worker's loop: takes the latest request, opens the recording when it changed, reads
 // the spectrum and posts it, unless the feed has gone or the recording changed meanwhile.
 void NoteStripFeed::Shared::run() {
     std::unique_ptr<tonal::NoteSpectrumReader> reader;
-    std::shared_ptr<const PinnedRecording> held; // keeps the reader's file reachable
+    Recording held; // keeps the reader's file reachable
     int readerNumber = -1;
     for (;;) {
         Request asked;
-        bool reopen = false;
-        std::shared_ptr<const PinnedRecording> next;
-        {
-            std::unique_lock guard(lock);
-            wake.wait(guard, [this] { return pending || !receiver; });
-            if (!receiver)
-                return;
-            asked = *pending;
-            pending.reset();
-            if (readerNumber != recordingNumber) {
-                next = recording;
-                readerNumber = recordingNumber;
-                reopen = true;
-            }
-        }
+        std::optional<Recording> changed;
+        if (!take(asked, changed, readerNumber))
+            return;
         // Closing and opening files happen outside the lock: they may wait on a share.
-        if (reopen) {
+        if (changed) {
             reader.reset();
-            held = std::move(next);
+            held = std::move(*changed);
         }
         if (!reader && held)
             reader = std::make_unique<tonal::NoteSpectrumReader>(held->readerPath());
@@ -102,6 +118,7 @@ void NoteStripFeed::Shared::run() {
             continue;
         NoteStripView::Spectrum heard =
             heardSpectrum(reader->fineBins(), notes, asked.shiftCents, asked.tuningCents);
+        workerSeconds.store(threadProcessorSeconds());
         std::lock_guard guard(lock);
         if (!receiver)
             return;
@@ -139,6 +156,10 @@ void NoteStripFeed::setRecording(std::shared_ptr<const PinnedRecording> recordin
     shared_->recording = std::move(recording);
     ++shared_->recordingNumber;
     shared_->pending.reset();
+}
+
+double NoteStripFeed::workerProcessorSeconds() const {
+    return shared_->workerSeconds.load();
 }
 
 void NoteStripFeed::request(std::int64_t frame, double shiftCents, double tuningCents) {

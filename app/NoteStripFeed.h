@@ -50,6 +50,9 @@ public:
     // The spectrum around file frame `frame`, keys shifted by `shiftCents` and moved by
     // the recording's `tuningCents`. Replaces any request not yet started.
     void request(std::int64_t frame, double shiftCents, double tuningCents);
+    // The processor time the worker has spent so far, as of its last spectrum (for the
+    // benchmark). Any thread.
+    double workerProcessorSeconds() const;
 
 signals:
     // The spectrum of the latest request the worker took, for `frame`.
