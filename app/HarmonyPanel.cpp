@@ -22,7 +22,7 @@ HarmonyPanel::HarmonyPanel(session::Session& session, PlayerWindow& window, QObj
     if (QWidget* document = waveformView_.documentView())
         document->installEventFilter(this);
     session_.addObserver(this);
-    showHarmony();
+    refresh();
 }
 
 HarmonyPanel::~HarmonyPanel() {
@@ -41,7 +41,7 @@ bool HarmonyPanel::eventFilter(QObject* watched, QEvent* event) {
 
 void HarmonyPanel::recordingChanged(const session::Session& /*session*/) {
     unmatchQuietly();
-    showHarmony();
+    refresh();
     followWaveform();
 }
 
@@ -49,7 +49,7 @@ void HarmonyPanel::pitchChanged(const session::Session& session) {
     // Whole semitones from the matched pitch keep the match; any other pitch ends it.
     if (matched_ && (session.pitchCents() - correctionCents_) % 100 != 0)
         unmatchQuietly();
-    showHarmony();
+    refresh();
 }
 
 void HarmonyPanel::harmonyChanged(const session::Session& session) {
@@ -59,7 +59,7 @@ void HarmonyPanel::harmonyChanged(const session::Session& session) {
         correctionCents_ = matchedCents - 100 * semitones;
         session_.setPitchCents(matchedCents);
     }
-    showHarmony();
+    refresh();
 }
 
 void HarmonyPanel::matchTuning(bool matched) {
@@ -89,8 +89,9 @@ void HarmonyPanel::unmatchQuietly() {
     matchTuningAction_.setChecked(false);
 }
 
-void HarmonyPanel::showHarmony() {
+void HarmonyPanel::refresh() {
     const session::Harmony& harmony = session_.harmony();
+    matchTuningAction_.setEnabled(harmony.isKnown() && session_.recording());
     const int pitch = session_.pitchCents();
     keyLabel_.setText(heardKeyText(harmony, pitch));
     keyLabel_.setVisible(harmony.isKnown());

@@ -10,7 +10,7 @@
 // tuning from the analysis moves the correction with it. Unchecking takes the correction
 // away again and gives back the fraction of a semitone the user had set. A pitch set off
 // the matched semitones (a slider drag) or a new recording unchecks it and leaves the
-// pitch as it is. With no tuning known yet it does nothing.
+// pitch as it is. It is disabled until the recording's tuning is known.
 //
 // Thread contract: main thread only. It observes the session; the session, the window and
 // its widgets outlive it.
@@ -31,6 +31,9 @@ public:
     ~HarmonyPanel() override;
 
     bool isTuningMatched() const { return matched_; }
+    // Shows the harmony again, and Match Tuning enabled only with a recording whose tuning
+    // is known (after the controls are enabled on a load, which enables every item).
+    void refresh();
 
     void recordingChanged(const session::Session& session) override;
     void pitchChanged(const session::Session& session) override;
@@ -42,7 +45,6 @@ protected:
 private:
     void matchTuning(bool matched);
     void unmatchQuietly();
-    void showHarmony();
     void followWaveform();
 
     session::Session& session_;

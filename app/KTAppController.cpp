@@ -104,6 +104,7 @@ void KTAppController::makeParts() {
         std::make_unique<NoteStripPanel>(session_, *player_, *waveformView_, *window_->ui.noteStrip,
                                          *window_->ui.showNoteStripAction);
     harmony_ = std::make_unique<HarmonyPanel>(session_, *window_);
+    connect(this, &KTAppController::fileLoaded, this, [this] { harmony_->refresh(); });
     new OpenRecentMenu(
         window_->ui.openRecentMenu, [this](const QString& path) { applicationOpenFile(path); },
         this);

@@ -348,6 +348,7 @@ TEST_F(ControllerTest, TheNoteStripLightsTheNotesAsHeardAfterThePitchShift) {
 // of the semitones the user chose, keeps to the semitone keys, and gives the pitch back.
 TEST_F(ControllerTest, ChordsAndKeyFollowThePitchShiftAndMatchTuningUndoes) {
     load(toneFile("harmony", 8 * kRate));
+    EXPECT_FALSE(ui().matchTuningAction->isEnabled()) << "no tuning known yet";
     controller->session().setHarmony(
         {{{0, 2, "C"}, {2, 4, "Am"}, {4, 6, "G7"}, {6, 8, "Fmaj7"}}, "C major", 12});
     const auto labels = [&] {
