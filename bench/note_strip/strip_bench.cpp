@@ -136,39 +136,8 @@ int saveScreenshot(PlayerWindow& window, const QString& out) {
     return saved ? 0 : 1;
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
-    QApplication application(argc, argv);
-    // Showing and hiding the strip here leaves the user's own setting alone.
-    const QTemporaryDir settings;
-    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, settings.path());
-    if (argc < 2) {
-        std::fprintf(stderr, "usage: studyloop-strip-bench FILE [SECONDS]\n");
-        return 2;
-    }
-    const QStringList arguments = QApplication::arguments();
-    const qsizetype screenshotAt = arguments.indexOf(QStringLiteral("--screenshot"));
-    const QString screenshot = screenshotAt > 0 && screenshotAt + 1 < arguments.size()
-                                   ? arguments[screenshotAt + 1]
-                                   : QString();
-    const int seconds = argc > 2 && screenshotAt != 2 ? std::max(2, std::atoi(argv[2])) : 15;
-    PlayerWindow window;
-    KTAppController controller(&window);
-    controller.applicationDidFinishLaunching();
-    window.resize(1280, 600);
-    window.show();
-    QSignalSpy loaded(&controller, &KTAppController::fileLoaded);
-    controller.openFileWithURL(QUrl::fromLocalFile(QString::fromLocal8Bit(argv[1])));
-    if (!loaded.wait(60000)) {
-        std::fprintf(stderr, "%s did not load\n", argv[1]);
-        return 1;
-    }
-    controller.session().setHarmony(analysedHarmony(argv[1]));
-    controller.loopToggle(nullptr);
-    controller.playToggle(nullptr);
-    if (!screenshot.isEmpty())
-        return saveScreenshot(window, screenshot);
+// Five rounds of playing with the strip hidden, then shown; the figures.
+void measure(KTAppController& controller, PlayerWindow& window, int seconds) {
     std::vector<double> hidden, shown, mainHidden, mainShown, worker, spectra, paints, paint;
     for (int round = 0; round < 5; ++round) {
         const Turn off = playFor(controller, window, false, seconds);
@@ -202,5 +171,41 @@ int main(int argc, char** argv) {
                 100 * median(worker), 100 * (median(mainShown) - median(mainHidden)),
                 100 * median(paint) * median(paints));
     window.ui.showNoteStripAction->setChecked(false);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    QApplication application(argc, argv);
+    // Showing and hiding the strip here leaves the user's own setting alone.
+    const QTemporaryDir settings;
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, settings.path());
+    if (argc < 2) {
+        std::fprintf(stderr, "usage: studyloop-strip-bench FILE [SECONDS]\n");
+        return 2;
+    }
+    const QStringList arguments = QApplication::arguments();
+    const qsizetype screenshotAt = arguments.indexOf(QStringLiteral("--screenshot"));
+    const QString screenshot = screenshotAt > 0 && screenshotAt + 1 < arguments.size()
+                                   ? arguments[screenshotAt + 1]
+                                   : QString();
+    const int seconds = argc > 2 && screenshotAt != 2 ? std::max(2, std::atoi(argv[2])) : 15;
+    PlayerWindow window;
+    KTAppController controller(&window);
+    controller.applicationDidFinishLaunching();
+    window.resize(1280, 600);
+    window.show();
+    QSignalSpy loaded(&controller, &KTAppController::fileLoaded);
+    controller.openFileWithURL(QUrl::fromLocalFile(QString::fromLocal8Bit(argv[1])));
+    if (!loaded.wait(60000)) {
+        std::fprintf(stderr, "%s did not load\n", argv[1]);
+        return 1;
+    }
+    controller.session().setHarmony(analysedHarmony(argv[1]));
+    controller.loopToggle(nullptr);
+    controller.playToggle(nullptr);
+    if (!screenshot.isEmpty())
+        return saveScreenshot(window, screenshot);
+    measure(controller, window, seconds);
     return 0;
 }
