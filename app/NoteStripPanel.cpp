@@ -4,6 +4,7 @@
 #include "waveform_view/KTFixedWaveformView.h"
 
 #include <QAction>
+#include <QCoreApplication>
 #include <QGuiApplication>
 #include <QScreen>
 #include <QSettings>
@@ -13,6 +14,13 @@
 namespace {
 
 const QString kShownSetting = QStringLiteral("noteStrip/shown");
+
+// The window's settings, in ~/.config/Study Loop/Study Loop.conf on Linux. The program names
+// no organisation (that would move its data folder), and settings without one cannot be
+// written, so the application's name stands for both.
+QString settingsName() {
+    return QCoreApplication::applicationName();
+}
 
 int displayIntervalMilliseconds() {
     const QScreen* screen = QGuiApplication::primaryScreen();
@@ -33,9 +41,10 @@ NoteStripPanel::NoteStripPanel(session::Session& session, KTAudioQueuePlayer& pl
     connect(&feed_, &NoteStripFeed::spectrumReady, this,
             [this](const NoteStripView::Spectrum& spectrum) { take(spectrum); });
     showAction.setCheckable(true);
-    showAction.setChecked(QSettings().value(kShownSetting, false).toBool());
+    showAction.setChecked(
+        QSettings(settingsName(), settingsName()).value(kShownSetting, false).toBool());
     connect(&showAction, &QAction::toggled, this, [this](bool shown) {
-        QSettings().setValue(kShownSetting, shown);
+        QSettings(settingsName(), settingsName()).setValue(kShownSetting, shown);
         setShown(shown);
     });
     session_.addObserver(this);

@@ -329,7 +329,8 @@ TEST_F(ControllerTest, QuittingAsARangeEndsNeverHangs) {
     }
 }
 
-// The strip shows the notes as heard: an A played two semitones down lights G.
+// The strip shows the notes as heard: an A played two semitones down lights G; whether it
+// shows is remembered.
 TEST_F(ControllerTest, TheNoteStripLightsTheNotesAsHeardAfterThePitchShift) {
     load(toneFile("a440", 3 * kRate, 440));
     ui().showNoteStripAction->setChecked(true);
@@ -339,8 +340,14 @@ TEST_F(ControllerTest, TheNoteStripLightsTheNotesAsHeardAfterThePitchShift) {
     press(Qt::Key_BracketLeft);
     press(Qt::Key_BracketLeft);
     EXPECT_TRUE(waitUntil([&] { return lit() == std::vector<int>{67}; })) << "G4 at -200 cents";
+    // Shown it stays, in the next run's window too; hidden, likewise.
+    controller.reset();
+    window = std::make_unique<PlayerWindow>();
+    controller = std::make_unique<KTAppController>(window.get());
+    controller->applicationDidFinishLaunching();
+    EXPECT_TRUE(ui().showNoteStripAction->isChecked());
     ui().showNoteStripAction->setChecked(false);
-    EXPECT_FALSE(ui().noteStrip->isVisible());
+    EXPECT_TRUE(ui().noteStrip->isHidden());
 }
 
 // Chords and key move with the pitch shift, spelled for the key they move to; the lane
