@@ -102,8 +102,10 @@ void NoteStripPanel::tick() {
     const double seconds = double(sinceTick_.restart()) / 1000.0;
     if (session_.recording()) {
         const std::int64_t frame = playheadGuess();
+        // Within half a tick of the interval counts: every other tick at 60 Hz is 30 a second.
         const bool due =
-            !sinceRequest_.isValid() || sinceRequest_.elapsed() >= 1000 / kRequestsPerSecond;
+            !sinceRequest_.isValid() ||
+            sinceRequest_.elapsed() + displayTimer_.interval() / 2 >= 1000 / kRequestsPerSecond;
         if ((frame != shownFrame_ || changed_) && due) {
             feed_.request(frame, session_.pitchCents(), session_.harmony().tuningCents);
             shownFrame_ = frame;
