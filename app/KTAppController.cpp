@@ -5,9 +5,11 @@
 
 #include "app/ColorBandWindow.h"
 #include "app/FileRefusal.h"
+#include "app/HarmonyPanel.h"
 #include "app/KeyboardShortcuts.h"
 #include "app/LoopExport.h"
 #include "app/LoopsMenu.h"
+#include "app/NoteStripPanel.h"
 #include "app/OpenRecentMenu.h"
 #include "app/PlayerWindow.h"
 #include "app/PracticeTools.h"
@@ -46,6 +48,8 @@ KTAppController::~KTAppController() {
     window_->removeEventFilter(this);
     // The parts observe the session and the player; they go first.
     delete loopsMenu_;
+    noteStrip_.reset();
+    harmony_.reset();
     windowFollows_.reset();
     playerFollows_.reset();
     memory_.reset();
@@ -97,6 +101,11 @@ void KTAppController::makeParts() {
              timerView_->showFlashTypeValue(KTTimerView::kFlashNumber, number);
          }},
         this);
+    noteStrip_ =
+        std::make_unique<NoteStripPanel>(session_, *player_, *waveformView_, *window_->ui.noteStrip,
+                                         *window_->ui.showNoteStripAction);
+    harmony_ = std::make_unique<HarmonyPanel>(session_, *window_);
+    connect(this, &KTAppController::fileLoaded, this, [this] { harmony_->refresh(); });
     new OpenRecentMenu(
         window_->ui.openRecentMenu, [this](const QString& path) { applicationOpenFile(path); },
         this);
@@ -262,22 +271,6 @@ void KTAppController::showPlayerWindow(QObject* /*sender*/) {
     window_->show();
     window_->raise();
     window_->activateWindow();
-}
-
-void KTAppController::exportLoop(QObject* /*sender*/) {
-    if (const session::Recording* recording = session_.recording();
-        recording && !loader_->isLoading())
-        loopExport_->chooseFileAndExport(recording->pin, recording->sampleRate(),
-                                         loopRenderSettings());
-}
-
-playback::LoopRenderSettings KTAppController::loopRenderSettings() const {
-    playback::LoopRenderSettings loop;
-    loop.startFrame = player_->rangeStartFrame();
-    loop.numFrames = std::max<std::int64_t>(0, player_->rangeEndFrame() - loop.startFrame);
-    loop.rate = session_.rate();
-    loop.cents = session_.pitchCents();
-    return loop;
 }
 
 // Playing with no sound server (none at launch, or it went away) is silent; the window

@@ -48,6 +48,8 @@ class KTCustomSliderCell;
 class KTDualModeButton;
 class KTFixedWaveformView;
 class KTTimerView;
+class HarmonyPanel;
+class NoteStripPanel;
 struct LoadedRecording;
 class LoopExport;
 class LoopsMenu;
@@ -145,6 +147,8 @@ public:
     LoopExport* loopExport() const { return loopExport_; }
     LoopsMenu* loopsMenu() const { return loopsMenu_; }
     RecordingLoader* loader() const { return loader_; }
+    NoteStripPanel* noteStrip() const { return noteStrip_.get(); }
+    HarmonyPanel* harmony() const { return harmony_.get(); }
 
 signals:
     // After every load that ended with the file in place.
@@ -174,6 +178,9 @@ private:
     std::unique_ptr<WindowFollowsSession> windowFollows_;
     std::unique_ptr<RecordingMemory> memory_;
     std::unique_ptr<ColorBandWindow> colorBand_;
+    // The note strip and the harmony shown in the window (observers of the session).
+    std::unique_ptr<NoteStripPanel> noteStrip_;
+    std::unique_ptr<HarmonyPanel> harmony_;
 
     // Outlets: widgets of the window, not owned.
     PlayerWindow* window_;

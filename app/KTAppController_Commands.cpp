@@ -5,6 +5,7 @@
 
 #include "app/ColorBandWindow.h"
 #include "app/KTAppController.h"
+#include "app/LoopExport.h"
 #include "app/PlayerWindow.h"
 #include "app/PracticeTools.h"
 #include "app/RecordingLoader.h"
@@ -230,4 +231,20 @@ void KTAppController::showColorBand(QObject* /*sender*/) {
     colorBand_->show();
     colorBand_->raise();
     colorBand_->activateWindow();
+}
+
+void KTAppController::exportLoop(QObject* /*sender*/) {
+    if (const session::Recording* recording = session_.recording();
+        recording && !loader_->isLoading())
+        loopExport_->chooseFileAndExport(recording->pin, recording->sampleRate(),
+                                         loopRenderSettings());
+}
+
+playback::LoopRenderSettings KTAppController::loopRenderSettings() const {
+    playback::LoopRenderSettings loop;
+    loop.startFrame = player_->rangeStartFrame();
+    loop.numFrames = std::max<std::int64_t>(0, player_->rangeEndFrame() - loop.startFrame);
+    loop.rate = session_.rate();
+    loop.cents = session_.pitchCents();
+    return loop;
 }

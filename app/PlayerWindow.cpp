@@ -39,7 +39,7 @@ PlayerWindow::PlayerWindow(QWidget* parent) : QMainWindow(parent) {
     waveformView = new KTFixedWaveformView;
     waveformView->attachToScrollView(ui.waveformScrollView);
     progressSheet = new LoadingSheet(this);
-    for (QLabel* label : {ui.speedLabel, ui.pitchLabel, ui.soundStatusLabel})
+    for (QLabel* label : {ui.speedLabel, ui.pitchLabel, ui.soundStatusLabel, ui.keyLabel})
         useHudText(label);
     // Nothing in the window takes keyboard focus, so every key reaches the window's own
     // handling whatever was clicked last.

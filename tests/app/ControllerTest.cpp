@@ -2,9 +2,12 @@
 // audio device: the open flow, the commands and keys, the indicators, the delegate
 // reports, a bad file, and quitting while a range ends.
 
+#include "app/HarmonyPanel.h"
 #include "controls/KTCustomSliderCell.h"
 #include "controls/KTDualModeButton.h"
 #include "controls/KTTimerView.h"
+#include "note_strip/ChordLaneView.h"
+#include "note_strip/NoteStripView.h"
 #include "platform/audio_device/PulseAudioDevice.h"
 #include "platform/audio_queue/AudioQueue.h"
 #include "platform/desktop/RecentFiles.h"
@@ -324,6 +327,65 @@ TEST_F(ControllerTest, QuittingAsARangeEndsNeverHangs) {
         controller = std::make_unique<KTAppController>(window.get());
         controller->applicationDidFinishLaunching();
     }
+}
+
+// The strip shows the notes as heard: an A played two semitones down lights G; whether it
+// shows is remembered.
+TEST_F(ControllerTest, TheNoteStripLightsTheNotesAsHeardAfterThePitchShift) {
+    load(toneFile("a440", 3 * kRate, 440));
+    ui().showNoteStripAction->setChecked(true);
+    window->waveformView->setPlayheadFrame(kRate);
+    const auto lit = [&] { return ui().noteStrip->spectrum().litNotes; };
+    EXPECT_TRUE(waitUntil([&] { return lit() == std::vector<int>{69}; })) << "A4";
+    press(Qt::Key_BracketLeft);
+    press(Qt::Key_BracketLeft);
+    EXPECT_TRUE(waitUntil([&] { return lit() == std::vector<int>{67}; })) << "G4 at -200 cents";
+    // Shown it stays, in the next run's window too; hidden, likewise.
+    controller.reset();
+    window = std::make_unique<PlayerWindow>();
+    controller = std::make_unique<KTAppController>(window.get());
+    controller->applicationDidFinishLaunching();
+    EXPECT_TRUE(ui().showNoteStripAction->isChecked());
+    ui().showNoteStripAction->setChecked(false);
+    EXPECT_TRUE(ui().noteStrip->isHidden());
+}
+
+// Chords and key move with the pitch shift, spelled for the key they move to; the lane
+// stays over the waveform as it zooms; Match Tuning brings the recording to A440 on top
+// of the semitones the user chose, keeps to the semitone keys, and gives the pitch back.
+TEST_F(ControllerTest, ChordsAndKeyFollowThePitchShiftAndMatchTuningUndoes) {
+    load(toneFile("harmony", 8 * kRate));
+    EXPECT_FALSE(ui().matchTuningAction->isEnabled()) << "no tuning known yet";
+    controller->session().setHarmony(
+        {{{0, 2, "C"}, {2, 4, "Am"}, {4, 6, "G7"}, {6, 8, "Fmaj7"}}, "C major", 12});
+    const auto labels = [&] {
+        std::string text;
+        for (const ChordLaneView::Label& label : ui().chordLane->labels())
+            text += label.text.toStdString() + " ";
+        return text;
+    };
+    const auto key = [&] { return ui().keyLabel->text().toStdString(); };
+    EXPECT_EQ(labels(), "C Am G7 Fmaj7 ");
+    EXPECT_EQ(key(), "C major · +12 cents");
+    press(Qt::Key_BracketLeft);
+    press(Qt::Key_BracketLeft);
+    EXPECT_EQ(labels(), "Bb Gm F7 Ebmaj7 ");
+    EXPECT_EQ(key(), "Bb major · +12 cents");
+    ui().matchTuningAction->trigger();
+    EXPECT_EQ(controller->session().pitchCents(), -212);
+    EXPECT_EQ(key(), "Bb major · 0 cents");
+    press(Qt::Key_BracketRight);
+    EXPECT_TRUE(ui().matchTuningAction->isChecked()) << "a semitone key keeps the match";
+    ui().matchTuningAction->trigger();
+    EXPECT_EQ(controller->session().pitchCents(), -100);
+    EXPECT_EQ(key(), "B major · +12 cents");
+
+    window->waveformView->zoomIn();
+    window->waveformView->zoomIn();
+    QTest::qWait(50);
+    KTFixedWaveformView* view = window->waveformView;
+    EXPECT_NEAR(ui().chordLane->xForSeconds(4.0),
+                view->pixelForFrame(4 * kRate) - view->documentVisibleRect().x(), 1.0);
 }
 
 } // namespace

@@ -117,6 +117,7 @@ TEST_F(SlowShareTest, OpeningFromASlowShareKeepsTheWindowPainted) {
 // A share whose server stops answering holds the player's read; what the musician does in
 // the window meanwhile (moving about, changing the loop) must not wait for it.
 TEST_F(SlowShareTest, AShareThatStallsWhilePlayingNeverHoldsTheWindow) {
+    ui().showNoteStripAction->setChecked(true); // its worker reads the share as well
     load(shared().string());
     controller->playToggle(nullptr);
     startPulling();
@@ -136,6 +137,7 @@ TEST_F(SlowShareTest, AShareThatStallsWhilePlayingNeverHoldsTheWindow) {
     answer();
     ASSERT_TRUE(waitUntil([&] { return ui().playPauseButton->mode() == 0; }))
         << "the range plays to its end";
+    ui().showNoteStripAction->setChecked(false);
 }
 
 // The musician gives up on the share and opens a file of their own: it loads and plays

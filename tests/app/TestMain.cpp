@@ -1,8 +1,9 @@
 // The controller's tests need an application object and a display; listing them (done at
-// build time) needs neither. The desktop's recent-files list goes to a folder of this run's
-// own, never the user's.
+// build time) needs neither. The desktop's recent-files list and the window's settings go to
+// a folder of this run's own, never the user's.
 
 #include <QApplication>
+#include <QSettings>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
@@ -22,5 +23,6 @@ int main(int argc, char** argv) {
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM") && qEnvironmentVariableIsSet("DISPLAY"))
         qputenv("QT_QPA_PLATFORM", "xcb;xcb;xcb;xcb;xcb"); // a busy X server may refuse once
     QApplication application(argc, argv);
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, dataHome.path());
     return RUN_ALL_TESTS();
 }
