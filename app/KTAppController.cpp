@@ -3,6 +3,7 @@
 
 #include "app/KTAppController.h"
 
+#include "app/BarTools.h"
 #include "app/FileRefusal.h"
 #include "app/KeyboardShortcuts.h"
 #include "app/LoopExport.h"
@@ -24,7 +25,6 @@
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QLabel>
-#include <QMessageBox>
 #include <QTimer>
 
 KTAppController::KTAppController(PlayerWindow* window, QObject* parent)
@@ -45,6 +45,7 @@ KTAppController::~KTAppController() {
     window_->removeEventFilter(this);
     // The parts observe the session and the player; they go first.
     delete loopsMenu_;
+    delete barTools_;
     windowFollows_.reset();
     playerFollows_.reset();
     memory_.reset();
@@ -96,6 +97,8 @@ void KTAppController::makeParts() {
              timerView_->showFlashTypeValue(KTTimerView::kFlashNumber, number);
          }},
         this);
+    barTools_ = new BarTools(
+        session_, *window_, [this](LoopRange loop) { editLoop(loop); }, this);
     new OpenRecentMenu(
         window_->ui.openRecentMenu, [this](const QString& path) { applicationOpenFile(path); },
         this);
@@ -289,12 +292,4 @@ void KTAppController::updateSoundStatus() {
         soundStatusLabel_->hide();
     else if (player_->isPlaying())
         soundStatusLabel_->show();
-}
-
-void KTAppController::showAbout() {
-    QMessageBox::about(window_, QStringLiteral("About Study Loop"),
-                       QStringLiteral("<b>Study Loop</b> %1<p>Loop a passage of a recording, "
-                                      "slower or faster without changing its pitch, or "
-                                      "transposed without changing its speed.</p>")
-                           .arg(QCoreApplication::applicationVersion()));
 }

@@ -3,6 +3,7 @@
 // player plays is always read from the player, and the indicators follow; the loop, looping,
 // speed, pitch and volume are the session's, which the player and the window follow.
 
+#include "app/BarTools.h"
 #include "app/KTAppController.h"
 #include "app/PlayerWindow.h"
 #include "app/PracticeTools.h"
@@ -14,6 +15,7 @@
 #include "waveform_view/KTFixedWaveformView.h"
 
 #include <QKeyEvent>
+#include <QMessageBox>
 #include <QSemaphore>
 #include <QThread>
 
@@ -153,15 +155,20 @@ bool KTAppController::keyDown(QKeyEvent* event) {
     return true;
 }
 
+void KTAppController::showTimeAt(std::int32_t frame) {
+    timerView_->setTime(secondsAt(session_, frame));
+    barTools_->showPosition(frame);
+}
+
 void KTAppController::waveformViewDidDragPlayheadToFrame(KTFixedWaveformView* /*view*/,
                                                          std::int32_t frame) {
-    timerView_->setTime(secondsAt(session_, frame));
+    showTimeAt(frame);
 }
 
 void KTAppController::waveformViewDidChangeCurrentFrame(KTFixedWaveformView* /*view*/,
                                                         std::int32_t frame) {
     player_->setCurrentFrame(double(frame));
-    timerView_->setTime(secondsAt(session_, frame));
+    showTimeAt(frame);
 }
 
 void KTAppController::waveformViewWillChangeRange(KTFixedWaveformView* /*view*/) {
@@ -173,6 +180,11 @@ void KTAppController::waveformViewDidChangeRangeStartFrameEndFrame(KTFixedWavefo
                                                                    std::int32_t startFrame,
                                                                    std::int32_t endFrame) {
     session_.setLoop({startFrame, endFrame});
+}
+
+void KTAppController::waveformViewDidDoubleClickFrame(KTFixedWaveformView* /*view*/,
+                                                      std::int32_t frame) {
+    barTools_->loopBarsAt(frame, 1);
 }
 
 void KTAppController::waveformViewDidReceiveDraggedFileWithPath(KTFixedWaveformView* /*view*/,
@@ -189,7 +201,7 @@ void KTAppController::playerDidMovePlayheadToFrame(KTAudioQueuePlayer* /*player*
     if (waveformView_->isDragging())
         return; // the user holds the playhead; the player's reports wait
     waveformView_->setPlayheadFrame(frame);
-    timerView_->setTime(secondsAt(session_, frame));
+    showTimeAt(frame);
 }
 
 // Sent from the queue's thread: waits until the main thread has reset the indicators, as
@@ -221,4 +233,12 @@ void KTAppController::completePlayback() {
 void KTAppController::playerDidCompleteLoopPass(KTAudioQueuePlayer* /*player*/) {
     // From the queue's thread; nothing waits for the answer.
     QMetaObject::invokeMethod(practice_, &PracticeTools::loopPassCompleted, Qt::QueuedConnection);
+}
+
+void KTAppController::showAbout() {
+    QMessageBox::about(window_, QStringLiteral("About Study Loop"),
+                       QStringLiteral("<b>Study Loop</b> %1<p>Loop a passage of a recording, "
+                                      "slower or faster without changing its pitch, or "
+                                      "transposed without changing its speed.</p>")
+                           .arg(QCoreApplication::applicationVersion()));
 }

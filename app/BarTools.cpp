@@ -1,0 +1,140 @@
+#include "app/BarTools.h"
+
+#include "app/BackgroundAnalysis.h"
+#include "app/PlayerWindow.h"
+#include "waveform_view/KTFixedWaveformView.h"
+
+#include <QBoxLayout>
+#include <QLabel>
+#include <QMenu>
+#include <QSettings>
+#include <algorithm>
+
+namespace {
+
+const QString kShowGridSetting = QStringLiteral("view/showBeatGrid");
+
+// The grid as the view draws it: each beat's frame, and the bar it starts, if it does.
+waveform_view::BeatMarks beatMarks(const session::Session& session) {
+    waveform_view::BeatMarks marks;
+    const session::Recording* recording = session.recording();
+    if (!recording)
+        return marks;
+    for (const session::GridBeat& beat : session.grid().beats)
+        marks.push_back(
+            {recording->framesFor(beat.seconds), beat.bar, beat.bar > 0 && beat.beatInBar == 1});
+    return marks;
+}
+
+} // namespace
+
+BarTools::BarTools(session::Session& session, PlayerWindow& window,
+                   std::function<void(LoopRange)> editLoop, QObject* parent)
+    : QObject(parent), session_(session), window_(window), view_(window.waveformView),
+      editLoop_(std::move(editLoop)) {
+    makeLabels();
+    analysis_ = new BackgroundAnalysis(session_, analysisLabel_, this);
+    makeMenu();
+    setShowsGrid(QSettings().value(kShowGridSetting, true).toBool());
+    session_.addObserver(this);
+}
+
+BarTools::~BarTools() {
+    session_.removeObserver(this);
+}
+
+// Beside the LCD: the bar and beat under the playhead, then the analysis under way.
+void BarTools::makeLabels() {
+    QLabel* sound = window_.ui.soundStatusLabel;
+    auto* row = qobject_cast<QBoxLayout*>(sound->parentWidget()->layout());
+    positionLabel_ = new QLabel(sound->parentWidget());
+    positionLabel_->setObjectName(QStringLiteral("barPositionLabel"));
+    // Wide enough for "bar 888 beat 8", so the row does not shift as the numbers change.
+    positionLabel_->setMinimumWidth(
+        positionLabel_->fontMetrics().horizontalAdvance(QStringLiteral("bar 888 beat 8 ")));
+    analysisLabel_ = new QLabel(sound->parentWidget());
+    analysisLabel_->setObjectName(QStringLiteral("analysisStatusLabel"));
+    analysisLabel_->setEnabled(false); // greyed: a remark, not a warning
+    if (row) {
+        const int at = row->indexOf(sound);
+        row->insertWidget(at, analysisLabel_);
+        row->insertWidget(at, positionLabel_);
+    }
+}
+
+QAction* BarTools::addCommand(QMenu* menu, const QString& text, const QKeySequence& keys,
+                              std::function<void()> command) {
+    QAction* action = menu->addAction(text);
+    action->setShortcut(keys);
+    connect(action, &QAction::triggered, this, std::move(command));
+    return action;
+}
+
+void BarTools::makeMenu() {
+    QMenu* controls = window_.ui.controlsMenu;
+    controls->addSeparator();
+    QMenu* bars = controls->addMenu(QStringLiteral("Bars"));
+    bars->setObjectName(QStringLiteral("barsMenu"));
+    showGridAction_ = bars->addAction(QStringLiteral("Show Beat Grid"));
+    showGridAction_->setCheckable(true);
+    connect(showGridAction_, &QAction::triggered, this, [this](bool shows) {
+        QSettings().setValue(kShowGridSetting, shows);
+        setShowsGrid(shows);
+    });
+    bars->addSeparator();
+    const auto here = [this] { return view_->playheadFrame(); };
+    addCommand(bars, QStringLiteral("Loop This Bar"), QKeySequence(Qt::Key_B),
+               [this, here] { loopBarsAt(here(), 1); });
+    for (const int count : {1, 2, 4, 8})
+        addCommand(bars,
+                   count == 1 ? QStringLiteral("Loop 1 Bar From Here")
+                              : QStringLiteral("Loop %1 Bars From Here").arg(count),
+                   QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key(Qt::Key_0 + count)),
+                   [this, here, count] { loopBarsAt(here(), count); });
+}
+
+void BarTools::setShowsGrid(bool shows) {
+    showGridAction_->setChecked(shows);
+    view_->setShowsBeatGrid(shows);
+    showPosition(view_->playheadFrame());
+}
+
+void BarTools::loopBarsAt(std::int32_t frame, int bars) {
+    const session::Recording* recording = session_.recording();
+    if (!recording || !view_->isBeatGridShown())
+        return;
+    const auto range = session_.grid().barsFrom(recording->secondsAt(frame), bars);
+    if (!range)
+        return;
+    const std::int32_t end =
+        std::min(recording->framesFor(range->second), recording->totalFrames());
+    editLoop_({recording->framesFor(range->first), end});
+}
+
+QString BarTools::positionText(std::int32_t frame) const {
+    const session::Recording* recording = session_.recording();
+    if (!recording || !view_->isBeatGridShown())
+        return {};
+    const double seconds = recording->secondsAt(frame);
+    const session::GridBeat* beat = session_.grid().beatAt(seconds);
+    if (!beat || beat->bar < 1 || seconds < beat->seconds)
+        return {};
+    return QStringLiteral("bar %1 beat %2").arg(beat->bar).arg(beat->beatInBar);
+}
+
+void BarTools::showPosition(std::int32_t frame) {
+    positionLabel_->setText(positionText(frame));
+}
+
+void BarTools::showGrid() {
+    view_->setBeatMarks(beatMarks(session_));
+    showPosition(view_->playheadFrame());
+}
+
+void BarTools::recordingChanged(const session::Session& /*session*/) {
+    showGrid();
+}
+
+void BarTools::gridChanged(const session::Session& /*session*/) {
+    showGrid();
+}
