@@ -2,6 +2,7 @@
 
 #include "app/BackgroundAnalysis.h"
 #include "app/PlayerWindow.h"
+#include "resources/palette/PaletteQColor.h"
 #include "waveform_view/KTFixedWaveformView.h"
 
 #include <QBoxLayout>
@@ -26,6 +27,18 @@ waveform_view::BeatMarks beatMarks(const session::Session& session) {
     return marks;
 }
 
+// A label on the HUD bar, in the light blue of its controls; `alpha` fades a remark.
+QLabel* makeHudLabel(QWidget* parent, const QString& name, int alpha) {
+    auto* label = new QLabel(parent);
+    label->setObjectName(name);
+    QColor colour = palette::qColor(palette::kAccent);
+    colour.setAlpha(alpha);
+    QPalette colours = label->palette();
+    colours.setColor(QPalette::WindowText, colour);
+    label->setPalette(colours);
+    return label;
+}
+
 } // namespace
 
 BarTools::BarTools(session::Session& session, PlayerWindow& window,
@@ -47,14 +60,13 @@ BarTools::~BarTools() {
 void BarTools::makeLabels() {
     QLabel* sound = window_.ui.soundStatusLabel;
     auto* row = qobject_cast<QBoxLayout*>(sound->parentWidget()->layout());
-    positionLabel_ = new QLabel(sound->parentWidget());
-    positionLabel_->setObjectName(QStringLiteral("barPositionLabel"));
+    positionLabel_ = makeHudLabel(sound->parentWidget(), QStringLiteral("barPositionLabel"), 255);
     // Wide enough for "bar 888 beat 8", so the row does not shift as the numbers change.
     positionLabel_->setMinimumWidth(
         positionLabel_->fontMetrics().horizontalAdvance(QStringLiteral("bar 888 beat 8 ")));
-    analysisLabel_ = new QLabel(sound->parentWidget());
-    analysisLabel_->setObjectName(QStringLiteral("analysisStatusLabel"));
-    analysisLabel_->setEnabled(false); // greyed: a remark, not a warning
+    // Faded: a remark, not a warning.
+    analysisLabel_ =
+        makeHudLabel(sound->parentWidget(), QStringLiteral("analysisStatusLabel"), 150);
     if (row) {
         const int at = row->indexOf(sound);
         row->insertWidget(at, analysisLabel_);
