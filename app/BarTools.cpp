@@ -103,6 +103,46 @@ void BarTools::makeMenu() {
                               : QStringLiteral("Loop %1 Bars From Here").arg(count),
                    QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key(Qt::Key_0 + count)),
                    [this, here, count] { loopBarsAt(here(), count); });
+    bars->addSeparator();
+    makeCorrectionMenu(bars);
+}
+
+void BarTools::makeCorrectionMenu(QMenu* bars) {
+    QMenu* menu = bars->addMenu(QStringLiteral("Correct Beat Grid"));
+    addCommand(menu, QStringLiteral("This Is Beat 1"), QKeySequence(Qt::SHIFT | Qt::Key_B), [this] {
+        if (const session::Recording* recording = session_.recording())
+            correctGrid([seconds = recording->secondsAt(view_->playheadFrame())](
+                            session::GridCorrection& c) { c.firstBeatAt = seconds; });
+    });
+    addCommand(menu, QStringLiteral("Double Tempo"), {}, [this] {
+        correctGrid([](auto& c) { c.tempoDoublings = std::min(c.tempoDoublings + 1, 3); });
+    });
+    addCommand(menu, QStringLiteral("Halve Tempo"), {}, [this] {
+        correctGrid([](auto& c) { c.tempoDoublings = std::max(c.tempoDoublings - 1, -3); });
+    });
+    addCommand(menu, QStringLiteral("Nudge Grid Earlier"), {},
+               [this] { correctGrid([](auto& c) { c.offsetSeconds -= kGridNudgeSeconds; }); });
+    addCommand(menu, QStringLiteral("Nudge Grid Later"), {},
+               [this] { correctGrid([](auto& c) { c.offsetSeconds += kGridNudgeSeconds; }); });
+    QMenu* meter = menu->addMenu(QStringLiteral("Beats per Bar"));
+    for (int beats = kFewestBeatsPerBar; beats <= kMostBeatsPerBar; ++beats) {
+        QAction* item = addCommand(meter, QString::number(beats), {}, [this, beats] {
+            correctGrid([beats](auto& c) { c.beatsPerBar = beats; });
+        });
+        item->setCheckable(true);
+        beatsPerBarItems_.push_back(item);
+    }
+    menu->addSeparator();
+    addCommand(menu, QStringLiteral("Reset Beat Grid"), {},
+               [this] { correctGrid([](auto& c) { c = {}; }); });
+}
+
+void BarTools::correctGrid(const std::function<void(session::GridCorrection&)>& change) {
+    if (session_.foundGrid().isEmpty())
+        return;
+    session::GridCorrection correction = session_.gridCorrection();
+    change(correction);
+    session_.setGridCorrection(correction);
 }
 
 void BarTools::setShowsGrid(bool shows) {
@@ -140,6 +180,8 @@ void BarTools::showPosition(std::int32_t frame) {
 
 void BarTools::showGrid() {
     view_->setBeatMarks(beatMarks(session_));
+    for (QAction* item : beatsPerBarItems_)
+        item->setChecked(item->text().toInt() == session_.grid().beatsPerBar);
     showPosition(view_->playheadFrame());
 }
 

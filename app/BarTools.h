@@ -7,8 +7,11 @@
 //   Show Beat Grid                    on or off, remembered across runs
 //   Loop This Bar                     B
 //   Loop 1/2/4/8 Bars From Here       Ctrl+Alt+1, 2, 4, 8
-//   Beat Grid > corrections           "this is beat 1", tempo doubled or halved, the grid
-//                                     nudged by 10 ms, 2 to 7 beats a bar
+//   Correct Beat Grid >               This Is Beat 1 (Shift+B, at the playhead), Double or
+//                                     Halve Tempo, Nudge Grid Earlier or Later (10 ms),
+//                                     Beats per Bar 2 to 7, Reset Beat Grid
+//
+// The corrections go to the session (which the recording's memory keeps across runs).
 //
 // A double-click on the waveform loops the bar under it. Until a grid has been found (and
 // whenever it is hidden) the commands do nothing and the view and its edits are as they
@@ -21,6 +24,7 @@
 
 #include <QObject>
 #include <functional>
+#include <vector>
 
 class BackgroundAnalysis;
 class KTFixedWaveformView;
@@ -33,6 +37,9 @@ class BarTools : public QObject, public session::SessionObserver {
     Q_OBJECT
 
 public:
+    static constexpr double kGridNudgeSeconds = 0.010;
+    static constexpr int kFewestBeatsPerBar = 2, kMostBeatsPerBar = 7;
+
     // `editLoop` makes a range the loop the way a mouse edit does.
     BarTools(session::Session& session, PlayerWindow& window,
              std::function<void(LoopRange)> editLoop, QObject* parent = nullptr);
@@ -56,6 +63,9 @@ public:
 private:
     void makeLabels();
     void makeMenu();
+    void makeCorrectionMenu(QMenu* bars);
+    // Changes the session's grid corrections; nothing until a grid has been found.
+    void correctGrid(const std::function<void(session::GridCorrection&)>& change);
     QAction* addCommand(QMenu* menu, const QString& text, const QKeySequence& keys,
                         std::function<void()> command);
     void showGrid();
@@ -68,4 +78,5 @@ private:
     QLabel* analysisLabel_ = nullptr;
     QLabel* positionLabel_ = nullptr;
     QAction* showGridAction_ = nullptr;
+    std::vector<QAction*> beatsPerBarItems_;
 };

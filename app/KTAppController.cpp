@@ -237,7 +237,8 @@ void KTAppController::putRecordingInPlace(const std::shared_ptr<LoadedRecording>
     waveformView_->setWaveform(std::move(loaded->waveform));
     showPlayingState(false);
     practice_->stopSpeedTrainer(); // its schedule was for the file before
-    session_.setRecording({loaded->path, loaded->key, loaded->pin, loaded->file}, remembered.loops);
+    session_.setRecording({loaded->path, loaded->key, loaded->pin, loaded->file}, remembered.loops,
+                          remembered.gridCorrection);
     // A recording played before comes back at the speed and pitch it was left at.
     if (remembered.rate)
         changeRate(*remembered.rate);
