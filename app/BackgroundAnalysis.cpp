@@ -4,18 +4,62 @@
 #include "app/WorkerMailbox.h"
 
 #include <QLabel>
+#include <chrono>
 #include <cmath>
+#include <condition_variable>
+#include <cstdlib>
+#include <mutex>
 #include <thread>
 
 namespace {
 
-// The job's destructor cancels it and joins its worker, which may take a while (or never
-// end, on a share that stopped answering): a thread of its own does that, not the window.
+// Jobs being dropped. A job's destructor cancels it and joins its worker, which may take a
+// while (or never end, on a share that stopped answering): a thread of its own does that,
+// not the window. The program's exit waits a moment for them, since a worker may be
+// decoding with libraries that exit tears down, but no longer than kExitWait: a worker stuck
+// on a share is left to the exit. Made once and never destroyed, so a thread that outlives
+// the wait still finds it.
+class JobReaper {
+public:
+    static constexpr std::chrono::milliseconds kExitWait{2000};
+
+    static JobReaper& shared() {
+        static JobReaper* reaper = [] {
+            auto* made = new JobReaper;
+            std::atexit([] { shared().waitForAll(); });
+            return made;
+        }();
+        return *reaper;
+    }
+
+    void reap(std::unique_ptr<analysis::AnalysisJob> job) {
+        job->cancel();
+        {
+            std::lock_guard guard(lock_);
+            ++running_;
+        }
+        std::thread([this, job = std::move(job)]() mutable {
+            job.reset();
+            std::lock_guard guard(lock_);
+            --running_;
+            ended_.notify_all();
+        }).detach();
+    }
+
+private:
+    void waitForAll() {
+        std::unique_lock guard(lock_);
+        ended_.wait_for(guard, kExitWait, [this] { return running_ == 0; });
+    }
+
+    std::mutex lock_;
+    std::condition_variable ended_;
+    int running_ = 0; // under lock_
+};
+
 void dropJob(std::unique_ptr<analysis::AnalysisJob> job) {
-    if (!job)
-        return;
-    job->cancel();
-    std::thread([job = std::move(job)]() mutable { job.reset(); }).detach();
+    if (job)
+        JobReaper::shared().reap(std::move(job));
 }
 
 } // namespace

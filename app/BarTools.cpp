@@ -15,6 +15,11 @@ namespace {
 
 const QString kShowGridSetting = QStringLiteral("view/showBeatGrid");
 
+// The window's settings, in the user's configuration folder (studyloop.conf).
+QSettings settings() {
+    return QSettings(QSettings::UserScope, QStringLiteral("studyloop"));
+}
+
 // The grid as the view draws it: each beat's frame, and the bar it starts, if it does.
 waveform_view::BeatMarks beatMarks(const session::Session& session) {
     waveform_view::BeatMarks marks;
@@ -48,7 +53,7 @@ BarTools::BarTools(session::Session& session, PlayerWindow& window,
     makeLabels();
     analysis_ = new BackgroundAnalysis(session_, analysisLabel_, this);
     makeMenu();
-    setShowsGrid(QSettings().value(kShowGridSetting, true).toBool());
+    setShowsGrid(settings().value(kShowGridSetting, true).toBool());
     session_.addObserver(this);
 }
 
@@ -90,7 +95,7 @@ void BarTools::makeMenu() {
     showGridAction_ = bars->addAction(QStringLiteral("Show Beat Grid"));
     showGridAction_->setCheckable(true);
     connect(showGridAction_, &QAction::triggered, this, [this](bool shows) {
-        QSettings().setValue(kShowGridSetting, shows);
+        settings().setValue(kShowGridSetting, shows);
         setShowsGrid(shows);
     });
     bars->addSeparator();

@@ -1,6 +1,6 @@
 // The controller's tests need an application object and a display; listing them (done at
-// build time) needs neither. The desktop's recent-files list goes to a folder of this run's
-// own, never the user's.
+// build time) needs neither. The desktop's recent-files list and the window's settings go to
+// a folder of this run's own, never the user's.
 
 #include <QApplication>
 #include <QTemporaryDir>
@@ -19,6 +19,7 @@ int main(int argc, char** argv) {
         return RUN_ALL_TESTS();
     QTemporaryDir dataHome;
     qputenv("XDG_DATA_HOME", dataHome.path().toUtf8());
+    qputenv("XDG_CONFIG_HOME", dataHome.path().toUtf8());
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM") && qEnvironmentVariableIsSet("DISPLAY"))
         qputenv("QT_QPA_PLATFORM", "xcb;xcb;xcb;xcb;xcb"); // a busy X server may refuse once
     QApplication application(argc, argv);
