@@ -333,6 +333,9 @@ TEST_F(ControllerTest, TheGridFoundAfterLoadingIsDrawnNamedAndLoopedInBars) {
     press(Qt::Key_2, Qt::ControlModifier | Qt::AltModifier);
     EXPECT_NEAR(loopSeconds().first, start, 0.01);
     EXPECT_NEAR(loopSeconds().second - start, 4.0, 0.1);
+    // The count-in between passes follows the grid's tempo as it is heard.
+    controller->changeRate(0.5);
+    EXPECT_NEAR(PlayerFollowsSession::countInTempo(controller->session()), 60.0, 2.0);
 }
 
 // The player's completion report waits for the main thread; destroying the controller (and
