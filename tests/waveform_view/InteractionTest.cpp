@@ -42,6 +42,9 @@ public:
         add("current " + std::to_string(frame));
     }
     void waveformViewWillChangeRange(KTFixedWaveformView*) override { add("will change"); }
+    void waveformViewDidDoubleClickFrame(KTFixedWaveformView*, std::int32_t frame) override {
+        add("double-click " + std::to_string(frame));
+    }
     void waveformViewDidChangeRangeStartFrameEndFrame(KTFixedWaveformView*, std::int32_t start,
                                                       std::int32_t end) override {
         add("range " + std::to_string(start) + " " + std::to_string(end));
@@ -265,6 +268,25 @@ INSTANTIATE_TEST_SUITE_P(
         SnapCase{"EndGripSnaps", 330, 428, {}, true, 100000, 400000},
         SnapCase{"EndGripBeyondSixPixelsDoesNot", 330, 422, {}, true, 100000, 392000}),
     [](const testing::TestParamInfo<SnapCase>& info) { return std::string(info.param.name); });
+
+// A double-click picks out its frame for the delegate while the grid shows; without a
+// grid it is a second press in the range body, as ever.
+TEST_F(InteractionTest, ADoubleClickNamesItsFrameOnlyWhileTheGridShows) {
+    // As the window system sends one: press, release, double-click, release.
+    const auto doubleClick = [&](double x) {
+        press(x);
+        release(x);
+        QMouseEvent event(QEvent::MouseButtonDblClick, at(x), view().mapToGlobal(at(x)),
+                          Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(&view(), &event);
+        release(x);
+    };
+    doubleClick(200);
+    EXPECT_EQ(delegate.take(), "current 175000; current 175000");
+    view().setBeatMarks({{100000, 1, true}, {150000, 1, false}});
+    doubleClick(400);
+    EXPECT_EQ(delegate.take(), "double-click 375000");
+}
 
 // Scrolling while the button is held at an edge.
 
