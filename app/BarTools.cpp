@@ -181,6 +181,8 @@ QString BarTools::positionText(std::int32_t frame) const {
 
 void BarTools::showPosition(std::int32_t frame) {
     positionLabel_->setText(positionText(frame));
+    // Without a grid the row is as it always was.
+    positionLabel_->setVisible(view_->isBeatGridShown());
 }
 
 void BarTools::showGrid() {
