@@ -3,6 +3,7 @@
 
 #include "app/KTAppController.h"
 
+#include "app/BarTools.h"
 #include "app/ColorBandWindow.h"
 #include "app/FileRefusal.h"
 #include "app/HarmonyPanel.h"
@@ -27,7 +28,6 @@
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QLabel>
-#include <QMessageBox>
 #include <QTimer>
 
 KTAppController::KTAppController(PlayerWindow* window, QObject* parent)
@@ -50,6 +50,7 @@ KTAppController::~KTAppController() {
     delete loopsMenu_;
     noteStrip_.reset();
     harmony_.reset();
+    delete barTools_;
     windowFollows_.reset();
     playerFollows_.reset();
     memory_.reset();
@@ -106,6 +107,8 @@ void KTAppController::makeParts() {
                                          *window_->ui.showNoteStripAction);
     harmony_ = std::make_unique<HarmonyPanel>(session_, *window_);
     connect(this, &KTAppController::fileLoaded, this, [this] { harmony_->refresh(); });
+    barTools_ = new BarTools(
+        session_, *window_, [this](LoopRange loop) { editLoop(loop); }, this);
     new OpenRecentMenu(
         window_->ui.openRecentMenu, [this](const QString& path) { applicationOpenFile(path); },
         this);
@@ -245,7 +248,8 @@ void KTAppController::putRecordingInPlace(const std::shared_ptr<LoadedRecording>
     waveformView_->setWaveform(std::move(loaded->waveform));
     showPlayingState(false);
     practice_->stopSpeedTrainer(); // its schedule was for the file before
-    session_.setRecording({loaded->path, loaded->key, loaded->pin, loaded->file}, remembered.loops);
+    session_.setRecording({loaded->path, loaded->key, loaded->pin, loaded->file}, remembered.loops,
+                          remembered.gridCorrection);
     // A recording played before comes back at the speed and pitch it was left at.
     if (remembered.rate)
         changeRate(*remembered.rate);
@@ -284,12 +288,4 @@ void KTAppController::updateSoundStatus() {
         soundStatusLabel_->hide();
     else if (player_->isPlaying())
         soundStatusLabel_->show();
-}
-
-void KTAppController::showAbout() {
-    QMessageBox::about(window_, QStringLiteral("About Study Loop"),
-                       QStringLiteral("<b>Study Loop</b> %1<p>Loop a passage of a recording, "
-                                      "slower or faster without changing its pitch, or "
-                                      "transposed without changing its speed.</p>")
-                           .arg(QCoreApplication::applicationVersion()));
 }

@@ -20,7 +20,8 @@
 //
 // The parts: RecordingLoader (opening), PracticeTools (loop edits, trainer, pause between
 // passes), LoopExport (File > Export Loop), LoopsMenu and RecordingMemory (saved loops and
-// what is remembered of each recording), OpenRecentMenu.
+// what is remembered of each recording), OpenRecentMenu, BarTools (the analysis in the
+// background once the waveform shows, the beat grid and the commands in bars).
 //
 // Threads: everything runs on the main thread except the player's reports of a completed
 // range or loop pass, which come from its queue's thread. A completion waits there until
@@ -44,6 +45,7 @@
 #include <memory>
 
 class ColorBandWindow;
+class BarTools;
 class KTCustomSliderCell;
 class KTDualModeButton;
 class KTFixedWaveformView;
@@ -127,6 +129,8 @@ public:
     void waveformViewDidChangeRangeStartFrameEndFrame(KTFixedWaveformView* view,
                                                       std::int32_t startFrame,
                                                       std::int32_t endFrame) override;
+    // With the beat grid showing: the bar under the double-click becomes the loop.
+    void waveformViewDidDoubleClickFrame(KTFixedWaveformView* view, std::int32_t frame) override;
     void waveformViewDidReceiveDraggedFileWithPath(KTFixedWaveformView* view,
                                                    const QString& path) override;
 
@@ -149,6 +153,7 @@ public:
     RecordingLoader* loader() const { return loader_; }
     NoteStripPanel* noteStrip() const { return noteStrip_.get(); }
     HarmonyPanel* harmony() const { return harmony_.get(); }
+    BarTools* barTools() const { return barTools_; }
 
 signals:
     // After every load that ended with the file in place.
@@ -166,6 +171,8 @@ private:
     void connectWindowCommands();
     void setControlsEnabled(bool enabled);
     void showPlayingState(bool playing);
+    // The LCD's time, and the bar and beat beside it.
+    void showTimeAt(std::int32_t frame);
     void completePlayback();
     void putRecordingInPlace(const std::shared_ptr<LoadedRecording>& recording);
     void refuseFile(const QString& path, const QString& reason);
@@ -197,6 +204,7 @@ private:
     PracticeTools* practice_ = nullptr;
     LoopExport* loopExport_ = nullptr;
     LoopsMenu* loopsMenu_ = nullptr;
+    BarTools* barTools_ = nullptr;
 
     std::atomic<bool> shuttingDown_{false};
 };

@@ -4,6 +4,9 @@
 // speed, pitch and volume are the session's, which the player and the window follow.
 
 #include "app/ColorBandWindow.h"
+}
+
+#include "app/BarTools.h"
 #include "app/KTAppController.h"
 #include "app/LoopExport.h"
 #include "app/PlayerWindow.h"
@@ -16,6 +19,7 @@
 #include "waveform_view/KTFixedWaveformView.h"
 
 #include <QKeyEvent>
+#include <QMessageBox>
 #include <QSemaphore>
 #include <QThread>
 
@@ -155,15 +159,20 @@ bool KTAppController::keyDown(QKeyEvent* event) {
     return true;
 }
 
+void KTAppController::showTimeAt(std::int32_t frame) {
+    timerView_->setTime(secondsAt(session_, frame));
+    barTools_->showPosition(frame);
+}
+
 void KTAppController::waveformViewDidDragPlayheadToFrame(KTFixedWaveformView* /*view*/,
                                                          std::int32_t frame) {
-    timerView_->setTime(secondsAt(session_, frame));
+    showTimeAt(frame);
 }
 
 void KTAppController::waveformViewDidChangeCurrentFrame(KTFixedWaveformView* /*view*/,
                                                         std::int32_t frame) {
     player_->setCurrentFrame(double(frame));
-    timerView_->setTime(secondsAt(session_, frame));
+    showTimeAt(frame);
 }
 
 void KTAppController::waveformViewWillChangeRange(KTFixedWaveformView* /*view*/) {
@@ -175,6 +184,11 @@ void KTAppController::waveformViewDidChangeRangeStartFrameEndFrame(KTFixedWavefo
                                                                    std::int32_t startFrame,
                                                                    std::int32_t endFrame) {
     session_.setLoop({startFrame, endFrame});
+}
+
+void KTAppController::waveformViewDidDoubleClickFrame(KTFixedWaveformView* /*view*/,
+                                                      std::int32_t frame) {
+    barTools_->loopBarsAt(frame, 1);
 }
 
 void KTAppController::waveformViewDidReceiveDraggedFileWithPath(KTFixedWaveformView* /*view*/,
@@ -191,7 +205,7 @@ void KTAppController::playerDidMovePlayheadToFrame(KTAudioQueuePlayer* /*player*
     if (waveformView_->isDragging())
         return; // the user holds the playhead; the player's reports wait
     waveformView_->setPlayheadFrame(frame);
-    timerView_->setTime(secondsAt(session_, frame));
+    showTimeAt(frame);
 }
 
 // Sent from the queue's thread: waits until the main thread has reset the indicators, as
@@ -247,4 +261,12 @@ playback::LoopRenderSettings KTAppController::loopRenderSettings() const {
     loop.rate = session_.rate();
     loop.cents = session_.pitchCents();
     return loop;
+}
+
+void KTAppController::showAbout() {
+    QMessageBox::about(window_, QStringLiteral("About Study Loop"),
+                       QStringLiteral("<b>Study Loop</b> %1<p>Loop a passage of a recording, "
+                                      "slower or faster without changing its pitch, or "
+                                      "transposed without changing its speed.</p>")
+                           .arg(QCoreApplication::applicationVersion()));
 }

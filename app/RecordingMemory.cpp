@@ -22,6 +22,11 @@ RecordingMemory::Recalled RecordingMemory::recall(const QString& key) const {
     for (const platform::desktop::SavedLoop& loop : memory.loops)
         recalled.loops.push_back(
             {loop.name, {std::int32_t(loop.startFrame), std::int32_t(loop.endFrame)}});
+    if (memory.grid) {
+        const platform::desktop::GridMemory& grid = *memory.grid;
+        recalled.gridCorrection = {grid.offsetSeconds, grid.tempoDoublings, grid.beatsPerBar,
+                                   grid.firstBeatSeconds, grid.tappedTempoBpm};
+    }
     if (store_.restoresSpeedAndPitch()) {
         recalled.rate = memory.rate;
         if (memory.cents)
@@ -43,6 +48,15 @@ void RecordingMemory::savedLoopsChanged(const Session& session) {
     remember(session);
 }
 
+void RecordingMemory::recordingChanged(const Session& session) {
+    rememberedCorrection_ = session.gridCorrection();
+}
+
+void RecordingMemory::gridChanged(const Session& session) {
+    if (session.gridCorrection() != rememberedCorrection_)
+        remember(session);
+}
+
 void RecordingMemory::remember(const Session& session) {
     const session::Recording* recording = session.recording();
     if (!recording || recording->key.isEmpty())
@@ -52,5 +66,10 @@ void RecordingMemory::remember(const Session& session) {
         memory.loops.push_back({loop.name, loop.range.start, loop.range.end});
     memory.rate = session.rate();
     memory.cents = session.pitchCents();
+    if (const session::GridCorrection& grid = session.gridCorrection(); !grid.isNone())
+        memory.grid =
+            platform::desktop::GridMemory{grid.offsetSeconds, grid.tempoDoublings, grid.beatsPerBar,
+                                          grid.firstBeatAt, grid.tappedTempoBpm};
+    rememberedCorrection_ = session.gridCorrection();
     store_.remember(recording->key, recording->path, memory);
 }

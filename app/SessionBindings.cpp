@@ -8,6 +8,7 @@
 #include "waveform_view/KTFixedWaveformView.h"
 
 #include <QSignalBlocker>
+#include <algorithm>
 #include <cmath>
 
 using session::Session;
@@ -48,6 +49,8 @@ void PlayerFollowsSession::loopingChanged(const Session& session) {
 
 void PlayerFollowsSession::rateChanged(const Session& session) {
     player_.setPlaybackRate(session.rate());
+    if (!session.grid().isEmpty())
+        passPauseChanged(session); // the count-in follows the music's tempo as it is heard
 }
 
 void PlayerFollowsSession::pitchChanged(const Session& session) {
@@ -60,7 +63,19 @@ void PlayerFollowsSession::volumeChanged(const Session& session) {
 
 void PlayerFollowsSession::passPauseChanged(const Session& session) {
     const session::PassPause& pause = session.passPause();
-    player_.setPassPause(pause.seconds, pause.countIn ? pause.beatsPerMinute : 0.0);
+    player_.setPassPause(pause.seconds, pause.countIn ? countInTempo(session) : 0.0);
+}
+
+void PlayerFollowsSession::gridChanged(const Session& session) {
+    passPauseChanged(session);
+}
+
+double PlayerFollowsSession::countInTempo(const Session& session) {
+    const double gridTempo = session.grid().tempoBpm;
+    if (session.grid().isEmpty() || !(gridTempo > 0))
+        return session.passPause().beatsPerMinute;
+    return std::clamp(gridTempo * session.rate(), Session::kSlowestCountIn,
+                      Session::kFastestCountIn);
 }
 
 WindowFollowsSession::WindowFollowsSession(Session& session, PlayerWindow& window)

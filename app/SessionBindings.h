@@ -4,7 +4,8 @@
 // change of the session to what it drives, so that neither is ever set by hand.
 //
 // - PlayerFollowsSession: the player plays the session's recording, loop (start and
-//   length), looping, speed, pitch, volume and pause between passes. A new recording gets
+//   length), looping, speed, pitch, volume and pause between passes (its count-in at the
+//   beat grid's tempo when there is a grid). A new recording gets
 //   all of them again, since its queue starts from nothing.
 // - WindowFollowsSession: the waveform view shows the loop, the knobs of the speed and pitch
 //   sliders stand where the session's values are (set quietly: a knob moved by the session
@@ -31,6 +32,11 @@ public:
     void pitchChanged(const session::Session& session) override;
     void volumeChanged(const session::Session& session) override;
     void passPauseChanged(const session::Session& session) override;
+    void gridChanged(const session::Session& session) override;
+
+    // The count-in's tempo: the beat grid's as it is heard at the session's speed when there
+    // is a grid, else the one typed or tapped.
+    static double countInTempo(const session::Session& session);
 
 private:
     session::Session& session_;

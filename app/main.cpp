@@ -4,9 +4,12 @@
 //   studyloop [FILE] [--screenshot OUT.png] [--range START,END] [--playhead SECONDS]
 //
 // A second launch hands its file to the window already running and exits. --screenshot
-// saves the window once the file is loaded and drawn (with the loop and playhead given in
-// seconds) and quits; such a run never hands over and never takes over from another.
+// saves the window once the file is loaded, analysed and drawn (with the loop and playhead
+// given in seconds) and quits; such a run never hands over and never takes over from
+// another.
 
+#include "app/BackgroundAnalysis.h"
+#include "app/BarTools.h"
 #include "app/KTAppController.h"
 #include "app/PlayerWindow.h"
 #include "platform/desktop/SingleInstance.h"
@@ -60,13 +63,22 @@ void saveScreenshotWhenLoaded(KTAppController& controller, PlayerWindow& window,
             controller.waveformViewDidDragPlayheadToFrame(view, frame);
             controller.waveformViewDidChangeCurrentFrame(view, frame);
         }
-        // Time for the window to be drawn with all of it.
-        QTimer::singleShot(700, &window, [&window, out] {
-            const bool saved = window.grab().save(out);
-            if (!saved)
-                std::fprintf(stderr, "studyloop: cannot write %s\n", qPrintable(out));
-            QApplication::exit(saved ? 0 : 1);
-        });
+        // Time for the window to be drawn with all of it, once the analysis has found
+        // the beat grid (or given up), and for the LCD's flash of a remembered speed or
+        // pitch to be over.
+        const auto save = [&window, out] {
+            QTimer::singleShot(1100, &window, [&window, out] {
+                const bool saved = window.grab().save(out);
+                if (!saved)
+                    std::fprintf(stderr, "studyloop: cannot write %s\n", qPrintable(out));
+                QApplication::exit(saved ? 0 : 1);
+            });
+        };
+        BackgroundAnalysis* analysis = controller.barTools()->analysis();
+        if (analysis->isRunning())
+            QObject::connect(analysis, &BackgroundAnalysis::finished, &window, save);
+        else
+            save();
     });
 }
 

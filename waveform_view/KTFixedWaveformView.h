@@ -35,6 +35,9 @@
 //                jumps under the pointer   a pixel short of the end
 //   elsewhere    nothing (outside the range the playhead never moves)
 //
+// While the beat grid shows, a double-click (without Shift) tells the delegate the frame
+// it was on (DidDoubleClickFrame) instead of pressing again.
+//
 // During a drag every move of the playhead (a grip's drag takes it to the range start) is
 // reported with DidDragPlayheadToFrame.
 //
@@ -113,6 +116,7 @@ protected:
 
     bool event(QEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
 
 private:
     friend class waveform_view::WaveformViewBase<QOpenGLWidget, KTFixedWaveformView,
@@ -131,6 +135,7 @@ private:
     void fillBackground();
     void drawWaveform();
     void drawInactiveOverlays();
+    void drawBeatGrid();
     void drawAxis();
     void drawPlayhead();
     void drawRangeHandles();

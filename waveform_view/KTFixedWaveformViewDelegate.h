@@ -32,6 +32,9 @@ public:
     virtual void waveformViewDidChangeRangeStartFrameEndFrame(KTFixedWaveformView* /*view*/,
                                                               std::int32_t /*startFrame*/,
                                                               std::int32_t /*endFrame*/) {}
+    // A double-click on the frame while the beat grid shows.
+    virtual void waveformViewDidDoubleClickFrame(KTFixedWaveformView* /*view*/,
+                                                 std::int32_t /*frame*/) {}
     // A file was dropped on the view.
     virtual void waveformViewDidReceiveDraggedFileWithPath(KTFixedWaveformView* /*view*/,
                                                            const QString& /*path*/) {}

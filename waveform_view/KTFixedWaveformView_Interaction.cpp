@@ -2,6 +2,7 @@
 // press, its drags and the drop target are WaveformViewBase's.
 
 #include "waveform_view/KTFixedWaveformView.h"
+#include "waveform_view/KTFixedWaveformViewDelegate.h"
 
 #include <QNativeGestureEvent>
 #include <QWheelEvent>
@@ -96,4 +97,16 @@ bool KTFixedWaveformView::magnify(QNativeGestureEvent* event) {
     default:
         return false;
     }
+}
+
+// With the beat grid showing, a double-click picks out the bar it lands on (the delegate
+// decides what that means); otherwise it is the second press it always was.
+void KTFixedWaveformView::mouseDoubleClickEvent(QMouseEvent* event) {
+    if (event->button() != Qt::LeftButton || !isBeatGridShown() ||
+        (event->modifiers() & Qt::ShiftModifier))
+        return WaveformViewBase::mouseDoubleClickEvent(event);
+    const double x = zoomedPoint(viewportPoint(event->position())).x();
+    if (delegate_)
+        delegate_->waveformViewDidDoubleClickFrame(
+            this, waveform_view::frameAtPixel(x, framesPerPixel()));
 }

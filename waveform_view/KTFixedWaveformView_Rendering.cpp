@@ -1,9 +1,10 @@
 // Everything the view puts on screen, in fixed-function OpenGL: background, waveform,
-// dimming outside the loop range, axis, playhead, the range frame, and the drop zone of the
-// empty view. Each step sets its own projection; the x of the waveform, the dimming, the
+// dimming outside the loop range, the beat grid, axis, playhead, the range frame, and the drop zone
+// of the empty view. Each step sets its own projection; the x of the waveform, the dimming, the
 // playhead and the range frame is the document's, over the visible strip.
 
 #include "audio/KTWaveform.h"
+#include "waveform_view/BeatGridDrawing.h"
 #include "waveform_view/KTFixedWaveformView.h"
 #include "waveform_view/ViewDrawing.h"
 #include "waveform_view/WaveformDrawing.h"
@@ -29,6 +30,7 @@ void KTFixedWaveformView::paintGL() {
         drawWaveform();
         glDisable(GL_MULTISAMPLE);
         drawInactiveOverlays();
+        drawBeatGrid();
         drawAxis();
         drawPlayhead();
         drawRangeHandles();
@@ -64,6 +66,16 @@ void KTFixedWaveformView::drawInactiveOverlays() {
     glMatrixMode(GL_MODELVIEW);
     glLoadIdentity();
     waveform_view::drawInactiveOverlays(*this, rangeStartPixel(), rangeEndPixel(), right);
+}
+
+void KTFixedWaveformView::drawBeatGrid() {
+    if (!isBeatGridShown())
+        return;
+    const QRect visible = documentVisibleRect();
+    const double left = visible.x(), right = visible.x() + visible.width();
+    waveform_view::drawBeatGrid(
+        *this, waveform_view::beatGridLayout(beatMarks_, framesPerPixel(), left, right), left,
+        right, height());
 }
 
 void KTFixedWaveformView::drawAxis() {

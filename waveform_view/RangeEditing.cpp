@@ -25,6 +25,15 @@ std::int32_t clampEndFrame(std::int32_t frame, std::int32_t totalFrames) {
     return std::min(std::max(frame, 1), totalFrames);
 }
 
+// The frame a range edge dragged to x takes: the beat within kSnapPixels, if any.
+std::int32_t edgeFrameAt(double x, const EditMapping& mapping) {
+    const std::int32_t frame = frameAtPixel(x, mapping.framesPerPixel);
+    if (!mapping.snapBeats)
+        return frame;
+    return nearestBeatFrame(*mapping.snapBeats, frame, kSnapPixels * mapping.framesPerPixel)
+        .value_or(frame);
+}
+
 } // namespace
 
 bool RangeEditing::press(QPointF point, bool shift, const EditMapping& mapping,
@@ -47,7 +56,7 @@ bool RangeEditing::press(QPointF point, bool shift, const EditMapping& mapping,
         // drawn.
         draggingRange = true;
         draggingDirection = 0.0;
-        rangeStartFrame = clampStartFrame(frameAtPixel(x, perPixel), mapping.totalFrames);
+        rangeStartFrame = clampStartFrame(edgeFrameAt(x, mapping), mapping.totalFrames);
         rangeEndFrame = rangeStartFrame + 1;
         playheadFrame = rangeStartFrame;
         listener.editWillChangeRange();
@@ -83,14 +92,14 @@ bool RangeEditing::drag(double x, double deltaX, const EditMapping& mapping,
             return false;
         }
         if (draggingDirection > 0.0) {
-            rangeEndFrame = clampEndFrame(frameAtPixel(x, perPixel), totalFrames);
+            rangeEndFrame = clampEndFrame(edgeFrameAt(x, mapping), totalFrames);
             if (rangeEndFrame < rangeStartFrame) {
                 rangeStartFrame = rangeEndFrame - 1;
                 playheadFrame = rangeStartFrame;
                 listener.editDidDragPlayheadToFrame(playheadFrame);
             }
         } else {
-            rangeStartFrame = clampStartFrame(frameAtPixel(x, perPixel), totalFrames);
+            rangeStartFrame = clampStartFrame(edgeFrameAt(x, mapping), totalFrames);
             if (rangeEndFrame < rangeStartFrame)
                 rangeEndFrame = rangeStartFrame + 1;
             playheadFrame = rangeStartFrame;
@@ -120,7 +129,7 @@ bool RangeEditing::drag(double x, double deltaX, const EditMapping& mapping,
     }
     case ActiveArea::StartHandle:
         // Only a strict inversion is repaired: the start pushes the end along.
-        rangeStartFrame = clampStartFrame(frameAtPixel(x + handleOffset, perPixel), totalFrames);
+        rangeStartFrame = clampStartFrame(edgeFrameAt(x + handleOffset, mapping), totalFrames);
         if (rangeEndFrame < rangeStartFrame)
             rangeEndFrame = rangeStartFrame + 1;
         playheadFrame = rangeStartFrame;
@@ -128,7 +137,7 @@ bool RangeEditing::drag(double x, double deltaX, const EditMapping& mapping,
         beginRangeEdit();
         break;
     case ActiveArea::EndHandle:
-        rangeEndFrame = clampEndFrame(frameAtPixel(x + handleOffset, perPixel), totalFrames);
+        rangeEndFrame = clampEndFrame(edgeFrameAt(x + handleOffset, mapping), totalFrames);
         if (rangeEndFrame < rangeStartFrame)
             rangeStartFrame = rangeEndFrame - 1;
         if (playheadFrame != rangeStartFrame) {

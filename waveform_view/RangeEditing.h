@@ -5,7 +5,8 @@
 // these; they turn their events into x positions in their own pixel space (FrameMapping.h)
 // and pass what it reports on to their delegates.
 //
-// The cases of a press, tried in this order:
+// The cases of a press, tried in this order (an edge of the range, drawn or dragged, snaps
+// to a beat nearby when the mapping gives beats):
 //   Shift      a new one-frame range starts here; the first sideways movement decides
 //              which end follows the pointer
 //   a grip     that end of the range follows the pointer, keeping its distance to it
@@ -14,6 +15,7 @@
 //
 // Thread contract: the GUI thread, like the views that hold it.
 
+#include "waveform_view/BeatMarks.h"
 #include "waveform_view/FrameMapping.h"
 
 #include <QPointF>
@@ -34,12 +36,17 @@ protected:
     ~RangeEditListener() = default;
 };
 
+// A range edge drawn or dragged within this many pixels of a beat lands on the beat.
+inline constexpr double kSnapPixels = 6.0;
+
 // The view's mapping at the time of an event: frames per pixel (0 with no file), the
-// file's length and the height of the grips.
+// file's length, the height of the grips, and the beats the range's edges snap to (none:
+// they go where the pointer is).
 struct EditMapping {
     double framesPerPixel = 0.0;
     std::int32_t totalFrames = 0;
     double height = 0.0;
+    const BeatMarks* snapBeats = nullptr;
 };
 
 // The frames a view shows and the state of the press being handled.

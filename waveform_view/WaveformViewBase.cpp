@@ -188,7 +188,20 @@ QRectF WaveformViewBase<Widget, View, Delegate>::rangeEndHandleRect() const {
 template <class Widget, class View, class Delegate>
 EditMapping WaveformViewBase<Widget, View, Delegate>::editMapping() const {
     return {framesPerPixel(), waveform_ ? waveform_->totalFrames() : 0,
-            self().waveformAreaRect().height()};
+            self().waveformAreaRect().height(),
+            isBeatGridShown() && !snapOff_ ? &beatMarks_ : nullptr};
+}
+
+template <class Widget, class View, class Delegate>
+void WaveformViewBase<Widget, View, Delegate>::setBeatMarks(BeatMarks marks) {
+    beatMarks_ = std::move(marks);
+    requestRedraw();
+}
+
+template <class Widget, class View, class Delegate>
+void WaveformViewBase<Widget, View, Delegate>::setShowsBeatGrid(bool shows) {
+    showsBeatGrid_ = shows;
+    requestRedraw();
 }
 
 // Mouse input: moving the playhead and the ends of the range, drawing a new range with
@@ -208,6 +221,7 @@ void WaveformViewBase<Widget, View, Delegate>::mousePressEvent(QMouseEvent* even
     if (event->button() != Qt::LeftButton || tracking_)
         return Widget::mousePressEvent(event);
     const QPointF pressPoint = viewportPoint(event->position());
+    snapOff_ = event->modifiers() & Qt::AltModifier;
     if (!edit_.press(self().zoomedPoint(pressPoint), event->modifiers() & Qt::ShiftModifier,
                      editMapping(), *this))
         return;
@@ -228,6 +242,7 @@ void WaveformViewBase<Widget, View, Delegate>::mouseMoveEvent(QMouseEvent* event
         return Widget::mouseMoveEvent(event);
     }
     const QPointF point = viewportPoint(event->position());
+    snapOff_ = event->modifiers() & Qt::AltModifier;
     lastDragDeltaX_ = point.x() - lastDragPoint_.x();
     lastDragPoint_ = point;
     processMouseDragged();

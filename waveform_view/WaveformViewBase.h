@@ -21,6 +21,7 @@
 // with the GL widget's context current (the view itself, or its surface).
 // Ownership: the view owns its waveform and its GL objects; the delegate is not owned.
 
+#include "waveform_view/BeatMarks.h"
 #include "waveform_view/DocumentScrolling.h"
 #include "waveform_view/FrameMapping.h"
 #include "waveform_view/HandCursor.h"
@@ -94,6 +95,14 @@ public:
     std::int32_t rangeStartFrame() const { return edit_.rangeStartFrame; }
     void setRangeEndFrame(std::int32_t frame);
     std::int32_t rangeEndFrame() const { return edit_.rangeEndFrame; }
+
+    // The beats and bars drawn over the waveform while the grid shows; while it shows, the
+    // range's edges snap to a beat within a few pixels unless Alt is held.
+    void setBeatMarks(BeatMarks marks);
+    const BeatMarks& beatMarks() const { return beatMarks_; }
+    void setShowsBeatGrid(bool shows);
+    bool showsBeatGrid() const { return showsBeatGrid_; }
+    bool isBeatGridShown() const { return showsBeatGrid_ && !beatMarks_.empty(); }
 
     bool isDragging() const { return edit_.dragging; }
     void setDragging(bool dragging) { edit_.dragging = dragging; }
@@ -170,6 +179,10 @@ protected:
     RangeEditing edit_;
     bool scrolling_ = false;
     bool autoscrolling_ = false;
+
+    BeatMarks beatMarks_;
+    bool showsBeatGrid_ = true;
+    bool snapOff_ = false; // Alt was held at the last press or move
 
     ViewGLObjects glObjects_;
     float dropzoneDelta_ = 0.0f;

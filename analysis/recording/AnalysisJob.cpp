@@ -4,10 +4,29 @@
 
 #include <utility>
 
+#if defined(__linux__)
+#include <sys/resource.h>
+#include <unistd.h>
+#endif
+
 namespace analysis {
+
+namespace {
+
+// The analysis runs beside playback, whose time stretching needs the cores more: the
+// worker takes the lowest share of the processor, and the decoding threads it starts
+// inherit it (Linux keeps the nice level per thread).
+void yieldToPlayback() {
+#if defined(__linux__)
+    setpriority(PRIO_PROCESS, id_t(gettid()), 19);
+#endif
+}
+
+} // namespace
 
 AnalysisJob::AnalysisJob(std::string path, std::function<void()> onFinished) {
     worker_ = std::thread([this, path = std::move(path), onFinished = std::move(onFinished)] {
+        yieldToPlayback();
         AnalysisControl control;
         control.cancel = &cancel_;
         control.progress = &progress_;

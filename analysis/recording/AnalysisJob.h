@@ -8,7 +8,8 @@
 // touches only the job's own state. `onFinished`, if given, is called once on the worker
 // thread when the analysis has ended (done, failed or cancelled); it must not destroy the
 // job (post a message to the owning thread instead). The destructor cancels and waits
-// for the worker, which stops within a tenth of a second or so.
+// for the worker, which stops within a tenth of a second or so. The worker and its decoding
+// threads run at the lowest priority, so that playback beside them keeps the processor.
 
 #include "analysis/recording/RecordingAnalysis.h"
 

@@ -42,6 +42,29 @@ bool writeStore(const QString& path, const QJsonObject& store) {
     return file.commit();
 }
 
+QJsonObject gridObject(const GridMemory& grid) {
+    QJsonObject object{{QStringLiteral("offset"), grid.offsetSeconds},
+                       {QStringLiteral("doublings"), grid.tempoDoublings},
+                       {QStringLiteral("beatsPerBar"), grid.beatsPerBar}};
+    if (grid.firstBeatSeconds)
+        object.insert(QStringLiteral("firstBeat"), *grid.firstBeatSeconds);
+    if (grid.tappedTempoBpm)
+        object.insert(QStringLiteral("tappedTempo"), *grid.tappedTempoBpm);
+    return object;
+}
+
+GridMemory gridMemory(const QJsonObject& object) {
+    GridMemory grid;
+    grid.offsetSeconds = object.value(QStringLiteral("offset")).toDouble();
+    grid.tempoDoublings = object.value(QStringLiteral("doublings")).toInt();
+    grid.beatsPerBar = object.value(QStringLiteral("beatsPerBar")).toInt();
+    if (object.contains(QStringLiteral("firstBeat")))
+        grid.firstBeatSeconds = object.value(QStringLiteral("firstBeat")).toDouble();
+    if (object.contains(QStringLiteral("tappedTempo")))
+        grid.tappedTempoBpm = object.value(QStringLiteral("tappedTempo")).toDouble();
+    return grid;
+}
+
 } // namespace
 
 LoopStore::LoopStore(QString storePath) : path(std::move(storePath)) {}
@@ -75,6 +98,8 @@ RecordingMemory LoopStore::recall(const QString& key) const {
         memory.rate = entry.value(QStringLiteral("rate")).toDouble();
     if (entry.contains(QStringLiteral("cents")))
         memory.cents = entry.value(QStringLiteral("cents")).toDouble();
+    if (entry.contains(QStringLiteral("grid")))
+        memory.grid = gridMemory(entry.value(QStringLiteral("grid")).toObject());
     return memory;
 }
 
@@ -94,6 +119,8 @@ bool LoopStore::remember(const QString& key, const QString& recordingPath,
         entry.insert(QStringLiteral("rate"), *memory.rate);
     if (memory.cents)
         entry.insert(QStringLiteral("cents"), *memory.cents);
+    if (memory.grid)
+        entry.insert(QStringLiteral("grid"), gridObject(*memory.grid));
     recordings.insert(key, entry);
     store.insert(QStringLiteral("recordings"), recordings);
     return writeStore(path, store);

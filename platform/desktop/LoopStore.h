@@ -1,9 +1,9 @@
 #pragma once
 
 // What the program remembers of each recording across runs: the loops the musician saved
-// on it, and the speed and pitch it was last played at. Kept in one JSON file under the
-// user's data folder (XDG on Linux, Application Support on macOS), never beside the
-// recording.
+// on it, the speed and pitch it was last played at, and the corrections of its beat grid. Kept in
+// one JSON file under the user's data folder (XDG on Linux, Application Support on macOS), never
+// beside the recording.
 //
 // A recording is known by a hash of its first megabyte and its size, so a file that was
 // moved or renamed keeps what was remembered of it, and another file put at the same path
@@ -27,10 +27,21 @@ struct SavedLoop {
     bool operator==(const SavedLoop&) const = default;
 };
 
+// The musician's corrections of the beat grid the analysis found.
+struct GridMemory {
+    double offsetSeconds = 0;
+    int tempoDoublings = 0; // +1 doubled, -1 halved
+    int beatsPerBar = 0;    // 0: as found
+    std::optional<double> firstBeatSeconds;
+    std::optional<double> tappedTempoBpm;
+    bool operator==(const GridMemory&) const = default;
+};
+
 struct RecordingMemory {
     QList<SavedLoop> loops;
     std::optional<double> rate;  // speed factor last played at
     std::optional<double> cents; // pitch shift last played at
+    std::optional<GridMemory> grid;
 };
 
 class LoopStore {

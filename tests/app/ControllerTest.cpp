@@ -2,6 +2,8 @@
 // audio device: the open flow, the commands and keys, the indicators, the delegate
 // reports, a bad file, and quitting while a range ends.
 
+#include "app/BackgroundAnalysis.h"
+#include "app/BarTools.h"
 #include "app/HarmonyPanel.h"
 #include "controls/KTCustomSliderCell.h"
 #include "controls/KTDualModeButton.h"
@@ -12,9 +14,11 @@
 #include "platform/audio_queue/AudioQueue.h"
 #include "platform/desktop/RecentFiles.h"
 #include "tests/app/ControllerFixture.h"
+#include "tests/support/Music.h"
 #include "waveform_view/KTFixedWaveformView.h"
 
 #include <QFileDialog>
+#include <QLabel>
 #include <QMessageBox>
 #include <QProgressBar>
 #include <QSignalSpy>
@@ -296,6 +300,45 @@ TEST_F(ControllerTest, PlayingWithNoSoundServerShowsOneLineSayingSo) {
     QTest::qWait(3 * KTAppController::kSoundStatusIntervalMilliseconds);
     EXPECT_TRUE(ui().soundStatusLabel->isVisible());
     qunsetenv("PULSE_SERVER");
+}
+
+// Once the waveform shows, the analysis runs with a mark in the status area while the
+// window plays on; the grid it finds is drawn, named beside the LCD and looped in bars.
+TEST_F(ControllerTest, TheGridFoundAfterLoadingIsDrawnNamedAndLoopedInBars) {
+    const MusicPiece piece{"grid_120", 120, 4, 8, true};
+    const std::string path = renderMusic(piece).string();
+    QSignalSpy analysed(controller->barTools()->analysis(), &BackgroundAnalysis::finished);
+    load(path);
+    const auto* mark = window->findChild<QLabel*>(QStringLiteral("analysisStatusLabel"));
+    EXPECT_TRUE(mark->isVisible());
+    controller->playToggle(nullptr);
+    EXPECT_TRUE(controller->player()->isPlaying());
+    controller->playToggle(nullptr);
+    ASSERT_TRUE(waitUntil([&] { return !analysed.isEmpty(); }));
+    EXPECT_FALSE(mark->isVisible());
+    KTFixedWaveformView* view = window->waveformView;
+    EXPECT_GE(view->beatMarks().size(), 28u);
+
+    // A double-click at 5 s loops the bar around it; B loops the playhead's bar, and
+    // Ctrl+Alt+2 two bars from it. At 120 bpm a bar is 2 s.
+    const auto loopSeconds = [&] {
+        const LoopRange loop = controller->session().loop();
+        return std::pair{double(loop.start) / kRate, double(loop.end) / kRate};
+    };
+    controller->waveformViewDidDoubleClickFrame(view, 5 * kRate);
+    auto [start, end] = loopSeconds();
+    EXPECT_LE(start, 5.0);
+    EXPECT_NEAR(end - start, 2.0, 0.1);
+    view->setPlayheadFrame(std::int32_t((start + 0.05) * kRate));
+    controller->waveformViewDidChangeCurrentFrame(view, view->playheadFrame());
+    EXPECT_EQ(window->findChild<QLabel*>(QStringLiteral("barPositionLabel"))->text().toStdString(),
+              "bar " + std::to_string(controller->session().grid().beatAt(start)->bar) + " beat 1");
+    press(Qt::Key_2, Qt::ControlModifier | Qt::AltModifier);
+    EXPECT_NEAR(loopSeconds().first, start, 0.01);
+    EXPECT_NEAR(loopSeconds().second - start, 4.0, 0.1);
+    // The count-in between passes follows the grid's tempo as it is heard.
+    controller->changeRate(0.5);
+    EXPECT_NEAR(PlayerFollowsSession::countInTempo(controller->session()), 60.0, 2.0);
 }
 
 // The player's completion report waits for the main thread; destroying the controller (and

@@ -1,10 +1,13 @@
 // The Loops menu through the controller and the real window: loops saved, chosen on their
 // keys, renamed and deleted; a recording's loops and its last speed and pitch coming back
 // after the program starts again and after the file was moved; and with Restore Speed and
-// Pitch off, a load as the design has it.
+// Pitch off, a load as the design has it. The corrections of a beat grid come back too.
 
+#include "app/BackgroundAnalysis.h"
+#include "app/BarTools.h"
 #include "controls/KTCustomSliderCell.h"
 #include "tests/app/ControllerFixture.h"
+#include "tests/support/Music.h"
 #include "waveform_view/KTFixedWaveformView.h"
 
 #include <QDialog>
@@ -124,6 +127,39 @@ TEST_F(RememberedLoopsTest, LoopsSpeedAndPitchComeBackAfterARestartAndAMove) {
     // Another recording remembers nothing of this one.
     load(toneFile("another", 2 * kRate, 660));
     EXPECT_TRUE(controller->session().savedLoops().isEmpty());
+}
+
+// The grid's corrections, made in the menu, come back with the recording after a restart,
+// applied to the grid its analysis finds again.
+TEST_F(RememberedLoopsTest, BeatGridCorrectionsComeBackAfterARestart) {
+    const std::string piece = renderMusic({"grid_120", 120, 4, 8, true}).string();
+    const auto loadAndAnalyse = [&] {
+        QSignalSpy analysed(controller->barTools()->analysis(), &BackgroundAnalysis::finished);
+        load(piece);
+        ASSERT_TRUE(waitUntil([&] { return !analysed.isEmpty(); }));
+    };
+    const auto choose = [&](const QString& item) {
+        for (QAction* action : window->findChildren<QAction*>())
+            if (action->text() == item && !action->menu())
+                return action->trigger();
+        ADD_FAILURE() << "no menu item " << item.toStdString();
+    };
+    loadAndAnalyse();
+    ASSERT_FALSE(controller->session().grid().isEmpty());
+    choose(QStringLiteral("Halve Tempo"));
+    choose(QStringLiteral("Nudge Grid Later"));
+    choose(QStringLiteral("3"));
+    const session::GridCorrection corrected = controller->session().gridCorrection();
+    EXPECT_EQ(corrected.tempoDoublings, -1);
+    EXPECT_DOUBLE_EQ(corrected.offsetSeconds, 0.010);
+    const session::BeatGrid grid = controller->session().grid();
+    EXPECT_EQ(grid.beatsPerBar, 3);
+
+    restart();
+    loadAndAnalyse();
+    EXPECT_EQ(controller->session().gridCorrection(), corrected);
+    EXPECT_EQ(controller->session().grid().beats.size(), grid.beats.size());
+    EXPECT_EQ(controller->session().grid().beatsPerBar, 3);
 }
 
 } // namespace

@@ -4,6 +4,8 @@
 // the player must end its range where the data stops, and nothing may end the program.
 // Skipped where FUSE cannot be mounted.
 
+#include "app/BackgroundAnalysis.h"
+#include "app/BarTools.h"
 #include "controls/KTDualModeButton.h"
 #include "platform/desktop/RecentFiles.h"
 #include "tests/app/ControllerFixture.h"
@@ -159,6 +161,26 @@ TEST_F(SlowShareTest, AnotherFileOpensWhileTheShareStalls) {
     // The share answers; the old read ends, is dropped, and the window closes as usual.
     answer();
     QTest::qWait(500);
+}
+
+// The analysis of a file on the share stalls with it; opening another file drops it
+// without waiting, and what it finds when the share answers never reaches the new file.
+TEST_F(SlowShareTest, AnAnalysisStalledOnTheShareNeverHoldsTheWindowNorLandsOnTheNextFile) {
+    QSignalSpy analysed(controller->barTools()->analysis(), &BackgroundAnalysis::finished);
+    load(shared().string());
+    stall();
+    QTest::qWait(300);
+    ASSERT_TRUE(analysed.isEmpty()) << "the analysis should be waiting on the share";
+    StallWatch watch;
+    const QString local = QString::fromStdString(toneFile("after", kRate / 2));
+    load(local.toStdString());
+    ASSERT_TRUE(waitUntil([&] { return !analysed.isEmpty(); }));
+    printStall("another file while the analysis stalls on the share", watch.longestMs());
+    EXPECT_LE(watch.longestMs(), kLongestStallMs);
+    answer();
+    QTest::qWait(1000);
+    ASSERT_EQ(analysed.count(), 1) << "the dropped analysis reported";
+    EXPECT_EQ(analysed.first().at(0).toString(), local);
 }
 
 // A load waiting on the share holds nothing but its worker: Cancel takes the sheet down at

@@ -20,6 +20,7 @@ int main(int argc, char** argv) {
         return RUN_ALL_TESTS();
     QTemporaryDir dataHome;
     qputenv("XDG_DATA_HOME", dataHome.path().toUtf8());
+    qputenv("XDG_CONFIG_HOME", dataHome.path().toUtf8());
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM") && qEnvironmentVariableIsSet("DISPLAY"))
         qputenv("QT_QPA_PLATFORM", "xcb;xcb;xcb;xcb;xcb"); // a busy X server may refuse once
     QApplication application(argc, argv);

@@ -4,7 +4,8 @@ recording under Xvfb, xdotool's real pointer and keys, and this test's own null 
 
     range_by_mouse.py STUDYLOOP_BINARY DEMO_WAV WORK_FOLDER
 
-Shift-drags a new range over one bar of the demo recording, turns the loop on (L), plays
+Shift-drags a new range over one bar of the demo recording (with Alt, so that its ends stay
+where the pointer puts them whatever beat grid the analysis has found by then), turns the loop on (L), plays
 the range from its start (Return) and records three passes. The range the view takes is
 worked out from the pointer's pixels the way the view maps pixels to frames, so what is
 heard must be that stretch of the recording: each pass starts where the demo does at the
@@ -64,12 +65,14 @@ def main():
 
         send_keys(window)  # the focus, for the Shift held during the drag
         subprocess.run(["xdotool", "mousemove", "--window", window, str(x_start), str(y)], check=True)
-        subprocess.run(["xdotool", "keydown", "shift", "mousedown", "1"], check=True)
+        # Alt keeps the range's ends where the pointer puts them, off the beat grid.
+        subprocess.run(["xdotool", "keydown", "shift", "keydown", "alt", "mousedown", "1"],
+                       check=True)
         for x in np.linspace(x_start, x_end, 12)[1:]:
             subprocess.run(["xdotool", "mousemove", "--window", window, str(int(x)), str(y)],
                            check=True)
             time.sleep(0.03)
-        subprocess.run(["xdotool", "mouseup", "1", "keyup", "shift"], check=True)
+        subprocess.run(["xdotool", "mouseup", "1", "keyup", "alt", "keyup", "shift"], check=True)
         time.sleep(0.3)
         screenshot(window, os.path.join(work, "range-marked.png"))
 

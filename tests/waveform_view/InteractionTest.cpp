@@ -42,6 +42,9 @@ public:
         add("current " + std::to_string(frame));
     }
     void waveformViewWillChangeRange(KTFixedWaveformView*) override { add("will change"); }
+    void waveformViewDidDoubleClickFrame(KTFixedWaveformView*, std::int32_t frame) override {
+        add("double-click " + std::to_string(frame));
+    }
     void waveformViewDidChangeRangeStartFrameEndFrame(KTFixedWaveformView*, std::int32_t start,
                                                       std::int32_t end) override {
         add("range " + std::to_string(start) + " " + std::to_string(end));
@@ -215,6 +218,74 @@ TEST_F(InteractionTest, ShiftRangeTakesItsDirectionFromTheFirstSidewaysMove) {
     move(200); // back past the start, which is pulled to one before the end
     release(200);
     EXPECT_EQ(delegate.take(), "will change; drag 275000; drag 174999; range 174999 175000");
+}
+
+// With the beat grid showing (a beat every 50 pixels, on x 25, 75, ... 325, 375, ...), a
+// range edge drawn or dragged within 6 pixels of a beat lands on it; Alt held, or the grid
+// hidden, it goes where the pointer is.
+
+struct SnapCase {
+    const char* name;
+    double pressX, dragX;
+    Qt::KeyboardModifiers keys;
+    bool gridShown;
+    std::int32_t start, end;
+};
+
+void PrintTo(const SnapCase& c, std::ostream* out) {
+    *out << c.name;
+}
+
+class Snapping : public InteractionTest, public testing::WithParamInterface<SnapCase> {};
+
+TEST_P(Snapping, EdgesLandOnABeatNearby) {
+    const SnapCase& c = GetParam();
+    waveform_view::BeatMarks marks;
+    for (int beat = 0; beat < 12; ++beat)
+        marks.push_back({beat * 50000, beat / 4 + 1, beat % 4 == 0});
+    view().setBeatMarks(marks);
+    view().setShowsBeatGrid(c.gridShown);
+    press(c.pressX, c.keys);
+    for (const double x : {c.pressX + 1, c.dragX}) {
+        QMouseEvent moved(QEvent::MouseMove, at(x), view().mapToGlobal(at(x)), Qt::LeftButton,
+                          Qt::LeftButton, c.keys);
+        QApplication::sendEvent(&view(), &moved);
+    }
+    release(c.dragX);
+    EXPECT_EQ(view().rangeStartFrame(), c.start);
+    EXPECT_EQ(view().rangeEndFrame(), c.end);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    , Snapping,
+    testing::Values(
+        SnapCase{"ShiftDragSnapsBothEnds", 329, 470, Qt::ShiftModifier, true, 300000, 450000},
+        SnapCase{"AltTurnsSnappingOff", 329, 470, Qt::ShiftModifier | Qt::AltModifier, true, 304000,
+                 445000},
+        SnapCase{"HiddenGridDoesNotSnap", 329, 470, Qt::ShiftModifier, false, 304000, 445000},
+        SnapCase{"FarFromABeatStaysPut", 310, 400, Qt::ShiftModifier, true, 285000, 375000},
+        // The end grip, grabbed 5 pixels past the range end, keeps that distance.
+        SnapCase{"EndGripSnaps", 330, 428, {}, true, 100000, 400000},
+        SnapCase{"EndGripBeyondSixPixelsDoesNot", 330, 422, {}, true, 100000, 392000}),
+    [](const testing::TestParamInfo<SnapCase>& info) { return std::string(info.param.name); });
+
+// A double-click picks out its frame for the delegate while the grid shows; without a
+// grid it is a second press in the range body, as ever.
+TEST_F(InteractionTest, ADoubleClickNamesItsFrameOnlyWhileTheGridShows) {
+    // As the window system sends one: press, release, double-click, release.
+    const auto doubleClick = [&](double x) {
+        press(x);
+        release(x);
+        QMouseEvent event(QEvent::MouseButtonDblClick, at(x), view().mapToGlobal(at(x)),
+                          Qt::LeftButton, Qt::LeftButton, Qt::NoModifier);
+        QApplication::sendEvent(&view(), &event);
+        release(x);
+    };
+    doubleClick(200);
+    EXPECT_EQ(delegate.take(), "current 175000; current 175000");
+    view().setBeatMarks({{100000, 1, true}, {150000, 1, false}});
+    doubleClick(400);
+    EXPECT_EQ(delegate.take(), "double-click 375000");
 }
 
 // Scrolling while the button is held at an edge.

@@ -3,9 +3,11 @@
 // steps: the gradients are interpolated per pixel and the blends rounded.
 
 #include "tests/waveform_view/ViewFixture.h"
+#include "waveform_view/BeatGridDrawing.h"
 
 #include <QImage>
 #include <QTest>
+#include <algorithm>
 #include <cmath>
 #include <gtest/gtest.h>
 #include <ostream>
@@ -260,6 +262,71 @@ TEST(LongFileRendering, BucketsBeyondSixteenBitsAreDrawnWhereTheyBelong) {
     for (int column = seamColumn - 4; column <= seamColumn + 4; ++column)
         EXPECT_TRUE(isWaveform(pixelAt(seam, column, height / 2 - 10))) << column;
 }
+
+// Beats 50 pixels apart, four to a bar: a faint column on each beat, a stronger one on
+// each bar's first beat with its number beside it at the top. The grid arrives after the
+// waveform, as the analysis's does, and goes when hidden.
+TEST_F(RenderingTest, BeatGridArrivingLaterDrawsBeatsAndNumberedBars) {
+    view().setWaveform(makeWaveform(kFrames, 0.0f));
+    view().setRangeEndFrame(kFrames);
+    const QImage before = grab(view());
+    waveform_view::BeatMarks marks;
+    for (int beat = 0; beat < 12; ++beat)
+        marks.push_back({beat * 50000, beat / 4 + 1, beat % 4 == 0});
+    view().setBeatMarks(marks);
+    const QImage image = grab(view());
+    // Beat 2 (frame 50000) is on pixel 75, bar 2 (frame 200000) on pixel 225.
+    const Rgb background = pixelAt(before, 75, 150);
+    const Rgb beat = pixelAt(image, 75, 150), bar = pixelAt(image, 225, 150);
+    EXPECT_GT(beat.b, background.b + 10);
+    EXPECT_GT(bar.b, beat.b + 30);
+    EXPECT_TRUE(near(pixelAt(image, 100, 150), background));
+    EXPECT_TRUE(opaque(image, 225, 150));
+    // The number's digits, to the right of the bar line at the top.
+    int lit = 0;
+    for (int x = 226; x < 240; ++x)
+        for (int y = 4; y < 18; ++y)
+            lit += pixelAt(image, x, y).b > pixelAt(before, x, y).b + 40;
+    EXPECT_GT(lit, 6);
+    view().setShowsBeatGrid(false);
+    EXPECT_TRUE(near(pixelAt(grab(view()), 225, 150), background));
+}
+
+// Zoomed out, the beats go first, then bar lines and numbers thin to every 2, 4, 8... bars,
+// so that lines stay at least 4 pixels apart and numbers never overlap.
+class GridThinning : public testing::TestWithParam<double> {};
+
+TEST_P(GridThinning, KeepsLinesApartAndNumbersClear) {
+    const double framesPerPixel = GetParam();
+    waveform_view::BeatMarks marks; // 120 bpm at 44.1 kHz, 4/4, 400 bars
+    for (int beat = 0; beat < 1600; ++beat)
+        marks.push_back({beat * 22050, beat / 4 + 1, beat % 4 == 0});
+    const auto layout = waveform_view::beatGridLayout(marks, framesPerPixel, 0, 1e9);
+    const auto apart = [](const std::vector<double>& pixels, double gap) {
+        for (std::size_t i = 1; i < pixels.size(); ++i)
+            if (pixels[i] - pixels[i - 1] < gap)
+                return false;
+        return true;
+    };
+    std::vector<double> lines = layout.beatLines, labelRights;
+    lines.insert(lines.end(), layout.barLines.begin(), layout.barLines.end());
+    std::sort(lines.begin(), lines.end());
+    EXPECT_TRUE(apart(lines, waveform_view::kMinLineSpacing - 1));
+    double lastRight = -1e9;
+    for (const waveform_view::BarLabel& label : layout.labels) {
+        EXPECT_GT(label.x, lastRight) << "bar " << label.bar;
+        lastRight = label.x + waveform_view::kLabelInset +
+                    double(std::to_string(label.bar).size()) *
+                        (waveform_view::kDigitWidth + waveform_view::kDigitCell);
+    }
+    EXPECT_FALSE(layout.labels.empty());
+    EXPECT_EQ(layout.labels.front().bar, 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(, GridThinning, testing::Values(100.0, 1000.0, 3000.0, 10000.0, 60000.0),
+                         [](const testing::TestParamInfo<double>& info) {
+                             return "framesPerPixel" + std::to_string(std::lround(info.param));
+                         });
 
 class DropzoneTest : public testing::Test {
 protected:
