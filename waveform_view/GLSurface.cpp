@@ -8,7 +8,7 @@ namespace waveform_view {
 
 GLSurface::GLSurface(Callbacks callbacks, QWidget* parent)
     : QOpenGLWidget(parent), callbacks_(std::move(callbacks)) {
-    setFormat(viewSurfaceFormat());
+    setFormat(viewSurfaceFormat(2));
     setAttribute(Qt::WA_TransparentForMouseEvents);
 }
 

@@ -1,13 +1,35 @@
-// Construction, and keeping the view over the visible strip of the scroll area.
+// Construction, keeping the view over the visible strip of the scroll area, and the frames
+// of its GL window.
 
 #include "waveform_view/KTFixedWaveformView.h"
 
+#include "waveform_view/GLWindow.h"
+
 #include <QEvent>
+#include <QPainter>
+#include <QScreen>
 #include <QScrollArea>
+#include <algorithm>
+#include <utility>
 
 KTFixedWaveformView::KTFixedWaveformView(QWidget* parent) : WaveformViewBase(parent) {
-    setFormat(waveform_view::viewSurfaceFormat());
-    setGLWidget(this);
+    // Drawn only when grabbed; on screen the GL window covers it.
+    setAttribute(Qt::WA_OpaquePaintEvent);
+    glWindow_ = new waveform_view::GLWindow(
+        waveform_view::viewSurfaceFormat(0),
+        {[this] { initializeGL(); },
+         [this](QSize pixels, unsigned target) { paintGL(pixels, target); }},
+        this);
+    setSurface(glWindow_);
+    glWindow_->container()->setGeometry(rect());
+    frameClock_.setTimerType(Qt::PreciseTimer);
+    QObject::connect(&frameClock_, &QTimer::timeout, this, [this] { frameTick(); });
+}
+
+KTFixedWaveformView::~KTFixedWaveformView() {
+    glWindow_->makeCurrent();
+    strip_.release();
+    glWindow_->doneCurrent();
 }
 
 void KTFixedWaveformView::placeInScrollView(QScrollArea& scrollView) {
@@ -34,13 +56,13 @@ void KTFixedWaveformView::fitWidth() {
         return;
     setDocumentWidth(scrollView_->viewport()->width());
     followVisibleRect();
-    update();
+    requestRedraw();
 }
 
 void KTFixedWaveformView::boundsDidChange() {
     WaveformViewBase::boundsDidChange();
     followVisibleRect();
-    update();
+    requestRedraw();
 }
 
 void KTFixedWaveformView::windowResized() {
@@ -52,13 +74,18 @@ void KTFixedWaveformView::windowResized() {
     if (!waveform_ || scrollView_->viewport()->width() > document->width())
         fitWidth();
     followVisibleRect();
-    update();
+    requestRedraw();
 }
 
 bool KTFixedWaveformView::eventFilter(QObject* watched, QEvent* event) {
     if (scrollView_ && watched == scrollView_->viewport() && event->type() == QEvent::Resize)
         windowResized();
-    return QOpenGLWidget::eventFilter(watched, event);
+    return QWidget::eventFilter(watched, event);
+}
+
+void KTFixedWaveformView::resizeEvent(QResizeEvent* event) {
+    glWindow_->container()->setGeometry(rect());
+    QWidget::resizeEvent(event);
 }
 
 void KTFixedWaveformView::followVisibleRect() {
@@ -69,4 +96,32 @@ void KTFixedWaveformView::followVisibleRect() {
 void KTFixedWaveformView::setDocumentWidth(int width) {
     QWidget* document = documentView();
     document->resize(width, scrollView_->viewport()->height());
+}
+
+QImage KTFixedWaveformView::grabFramebuffer() {
+    return glWindow_->grabFrame();
+}
+
+void KTFixedWaveformView::paintEvent(QPaintEvent* /*event*/) {
+    if (!redirected(nullptr))
+        return;
+    const QImage frame = grabFramebuffer();
+    QPainter(this).drawImage(rect(), frame);
+}
+
+void KTFixedWaveformView::setFrameCallback(std::function<void()> beforeFrame) {
+    beforeFrame_ = std::move(beforeFrame);
+    if (!beforeFrame_) {
+        frameClock_.stop();
+        return;
+    }
+    const QScreen* shownOn = screen();
+    const double rate = shownOn && shownOn->refreshRate() > 1.0 ? shownOn->refreshRate() : 60.0;
+    frameClock_.start(std::max(1, static_cast<int>(1000.0 / rate)));
+}
+
+void KTFixedWaveformView::frameTick() {
+    if (beforeFrame_)
+        beforeFrame_();
+    glWindow_->drawPendingFrame();
 }

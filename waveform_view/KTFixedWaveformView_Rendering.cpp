@@ -1,7 +1,8 @@
 // Everything the view puts on screen, in fixed-function OpenGL: background, waveform,
 // dimming outside the loop range, axis, playhead, the range frame, and the drop zone of the
 // empty view. Each step sets its own projection; the x of the waveform, the dimming, the
-// playhead and the range frame is the document's, over the visible strip.
+// playhead and the range frame is the document's, over the visible strip. The background
+// and the waveform are the strip, drawn into its cache only when it changed.
 
 #include "audio/KTWaveform.h"
 #include "waveform_view/KTFixedWaveformView.h"
@@ -9,40 +10,52 @@
 #include "waveform_view/WaveformDrawing.h"
 
 void KTFixedWaveformView::initializeGL() {
+    // A new context has none of the old framebuffers.
+    strip_.release();
     createGLResources();
 }
 
-void KTFixedWaveformView::resizeGL(int width, int height) {
-    const qreal ratio = devicePixelRatioF();
-    glViewport(0, 0, static_cast<GLsizei>(width * ratio), static_cast<GLsizei>(height * ratio));
-}
-
-void KTFixedWaveformView::paintGL() {
-    glClear(GL_COLOR_BUFFER_BIT);
-    glDisable(GL_MULTISAMPLE);
-    fillBackground();
-    glEnable(GL_MULTISAMPLE);
+void KTFixedWaveformView::paintGL(QSize pixels, unsigned target) {
+    glViewport(0, 0, pixels.width(), pixels.height());
     if (!waveform_) {
+        glClear(GL_COLOR_BUFFER_BIT);
+        fillBackground();
         drawDropzone();
-    } else {
-        // Multisampling is on for the waveform alone: the only shape with slanted edges.
+        glFlush();
+        return;
+    }
+    const QRect visible = documentVisibleRect();
+    const int documentWidth = documentView() ? documentView()->width() : width();
+    if (qEnvironmentVariableIsSet("TMP_DIRECT")) { glClear(GL_COLOR_BUFFER_BIT); fillBackground(); drawWaveform(); } else
+    if (strip_.beginDrawing(*this, {visible, documentWidth, pixels, waveformGeneration_})) {
+        glClear(GL_COLOR_BUFFER_BIT);
+        fillBackground();
+        // Multisampling (where the strip has it) is for the waveform alone: the only shape
+        // with slanted edges.
+        glEnable(GL_MULTISAMPLE);
         drawWaveform();
         glDisable(GL_MULTISAMPLE);
-        drawInactiveOverlays();
-        drawAxis();
-        drawPlayhead();
-        drawRangeHandles();
-        glEnable(GL_MULTISAMPLE);
+        strip_.finishDrawing(target);
+        glViewport(0, 0, pixels.width(), pixels.height());
     }
+    if (!qEnvironmentVariableIsSet("TMP_NO_STRIP") && !qEnvironmentVariableIsSet("TMP_DIRECT")) strip_.draw(*this); else glClear(GL_COLOR_BUFFER_BIT);
+    if (!qEnvironmentVariableIsSet("TMP_NO_DIM")) drawInactiveOverlays();
+    drawAxis();
+    drawPlayhead();
+    drawRangeHandles();
     glFlush();
 }
 
 void KTFixedWaveformView::fillBackground() {
+    glDisable(GL_MULTISAMPLE);
     glMatrixMode(GL_PROJECTION);
     glPushMatrix();
     glLoadIdentity();
     glOrtho(-1.0, 1.0, -1.0, 1.0, -1.0, 1.0);
+    glMatrixMode(GL_MODELVIEW);
+    glLoadIdentity();
     waveform_view::fillBackground(*this, -1.0, 1.0);
+    glMatrixMode(GL_PROJECTION);
     glPopMatrix();
 }
 
@@ -51,9 +64,8 @@ void KTFixedWaveformView::drawWaveform() {
     glMatrixMode(GL_PROJECTION);
     glLoadIdentity();
     glOrtho(visible.x(), visible.x() + visible.width(), -1.0, 1.0, -1.0, 1.0);
-    if (waveform_view::drawInRectWithVbo(*this, *waveform_, waveformAreaRect(), glObjects_.vbo,
-                                         visible.x(), visible.x() + visible.width()))
-        ++vertexUploads_;
+    waveform_view::drawInRectWithVbo(*this, *waveform_, waveformAreaRect(), glObjects_.vbo,
+                                     visible.x(), visible.x() + visible.width());
 }
 
 void KTFixedWaveformView::drawInactiveOverlays() {

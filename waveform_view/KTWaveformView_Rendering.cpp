@@ -52,9 +52,8 @@ void KTWaveformView::paintGL() {
     } else {
         // Multisampling is on for the waveform alone: the only shape with slanted edges.
         const QRect visible = visibleRect();
-        if (waveform_view::drawInRectWithVbo(*this, *waveform_, waveformAreaRect(), glObjects_.vbo,
-                                             visible.x(), visible.x() + visible.width()))
-            ++vertexUploads_;
+        waveform_view::drawInRectWithVbo(*this, *waveform_, waveformAreaRect(), glObjects_.vbo,
+                                         visible.x(), visible.x() + visible.width());
         glDisable(GL_MULTISAMPLE);
         drawInactiveOverlays();
         drawAxis();

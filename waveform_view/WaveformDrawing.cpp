@@ -31,12 +31,11 @@ void fillBucketCoords(KTWaveform& waveform, std::int32_t bucketSize, std::int32_
     }
 }
 
-bool drawInRectWithVbo(QOpenGLFunctions_2_1& gl, KTWaveform& waveform, const QRectF& rect,
+void drawInRectWithVbo(QOpenGLFunctions_2_1& gl, KTWaveform& waveform, const QRectF& rect,
                        GLuint vbo, double visibleLeft, double visibleRight) {
     const std::int32_t bucketSize = bucketSizeFor(waveform.totalSamples(), rect.width());
     const std::int32_t buckets = waveform.totalSamples() / bucketSize;
-    const bool rebuild = buckets != waveform.totalBuckets;
-    if (rebuild) {
+    if (buckets != waveform.totalBuckets) {
         fillBucketCoords(waveform, bucketSize, buckets);
         gl.glBindBuffer(GL_ARRAY_BUFFER, vbo);
         gl.glBufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(buckets) * 8,
@@ -47,7 +46,7 @@ bool drawInRectWithVbo(QOpenGLFunctions_2_1& gl, KTWaveform& waveform, const QRe
     gl.glMatrixMode(GL_MODELVIEW);
     // A band needs two buckets.
     if (buckets < 2)
-        return rebuild;
+        return;
 
     const double bucketWidth = rect.width() / buckets;
     // A silent file (or one whose peaks are all negative) has no positive maximum: its
@@ -89,7 +88,6 @@ bool drawInRectWithVbo(QOpenGLFunctions_2_1& gl, KTWaveform& waveform, const QRe
     }
     gl.glBindBuffer(GL_ARRAY_BUFFER, 0);
     gl.glDisableClientState(GL_VERTEX_ARRAY);
-    return rebuild;
 }
 
 } // namespace waveform_view
