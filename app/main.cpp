@@ -10,6 +10,7 @@
 #include "app/KTAppController.h"
 #include "app/PlayerWindow.h"
 #include "platform/desktop/SingleInstance.h"
+#include "platform/desktop/TerminationSignals.h"
 #include "waveform_view/KTFixedWaveformView.h"
 
 #include <QApplication>
@@ -57,6 +58,7 @@ void saveScreenshotWhenLoaded(KTAppController& controller, PlayerWindow& window,
             const auto frame = std::int32_t(playhead.toDouble() * rate);
             view->setPlayheadFrame(frame);
             controller.waveformViewDidDragPlayheadToFrame(view, frame);
+            controller.waveformViewDidChangeCurrentFrame(view, frame);
         }
         // Time for the window to be drawn with all of it.
         QTimer::singleShot(700, &window, [&window, out] {
@@ -159,6 +161,7 @@ int main(int argc, char** argv) {
     if (takingScreenshot && !prepareScreenshot(arguments, controller, window))
         return 2;
 
+    platform::desktop::quitOnTerminationSignals(application);
     window.show();
     for (const QString& file : arguments.files)
         controller.applicationOpenFile(file);

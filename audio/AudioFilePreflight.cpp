@@ -26,30 +26,16 @@ std::string describeAudioFileStatus(OSStatus status) {
 
 namespace {
 
-// Opens, sets the client format and decodes the first frames, as the player and the peak
-// data will; the first failing status, or noErr.
+// Opens and decodes the first frames, as the player and the peak data will; the first
+// failing status, or noErr.
 OSStatus check(const std::string& url) {
-    ExtAudioFileRef file = nullptr;
-    if (const OSStatus status = ExtAudioFileOpenURL(url, &file); status != noErr)
+    OSStatus status = noErr;
+    ExtAudioFileRef file = ExtAudioFileOpenStereoFloat(url, status);
+    if (!file)
         return status;
-    AudioStreamBasicDescription fileFormat;
-    std::uint32_t size = sizeof fileFormat;
-    OSStatus status =
-        ExtAudioFileGetProperty(file, kExtAudioFileProperty_FileDataFormat, &size, &fileFormat);
-    if (status == noErr) {
-        const AudioStreamBasicDescription client = stereoFloatFormat(fileFormat.mSampleRate);
-        status = ExtAudioFileSetProperty(file, kExtAudioFileProperty_ClientDataFormat,
-                                         sizeof client, &client);
-    }
-    if (status == noErr) {
-        constexpr std::uint32_t kFrames = 4096;
-        std::array<float, kFrames * 2> frames{};
-        AudioBufferList list;
-        list.mNumberBuffers = 1;
-        list.mBuffers[0] = {2, kFrames * 8, frames.data()};
-        std::uint32_t count = kFrames;
-        status = ExtAudioFileRead(file, &count, &list);
-    }
+    std::uint32_t count = 4096;
+    std::array<float, 4096 * 2> frames{};
+    status = ExtAudioFileReadStereoFloat(file, &count, frames.data());
     ExtAudioFileDispose(file);
     return status;
 }

@@ -5,18 +5,14 @@
 using namespace platform;
 
 KTAudioFile::KTAudioFile(const std::string& url) {
-    openFile(url);
+    const char* operation = nullptr;
+    const OSStatus status = openFileReportingStatus(url, &operation);
+    CheckError(status, operation);
 }
 
 KTAudioFile::~KTAudioFile() {
     if (file)
         ExtAudioFileDispose(file);
-}
-
-void KTAudioFile::openFile(const std::string& url) {
-    const char* operation = nullptr;
-    const OSStatus status = openFileReportingStatus(url, &operation);
-    CheckError(status, operation);
 }
 
 std::shared_ptr<KTAudioFile> KTAudioFile::open(const std::string& url, OSStatus& status) {
@@ -27,24 +23,11 @@ std::shared_ptr<KTAudioFile> KTAudioFile::open(const std::string& url, OSStatus&
 }
 
 OSStatus KTAudioFile::openFileReportingStatus(const std::string& url, const char** operation) {
-    *operation = "Open file";
-    OSStatus status = ExtAudioFileOpenURL(url, &file);
-    if (status != noErr) {
-        file = nullptr;
-        return status;
-    }
-    AudioStreamBasicDescription fileFormat;
-    std::uint32_t size = sizeof fileFormat;
-    *operation = "KTAudioFile - get file data format failed";
-    status =
-        ExtAudioFileGetProperty(file, kExtAudioFileProperty_FileDataFormat, &size, &fileFormat);
-    if (status != noErr)
-        return status;
-    setOutputFormat(stereoFloatFormat(fileFormat.mSampleRate));
-    const AudioStreamBasicDescription client = outputFormat();
-    *operation = "KTAudioFile - set client data format failed";
-    return ExtAudioFileSetProperty(file, kExtAudioFileProperty_ClientDataFormat, sizeof client,
-                                   &client);
+    OSStatus status = noErr;
+    file = ExtAudioFileOpenStereoFloat(url, status, operation);
+    if (file)
+        format = stereoFloatFormat(sampleRate());
+    return status;
 }
 
 std::int64_t KTAudioFile::totalFrames() const {
@@ -71,14 +54,4 @@ AudioFileID KTAudioFile::audioFileId() const {
     CheckError(ExtAudioFileGetProperty(file, kExtAudioFileProperty_AudioFile, &size, &id),
                "Get audio file ID");
     return id;
-}
-
-AudioStreamBasicDescription KTAudioFile::outputFormat() const {
-    std::lock_guard guard(formatLock);
-    return format;
-}
-
-void KTAudioFile::setOutputFormat(const AudioStreamBasicDescription& value) {
-    std::lock_guard guard(formatLock);
-    format = value;
 }

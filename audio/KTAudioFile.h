@@ -16,7 +16,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 
 class KTAudioFile {
@@ -27,7 +26,6 @@ public:
     KTAudioFile(const KTAudioFile&) = delete;
     KTAudioFile& operator=(const KTAudioFile&) = delete;
 
-    void openFile(const std::string& url);
     // Opens `url` without ending the process: null, with the failing status in `status`,
     // for a file that cannot be opened (whoever must survive a file that changed since it
     // was checked opens it this way).
@@ -38,21 +36,14 @@ public:
     int sampleRate() const;
     platform::AudioFileID audioFileId() const;
 
-    bool isLoaded() const { return loaded; }
-    void setLoaded(bool value) { loaded = value; }
-
-    platform::AudioStreamBasicDescription outputFormat() const;
-    void setOutputFormat(const platform::AudioStreamBasicDescription& format);
+    platform::AudioStreamBasicDescription outputFormat() const { return format; }
 
     platform::ExtAudioFileRef extAudioFile() const { return file; }
-    void setExtAudioFile(platform::ExtAudioFileRef value) { file = value; }
 
 private:
     KTAudioFile() = default;
     platform::OSStatus openFileReportingStatus(const std::string& url, const char** operation);
 
-    bool loaded = false;
     platform::ExtAudioFileRef file = nullptr;
-    mutable std::mutex formatLock; // outputFormat is read and written whole
-    platform::AudioStreamBasicDescription format{};
+    platform::AudioStreamBasicDescription format{}; // set at the open, before any sharing
 };

@@ -56,7 +56,6 @@ public:
 
     std::int32_t totalFrames() const { return totalFrames_; }
     std::int32_t totalSamples() const { return static_cast<std::int32_t>(samples_.size()); }
-    std::int32_t framesPerSample() const { return kFramesPerSample; }
     std::int16_t globalMaxValue() const { return globalMaxValue_; }
     const std::vector<std::int16_t>& samples() const { return samples_; }
 
@@ -65,9 +64,6 @@ public:
     // The bucket count coords() and the drawing view's vertex buffer were last filled for;
     // 0 for a new waveform. Set only by the drawing code.
     std::int32_t totalBuckets = 0;
-    // The waveform's own GL buffer name. The view draws from a buffer of its own, made and
-    // deleted in its context, so this one stays 0; this class makes no GL call.
-    std::uint32_t vbo = 0;
 
 private:
     KTWaveform(const std::string& url, std::atomic<std::int64_t>* progressFrames);

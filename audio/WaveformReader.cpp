@@ -15,28 +15,6 @@ constexpr std::uint32_t kChunkFrames = 32768;
 // Shorter files are read by one thread: starting a second decoder costs more than it saves.
 constexpr std::int64_t kMinSegmentFrames = 30 * 48000;
 
-// Opens `url` for reading stereo float frames; null with the status when it cannot.
-ExtAudioFileRef openForReading(const std::string& url, OSStatus& status) {
-    ExtAudioFileRef file = nullptr;
-    status = ExtAudioFileOpenURL(url, &file);
-    if (status != noErr)
-        return nullptr;
-    AudioStreamBasicDescription fileFormat;
-    std::uint32_t size = sizeof fileFormat;
-    status =
-        ExtAudioFileGetProperty(file, kExtAudioFileProperty_FileDataFormat, &size, &fileFormat);
-    if (status == noErr) {
-        const AudioStreamBasicDescription client = stereoFloatFormat(fileFormat.mSampleRate);
-        status = ExtAudioFileSetProperty(file, kExtAudioFileProperty_ClientDataFormat,
-                                         sizeof client, &client);
-    }
-    if (status != noErr) {
-        ExtAudioFileDispose(file);
-        return nullptr;
-    }
-    return file;
-}
-
 struct Segment {
     std::int64_t firstFrame = 0;
     std::int64_t frames = 0;
@@ -56,7 +34,7 @@ struct Reading {
 void reduceSegment(const Reading& reading, ExtAudioFileRef file, Segment& segment,
                    std::int16_t* out) {
     const bool ownFile = file == nullptr;
-    if (ownFile && !(file = openForReading(reading.url, segment.status)))
+    if (ownFile && !(file = ExtAudioFileOpenStereoFloat(reading.url, segment.status)))
         return;
     if (segment.firstFrame != 0)
         segment.status = ExtAudioFileSeek(file, segment.firstFrame);
@@ -69,10 +47,7 @@ void reduceSegment(const Reading& reading, ExtAudioFileRef file, Segment& segmen
         }
         std::uint32_t frames = std::uint32_t(
             std::min<std::int64_t>(kChunkFrames, segment.frames - segment.framesRead));
-        AudioBufferList buffers;
-        buffers.mNumberBuffers = 1;
-        buffers.mBuffers[0] = {1, frames * 8, chunk.data()};
-        segment.status = ExtAudioFileRead(file, &frames, &buffers);
+        segment.status = ExtAudioFileReadStereoFloat(file, &frames, chunk.data());
         if (segment.status != noErr || frames == 0)
             break;
         reducer.feed(chunk.data(), frames);
@@ -144,7 +119,7 @@ PeakData reduce(const Reading& reading, ExtAudioFileRef file, std::int64_t total
 PeakData readPeaks(const std::string& url, std::atomic<std::int64_t>* progressFrames,
                    const std::atomic<bool>* cancel) {
     PeakData failed;
-    ExtAudioFileRef file = openForReading(url, failed.status);
+    ExtAudioFileRef file = ExtAudioFileOpenStereoFloat(url, failed.status);
     if (!file)
         return failed;
     std::int64_t totalFrames = 0;

@@ -21,3 +21,11 @@ if(STUDYLOOP_BUILD_TESTS OR NOT DEFINED STUDYLOOP_BUILD_TESTS)
   find_package(GTest REQUIRED)
 endif()
 find_package(benchmark QUIET)
+
+# The Queen Mary DSP library (beat tracking) ships a shared library and headers but no
+# CMake or pkg-config file; its headers include each other from its own include folder.
+find_path(QMDSP_INCLUDE_DIR qm-dsp/dsp/tempotracking/TempoTrackV2.h REQUIRED)
+find_library(QMDSP_LIBRARY qm-dsp REQUIRED)
+add_library(qmdsp::qmdsp UNKNOWN IMPORTED)
+set_target_properties(qmdsp::qmdsp PROPERTIES IMPORTED_LOCATION ${QMDSP_LIBRARY}
+                                              INTERFACE_INCLUDE_DIRECTORIES ${QMDSP_INCLUDE_DIR}/qm-dsp)

@@ -37,14 +37,28 @@ file(WRITE "@package_docs@/changelog" "studyloop (@PROJECT_VERSION@) unstable; u
 
  -- ${maintainer}  ${date}
 ")
-file(COPY_FILE "@PROJECT_SOURCE_DIR@/resources/package/studyloop.1" "@package_docs@/studyloop.1")
-execute_process(COMMAND gzip -9nf changelog studyloop.1 WORKING_DIRECTORY "@package_docs@"
-                COMMAND_ERROR_IS_FATAL ANY)
+foreach(page studyloop studyloop-inspect studyloop-play)
+  file(COPY_FILE "@PROJECT_SOURCE_DIR@/resources/package/${page}.1" "@package_docs@/${page}.1")
+endforeach()
+execute_process(COMMAND gzip -9nf changelog studyloop.1 studyloop-inspect.1 studyloop-play.1
+                WORKING_DIRECTORY "@package_docs@" COMMAND_ERROR_IS_FATAL ANY)
 ]] write_package_docs @ONLY)
 install(CODE "${write_package_docs}")
-install(FILES ${package_docs}/studyloop.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
+install(FILES ${package_docs}/studyloop.1.gz ${package_docs}/studyloop-inspect.1.gz
+              ${package_docs}/studyloop-play.1.gz DESTINATION ${CMAKE_INSTALL_MANDIR}/man1)
 install(FILES ${PROJECT_SOURCE_DIR}/resources/package/copyright ${package_docs}/changelog.gz
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/studyloop)
+
+# A stripped install (cpack strips) of the programs also drops the compilers' notes, which nothing reads at
+# run time, as Debian's own packaging tools do.
+install(CODE "
+  if(CMAKE_INSTALL_DO_STRIP)
+    foreach(program studyloop studyloop-inspect studyloop-play)
+      execute_process(COMMAND \"${CMAKE_STRIP}\" --remove-section=.comment --remove-section=.note
+                      \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/\${program}\"
+                      COMMAND_ERROR_IS_FATAL ANY)
+    endforeach()
+  endif()")
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME studyloop)

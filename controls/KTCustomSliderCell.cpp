@@ -13,8 +13,7 @@ namespace {
 
 struct SliderImages {
     controls::ThreePartImage track;
-    QImage knobPressed; // the same picture as at rest; the slot is kept for a pressed look
-    QImage knobAtRest;
+    QImage knob;
 };
 
 const SliderImages& sliderImages() {
@@ -22,7 +21,6 @@ const SliderImages& sliderImages() {
         {controls::loadControlImage(QStringLiteral("slider_left")),
          controls::loadControlImage(QStringLiteral("slider_fill")),
          controls::loadControlImage(QStringLiteral("slider_right"))},
-        controls::loadControlImage(QStringLiteral("slider_knob")),
         controls::loadControlImage(QStringLiteral("slider_knob")),
     };
     return images;
@@ -49,12 +47,12 @@ void KTCustomSliderCell::setTrackHeight(int height) {
 }
 
 QSize KTCustomSliderCell::sizeHint() const {
-    const QSize knob = pointSize(sliderImages().knobAtRest);
+    const QSize knob = pointSize(sliderImages().knob);
     return QSize(160, std::max(knob.height(), 18) + 4);
 }
 
 QSize KTCustomSliderCell::minimumSizeHint() const {
-    const QSize knob = pointSize(sliderImages().knobAtRest);
+    const QSize knob = pointSize(sliderImages().knob);
     return QSize(knob.width() + 10, std::max(knob.height(), 18) + 4);
 }
 
@@ -64,7 +62,7 @@ void KTCustomSliderCell::sliderChange(SliderChange change) {
 }
 
 QRect KTCustomSliderCell::knobRect() const {
-    const int knobWidth = pointSize(sliderImages().knobAtRest).width();
+    const int knobWidth = pointSize(sliderImages().knob).width();
     const int span = std::max(0, width() - knobWidth);
     const int x = QStyle::sliderPositionFromValue(minimum(), maximum(), sliderPosition(), span,
                                                   invertedAppearance());
@@ -72,7 +70,7 @@ QRect KTCustomSliderCell::knobRect() const {
 }
 
 int KTCustomSliderCell::valueAtKnobLeft(int x) const {
-    const int knobWidth = pointSize(sliderImages().knobAtRest).width();
+    const int knobWidth = pointSize(sliderImages().knob).width();
     const int span = std::max(0, width() - knobWidth);
     return QStyle::sliderValueFromPosition(minimum(), maximum(), std::clamp(x, 0, span), span,
                                            invertedAppearance());
@@ -105,7 +103,7 @@ void KTCustomSliderCell::drawBarInsideFlipped(QPainter& painter, const QRect& ba
 }
 
 void KTCustomSliderCell::drawKnob(QPainter& painter, const QRect& knob) const {
-    const QImage& image = isPressed_ ? sliderImages().knobPressed : sliderImages().knobAtRest;
+    const QImage& image = sliderImages().knob;
     const QSize size = pointSize(image);
     const int x = knob.x() + roundHalfAway(static_cast<float>(knob.width() - size.width()) * 0.5f);
     // The image's bottom edge, measured up from the knob rectangle's bottom edge; the extra

@@ -28,12 +28,6 @@ public:
     int trackHeight() const { return trackHeight_; }
     void setTrackHeight(int height);
 
-    int numberOfTickMarks() const { return 0; }
-    void setNumberOfTickMarks(int /*count*/) {}
-
-    // True while the user holds the knob.
-    bool isPressed() const { return isPressed_; }
-
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
 
@@ -52,7 +46,7 @@ private:
     QRect knobRect() const;
     int valueAtKnobLeft(int x) const;
 
-    bool isPressed_ = false;
+    bool isPressed_ = false; // while the user holds the knob
     int trackHeight_ = 0;
     int grabOffset_ = 0; // where in the knob the pointer holds it
 };

@@ -14,12 +14,6 @@ KTDualModeButton::KTDualModeButton(QWidget* parent) : QPushButton(parent) {
     setFocusPolicy(Qt::NoFocus); // keys go to the window's commands, never to a button
 }
 
-KTDualModeButton::KTDualModeButton(const QRect& frame, QWidget* parent) : QPushButton(parent) {
-    setFocusPolicy(Qt::NoFocus);
-    setGeometry(frame);
-    awake_ = true; // nothing from an interface file to take
-}
-
 void KTDualModeButton::awakeFromNib() {
     if (awake_) {
         return;
@@ -71,23 +65,6 @@ void KTDualModeButton::setImage(const QPixmap& image) {
 void KTDualModeButton::setAlternateImage(const QPixmap& image) {
     alternateImage_ = image;
     update();
-}
-
-// The owner's own settings of the primary mode win over the interface file's, so the file's
-// are taken first.
-void KTDualModeButton::setPrimaryModeImage(const QPixmap& image) {
-    awakeFromNib();
-    primaryModeImage_ = image;
-}
-
-void KTDualModeButton::setPrimaryModeAlternateImage(const QPixmap& image) {
-    awakeFromNib();
-    primaryModeAlternateImage_ = image;
-}
-
-void KTDualModeButton::setPrimaryModeToolTip(const QString& toolTip) {
-    awakeFromNib();
-    primaryModeToolTip_ = toolTip;
 }
 
 QSize KTDualModeButton::sizeHint() const {

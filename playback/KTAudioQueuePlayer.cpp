@@ -43,6 +43,7 @@ void KTAudioQueuePlayer::setAudioFile(std::shared_ptr<KTAudioFile> file) {
     audioFile_.store(std::move(file));
     setCompleted(true);
     setPlaying(false);
+    held.store(false);
     lastSampleTime.store(0);
     playheadFrame.store(0);
     rangeStartFrame_.store(0);
@@ -54,7 +55,7 @@ void KTAudioQueuePlayer::setAudioFile(std::shared_ptr<KTAudioFile> file) {
 OSStatus KTAudioQueuePlayer::seekFile(std::int64_t frame) const {
     // The shared pointer keeps the file open across the call, whatever replaces it.
     const std::shared_ptr<KTAudioFile> file = audioFile_.load();
-    return ExtAudioFileSeek(file ? file->extAudioFile() : nullptr, frame);
+    return file ? ExtAudioFileSeek(file->extAudioFile(), frame) : noErr;
 }
 
 void KTAudioQueuePlayer::setupAudioQueue() {
@@ -71,8 +72,6 @@ void KTAudioQueuePlayer::setupAudioQueue() {
                                          nullptr, nullptr, 0, &made),
                "AudioQueueNewOutput failed");
     queue.store(made);
-    readLock.store(std::make_shared<std::mutex>());
-    gate->liveQueue.store(made);
 
     const std::uint32_t enable = 1;
     CheckError(
@@ -87,6 +86,10 @@ void KTAudioQueuePlayer::setupAudioQueue() {
     for (AudioQueueBufferRef& buffer : buffers)
         CheckError(AudioQueueAllocateBuffer(made, kBufferBytes, &buffer),
                    "AudioQueueAllocateBuffer failed");
+    std::lock_guard guard(gate->lock);
+    idle.assign(buffers.begin(), buffers.end());
+    queueStarted.store(false);
+    gate->liveQueue.store(made);
 }
 
 void KTAudioQueuePlayer::outputCallback(void* userData, AudioQueueRef calling,
@@ -95,52 +98,64 @@ void KTAudioQueuePlayer::outputCallback(void* userData, AudioQueueRef calling,
     // Taken first: a read may outlive the player (on a share that stopped answering), and
     // what the callback does after it goes through these.
     const std::shared_ptr<CallbackGate> gate = player->gate;
-    // One callback at a time tells, reads and enqueues; the read may wait as long as the
-    // file's storage does, so the player's other state is not locked across it.
-    const std::shared_ptr<std::mutex> readLock = player->readLock.load();
-    std::lock_guard reading(*readLock);
-    // Held for the whole call: the file must outlive the read even if it is replaced. The
-    // player's state is read under the gate with the check, so a callback of a replaced
-    // queue never reads (and moves the read position of) the new file, and one whose read
-    // outlives the player touches nothing of it after the read.
-    std::shared_ptr<KTAudioFile> audioFile;
-    std::uint32_t toRead = 0;
-    {
+    // Callbacks run one at a time on the queue's thread; the read may wait as long as the
+    // file's storage does, so the player's state is not locked across it. The player's
+    // state is read under the gate with the check, so a callback of a replaced queue never
+    // reads (and moves the read position of) the new file, and one whose read outlives the
+    // player touches nothing of it after the read.
+    for (;;) {
+        // Held for the whole read: the file must outlive it even if it is replaced.
+        std::shared_ptr<KTAudioFile> audioFile;
+        std::uint32_t toRead = 0;
+        std::uint64_t seeksAtTell = 0;
+        {
+            std::lock_guard guard(gate->lock);
+            if (calling != gate->liveQueue.load())
+                return;
+            if (player->isCompleted()) {
+                // Nothing to read until the next play, which has it filled again.
+                player->idle.push_back(buffer);
+                return;
+            }
+            audioFile = player->audioFile_.load();
+            seeksAtTell = player->seeks.load();
+            std::int64_t position = 0;
+            CheckError(ExtAudioFileTell(audioFile ? audioFile->extAudioFile() : nullptr, &position),
+                       "ExtAudioFileTell");
+            // Unsigned on purpose: a read position past the range end gives a huge count, so
+            // a full buffer is read rather than none, until the file itself runs out.
+            const auto frames = std::uint32_t(player->rangeEndFrame() - std::int32_t(position));
+            toRead = std::min(frames, kBufferFrames);
+        }
+        if (toRead != 0) {
+            AudioBufferList list;
+            list.mNumberBuffers = 1;
+            list.mBuffers[0].mNumberChannels = 2;
+            list.mBuffers[0].mDataByteSize = toRead * kBytesPerFrame;
+            list.mBuffers[0].mData = buffer->mAudioData;
+            CheckError(
+                ExtAudioFileRead(audioFile ? audioFile->extAudioFile() : nullptr, &toRead, &list),
+                "ExtAudioFileRead failed");
+        }
+        // A new file given to the player during the read: what was read belongs to no one.
         std::lock_guard guard(gate->lock);
         if (calling != gate->liveQueue.load())
             return;
-        if (player->isCompleted())
+        // The read position moved during the read: what was read is from before the move,
+        // so the buffer is read again from where it now is.
+        if (player->seeks.load() != seeksAtTell)
+            continue;
+        if (toRead > 0) {
+            buffer->mAudioDataByteSize = toRead * kBytesPerFrame;
+            AudioQueueEnqueueBuffer(calling, buffer, 0, nullptr);
             return;
-        audioFile = player->audioFile_.load();
-        std::int64_t position = 0;
-        CheckError(ExtAudioFileTell(audioFile ? audioFile->extAudioFile() : nullptr, &position),
-                   "ExtAudioFileTell");
-        // Unsigned on purpose: a read position past the range end gives a huge count, so a
-        // full buffer is read rather than none, until the file itself runs out.
-        const auto frames = std::uint32_t(player->rangeEndFrame() - std::int32_t(position));
-        toRead = std::min(frames, kBufferFrames);
-    }
-    const ExtAudioFileRef file = audioFile ? audioFile->extAudioFile() : nullptr;
-    if (toRead != 0) {
-        AudioBufferList list;
-        list.mNumberBuffers = 1;
-        list.mBuffers[0].mNumberChannels = 2;
-        list.mBuffers[0].mDataByteSize = toRead * kBytesPerFrame;
-        list.mBuffers[0].mData = buffer->mAudioData;
-        CheckError(ExtAudioFileRead(file, &toRead, &list), "ExtAudioFileRead failed");
-    }
-    // A new file given to the player during the read: what was read belongs to no one.
-    std::lock_guard guard(gate->lock);
-    if (calling != gate->liveQueue.load())
-        return;
-    if (toRead > 0) {
-        buffer->mAudioDataByteSize = toRead * kBytesPerFrame;
-        AudioQueueEnqueueBuffer(calling, buffer, 0, nullptr);
+        }
+        // The range is used up: what is enqueued still plays out before the queue stops.
+        player->setCompleted(true);
+        player->idle.push_back(buffer);
+        AudioQueueStop(calling, false);
         return;
     }
-    // The range is used up: what is enqueued still plays out before the queue stops.
-    player->setCompleted(true);
-    AudioQueueStop(calling, false);
 }
 
 void KTAudioQueuePlayer::isRunningListener(void* userData, AudioQueueRef queue,
@@ -157,16 +172,20 @@ void KTAudioQueuePlayer::isRunningListener(void* userData, AudioQueueRef queue,
         return;
     }
     // Whatever stopped the queue, the range end or stop(), the player goes back to the
-    // range start; a looped player then plays again. Each step on the player is taken
-    // under the gate's lock with the queue still the live one: a new file given to the
-    // player meanwhile must not be sought, marked stopped or started by the old queue's
-    // news. The delegate hears it outside the lock, as it may wait for the main thread.
+    // range start with nothing queued; a looped player then plays again, unless a pause
+    // came first. Each step on the player is taken under the gate's lock with the queue
+    // still the live one: a new file given to the player meanwhile must not be sought,
+    // marked stopped or started by the old queue's news. The delegate hears it outside the
+    // lock, as it may wait for the main thread.
     {
         std::lock_guard guard(player->gate->lock);
         if (queue != player->gate->liveQueue.load())
             return;
+        player->queueStarted.store(false);
         player->stopPlaybackTimer();
-        player->setCurrentFrame(player->rangeStartFrame());
+        player->setCompleted(true);
+        player->seekLocked(player->rangeStartFrame());
+        AudioQueueReset(queue);
         player->setPlaying(false);
     }
     if (player->isLooped()) {
@@ -174,52 +193,57 @@ void KTAudioQueuePlayer::isRunningListener(void* userData, AudioQueueRef queue,
             delegate->playerDidCompleteLoopPass(player);
         if (const double pause = player->passPause.load(); pause > 0)
             AudioQueueSetLeadIn(queue, {pause, player->countInTempo.load(), 4});
-        player->playQueue(queue);
+        player->playQueue(queue, false);
     } else if (KTAudioQueuePlayerDelegate* delegate = player->delegate()) {
         delegate->playerDidCompletePlayback(player);
     }
 }
 
 void KTAudioQueuePlayer::play() {
-    playQueue(queue.load());
+    playQueue(queue.load(), true);
 }
 
-// From the listener, `q` may be replaced by a new file at any step: each step on the player
-// is taken only while `q` is still the live queue, so the old queue's restart never starts
-// or marks the new file. The buffers are filled outside the lock (reads may be slow).
-void KTAudioQueuePlayer::playQueue(AudioQueueRef q) {
+// From the listener, `q` may be replaced by a new file at any step, and the user may pause
+// just before: the restart is taken only while `q` is still the live queue and no pause
+// holds the player. Everything here is under the gate's lock; no file is read here: the
+// queue's thread fills the buffers.
+void KTAudioQueuePlayer::playQueue(AudioQueueRef q, bool asked) {
+    std::lock_guard guard(gate->lock);
+    if (!q || q != gate->liveQueue.load())
+        return;
+    if (asked)
+        held.store(false);
+    else if (held.load())
+        return;
     if (isPlaying())
         return;
-    bool fill = false;
-    {
-        std::lock_guard guard(gate->lock);
-        if (q != gate->liveQueue.load())
-            return;
-        if (isCompleted()) {
-            lastSampleTime.store(0); // the queue's time starts again at 0 after a stop
-            setCompleted(false);
-            fill = true;
-        }
+    if (!queueStarted.load() && isCompleted()) {
+        // Stopped with nothing queued: the buffers are filled from the read position on.
+        lastSampleTime.store(0); // the queue's time starts again at 0 after a stop
+        setCompleted(false);
+        for (AudioQueueBufferRef buffer : idle)
+            CheckError(AudioQueueRequestFill(q, buffer), "AudioQueueRequestFill");
+        idle.clear();
     }
-    if (fill) {
-        for (AudioQueueBufferRef buffer : buffers)
-            outputCallback(this, q, buffer);
-        AudioQueuePrime(q, 0, nullptr);
-    }
-    std::lock_guard guard(gate->lock);
-    if (q != gate->liveQueue.load())
-        return;
     CheckError(AudioQueueStart(q, nullptr), "AudioQueueStart failed");
+    queueStarted.store(true);
     setPlaying(true);
 }
 
+// Taken whenever it comes: while the last buffers of a range play out the queue holds
+// them, and when the queue has already stopped the listener leaves the player at the range
+// start instead of playing it again.
 void KTAudioQueuePlayer::pause() {
-    if (isPlaying() && !isCompleted()) {
-        CheckError(AudioQueuePause(queue.load()), "AudioQueuePause failed");
-        setPlaying(false);
-    }
+    std::lock_guard guard(gate->lock);
+    held.store(true);
+    if (!isPlaying())
+        return;
+    CheckError(AudioQueuePause(queue.load()), "AudioQueuePause failed");
+    setPlaying(false);
 }
 
+// Silent at once; the listener then moves to the range start and plays it again if looped.
+// What comes back from the queue is not filled until the next play.
 void KTAudioQueuePlayer::stop() {
     log("player:stop");
     if (isPlaying() && playbackTimer) {
@@ -227,10 +251,13 @@ void KTAudioQueuePlayer::stop() {
         playbackTimer->deleteLater();
         playbackTimer = nullptr;
     }
-    AudioQueueStop(queue.load(), false);
-    CheckError(seekFile(rangeStartFrame_.load()), "ExtAudioFileSeek");
+    std::lock_guard guard(gate->lock);
+    held.store(false);
+    setCompleted(true);
+    if (AudioQueueRef q = queue.load())
+        AudioQueueStop(q, true);
+    moveReadPositionLocked(rangeStartFrame_.load());
     lastSampleTime.store(0);
-    playheadFrame.store(0);
     setPlaying(false);
 }
 
@@ -240,8 +267,10 @@ void KTAudioQueuePlayer::rewind() {
     auto frame = std::int32_t(double(playheadFrame.load()) - amount);
     if (frame < 0)
         frame = 0;
-    playheadFrame.store(frame);
-    CheckError(seekFile(std::int64_t(frame) + rangeStartFrame_.load()), "ExtAudioFileSeek");
+    {
+        std::lock_guard guard(gate->lock);
+        seekLocked(std::int64_t(frame) + rangeStartFrame_.load());
+    }
     if (!isPlaying())
         if (KTAudioQueuePlayerDelegate* d = delegate())
             d->playerDidMovePlayheadToFrame(this, int(currentFrame()));
@@ -256,10 +285,10 @@ void KTAudioQueuePlayer::ffwd() {
         frame = rangeNumFrames.load() - 1;
     // An empty range at the file's start would put the playhead one frame before the file,
     // where no seek can go: it stays on the first frame instead.
-    frame =
-        std::int32_t(insideFile(double(frame) + rangeStartFrame_.load()) - rangeStartFrame_.load());
-    playheadFrame.store(frame);
-    CheckError(seekFile(std::int64_t(frame) + rangeStartFrame_.load()), "ExtAudioFileSeek");
+    {
+        std::lock_guard guard(gate->lock);
+        seekLocked(insideFile(double(frame) + rangeStartFrame_.load()));
+    }
     if (!isPlaying())
         if (KTAudioQueuePlayerDelegate* d = delegate())
             d->playerDidMovePlayheadToFrame(this, int(currentFrame()));
@@ -298,9 +327,26 @@ double KTAudioQueuePlayer::currentFrame() const {
 }
 
 void KTAudioQueuePlayer::setCurrentFrame(double frame) {
-    frame = double(insideFile(frame));
-    CheckError(seekFile(std::int64_t(frame)), "ExtAudioFileSeek");
+    std::lock_guard guard(gate->lock);
+    seekLocked(insideFile(frame));
+}
+
+void KTAudioQueuePlayer::moveReadPositionLocked(std::int64_t frame) {
+    CheckError(seekFile(frame), "ExtAudioFileSeek");
+    seeks.fetch_add(1); // a read under way is from before the move
     playheadFrame.store(std::int32_t(frame - rangeStartFrame_.load()));
+}
+
+// What the queue holds was read before the move. While playing it plays out (a few buffers,
+// heard before the new place); paused, or playing out the range's end, it is dropped, so
+// the next sound is the new place's.
+void KTAudioQueuePlayer::seekLocked(std::int64_t frame) {
+    moveReadPositionLocked(frame);
+    if (queueStarted.load() && (!isPlaying() || isCompleted())) {
+        setCompleted(false);
+        lastSampleTime.store(0);
+        AudioQueueReset(queue.load());
+    }
 }
 
 std::int32_t KTAudioQueuePlayer::currentSampleTime() const {
@@ -314,10 +360,10 @@ std::int32_t KTAudioQueuePlayer::currentSampleTime() const {
 void KTAudioQueuePlayer::setRangeStartFrameNumFrames(double start, double numFrames) {
     const std::int64_t first = insideFile(start);
     const std::int64_t end = insideFile(std::trunc(start) + std::trunc(numFrames));
-    CheckError(seekFile(first), "ExtAudioFileSeek failed");
-    playheadFrame.store(0);
+    std::lock_guard guard(gate->lock);
     rangeStartFrame_.store(std::int32_t(first));
     rangeNumFrames.store(std::int32_t(end - first));
+    seekLocked(first);
 }
 
 // The window only ever asks for frames inside the file; other callers (and the few ways of

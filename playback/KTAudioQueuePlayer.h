@@ -11,17 +11,27 @@
 // time at each 0.07 s timer tick, so the reported playhead is where the sound is.
 //
 // States (playing / completed): Loaded (no / yes) after setAudioFile; Playing (yes / no);
-// Paused (no / no); Draining (yes / yes) while the last buffers play out; Stopped after the
-// queue has stopped. When the queue stops, the running-state listener seeks back to the
-// range start and either plays again (looped) or reports completion, whatever stopped it,
-// so stop() on a looped player starts the range again.
+// Paused (no / no); Draining (yes / yes) while the last buffers play out, and paused there
+// (no / yes); Stopped (no / yes) after the queue has stopped. When the queue stops, the
+// running-state listener goes back to the range start, drops whatever is queued, and either
+// plays again (looped) or reports completion, whatever stopped it, so stop() on a looped
+// player starts the range again.
+//
+// A pause is always taken: isPlaying() is false when pause() returns, the queue holds
+// where it is (also while the last buffers of a pass play out) and nothing restarts the
+// player until play() or stop(). A pause that comes as the queue stops holds the player
+// at the range start, with the pass reported and the pause between passes still to come.
+// A move of the playhead while paused, stopped or playing out the range's end drops what
+// the queue holds, so the next sound is the new place's.
 //
 // Threads:
 // - Construct, destroy and call every public method on the main thread (the thread that
 //   runs the Qt event loop the playhead timer needs), except where noted.
 // - The queue's output callback and running-state listener run on the queue's thread;
-//   the listener calls setCurrentFrame, play and the timer methods from there, the timer
-//   itself is always made and ended on the main thread.
+//   the listener seeks, plays and asks for the timer from there, the timer itself is
+//   always made and ended on the main thread. Every file read is made by the output
+//   callback: play() only asks the queue's thread to fill the buffers, so no call here
+//   waits for the file's storage.
 // - The fields shared by those threads are atomics; the file's read position is shared
 //   through the file, which serialises its own calls.
 //
@@ -41,6 +51,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <vector>
 
 class QTimer;
 
@@ -89,7 +100,8 @@ public:
 
     // The absolute frame the playhead stands on. Any thread.
     double currentFrame() const;
-    // Seeks the file; the playhead follows. Main thread or the queue's thread.
+    // Seeks the file; the playhead follows. Main thread, or the queue's thread outside the
+    // player's callbacks.
     void setCurrentFrame(double frame);
     // The queue's sample time, truncated. Any thread.
     std::int32_t currentSampleTime() const;
@@ -129,8 +141,13 @@ public:
                                   platform::AudioQueuePropertyID property);
 
 private:
-    // play() on `q`: the current queue, or the listener's own.
-    void playQueue(platform::AudioQueueRef q);
+    // play() on `q`: the current queue, or the listener's own. `asked`: by the user, which
+    // ends a pause's hold; the listener's restart is not taken while one holds.
+    void playQueue(platform::AudioQueueRef q, bool asked);
+    // With the gate's lock held: moves the read position and the playhead to `frame`.
+    void moveReadPositionLocked(std::int64_t frame);
+    // The same, dropping what the queue holds unless it plays on (seekLocked's comment).
+    void seekLocked(std::int64_t frame);
     void runOnMainThread(void (KTAudioQueuePlayer::*step)());
     void startTimerOnMainThread();
     void stopTimerOnMainThread();
@@ -149,6 +166,9 @@ private:
     std::atomic<bool> playing{false};
     std::atomic<bool> looped{false};
     std::atomic<bool> _completed{false};
+    std::atomic<bool> held{false};         // paused by the user: no restart until play()
+    std::atomic<bool> queueStarted{false}; // started, and its stop not yet heard
+    std::atomic<std::uint64_t> seeks{0};   // moves of the read position, for reads under way
     std::atomic<double> passPause{0.0};
     std::atomic<double> countInTempo{0.0};
     std::atomic<std::shared_ptr<KTAudioFile>> audioFile_;
@@ -166,7 +186,7 @@ private:
         std::atomic<platform::AudioQueueRef> liveQueue{nullptr};
     };
     const std::shared_ptr<CallbackGate> gate = std::make_shared<CallbackGate>();
-    // Held by the output callback from its tell to its enqueue: one read at a time. One for
-    // each queue, so a new queue's callbacks never wait behind a replaced queue's read.
-    std::atomic<std::shared_ptr<std::mutex>> readLock{std::make_shared<std::mutex>()};
+    // The live queue's buffers the player holds unfilled (the range was used up, or the
+    // player stopped); the next play has the queue's thread fill them. Under the gate's lock.
+    std::vector<platform::AudioQueueBufferRef> idle;
 };

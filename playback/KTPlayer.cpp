@@ -4,6 +4,8 @@
 #include "platform/log/Log.h"
 
 #include <QTimer>
+#include <algorithm>
+#include <cmath>
 
 using namespace platform;
 
@@ -79,7 +81,7 @@ void KTPlayer::setupFilePlayerAU() {
 }
 
 void KTPlayer::play() {
-    if (playing)
+    if (playing || !audioFile_)
         return;
     AudioUnitReset(fileUnit, kAudioUnitScope_Global, 0);
     AudioUnitReset(timeUnit, kAudioUnitScope_Global, 0);
@@ -146,6 +148,8 @@ void KTPlayer::rewind() {
         playheadFrame = 0;
     else
         playheadFrame -= kSkipFrames;
+    playheadFrame =
+        std::int32_t(insideFile(double(rangeStartFrame) + playheadFrame) - rangeStartFrame);
     lastSampleTime = 0;
     if (wasPlaying)
         play();
@@ -159,6 +163,10 @@ void KTPlayer::ffwd() {
     // the next tick ends the range.
     if (playheadFrame > rangeNumFrames)
         playheadFrame = rangeNumFrames - 1;
+    // An empty range at the file's start would put the playhead one frame before the file,
+    // where no region can start: it stays on the first frame instead.
+    playheadFrame =
+        std::int32_t(insideFile(double(rangeStartFrame) + playheadFrame) - rangeStartFrame);
     lastSampleTime = 0;
     if (playing) {
         pause();
@@ -201,6 +209,7 @@ double KTPlayer::currentFrame() const {
 }
 
 void KTPlayer::setCurrentFrame(double frame) {
+    frame = double(insideFile(frame));
     log("setcurrent: %d", int(frame));
     lastSampleTime = 0;
     if (playing) {
@@ -212,11 +221,22 @@ void KTPlayer::setCurrentFrame(double frame) {
     }
 }
 
+// Both ends are kept inside the file; an inverted range stays inverted (it plays on to the
+// file's end, and the first tick ends it).
 void KTPlayer::setRangeStartFrameNumFrames(double start, double numFrames) {
-    log("setrange: %d, %d", int(start), int(numFrames));
+    const std::int64_t first = insideFile(start);
+    const std::int64_t end = insideFile(std::trunc(start) + std::trunc(numFrames));
+    log("setrange: %d, %d", int(first), int(end - first));
     playheadFrame = 0;
-    rangeStartFrame = std::int32_t(start);
-    rangeNumFrames = std::int32_t(numFrames);
+    rangeStartFrame = std::int32_t(first);
+    rangeNumFrames = std::int32_t(end - first);
+}
+
+// Callers are held to the file, as the queue player's are: no region starts before it and
+// no playhead report falls outside it.
+std::int64_t KTPlayer::insideFile(double frame) const {
+    const double total = audioFile_ ? double(audioFile_->totalFrames()) : 0.0;
+    return std::isnan(frame) ? 0 : std::int64_t(std::clamp(frame, 0.0, total));
 }
 
 void KTPlayer::stopPlaybackTimer() {

@@ -23,7 +23,9 @@
 // Ownership: the player shares the audio file with its caller and owns the graph and the
 // timer. The delegate is not owned.
 //
-// Failures of platform calls go through CheckError and end the process.
+// Failures of platform calls go through CheckError and end the process. Seeks, ranges and
+// skips are held inside the file, and play does nothing without one, so no command can
+// lead to one.
 
 #include "audio/KTAudioFile.h"
 #include "platform/audio_graph/AudioGraph.h"
@@ -89,6 +91,8 @@ public:
 private:
     void stopPlaybackTimer();
     void reportPlayhead();
+    // `frame`, truncated, within [0, totalFrames] of the current file.
+    std::int64_t insideFile(double frame) const;
 
     KTPlayerDelegate* delegate_ = nullptr;
     std::shared_ptr<KTAudioFile> audioFile_;

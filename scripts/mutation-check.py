@@ -48,7 +48,9 @@ def failures(build, labels, stop_early):
     if stop_early:
         command.append("--stop-on-failure")
     result = run(command, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
-    return re.findall(r"\d+ - (\S+) \(", result.stdout)
+    # Progress lines of tests that did not pass: "Test #12: Name ....***Failed" or
+    # "...Subprocess aborted***Exception".
+    return re.findall(r"Test\s+#\d+: (\S+).*\*\*\*", result.stdout)
 
 
 def main():

@@ -17,7 +17,8 @@ void Session::removeObserver(SessionObserver* observer) {
     std::erase(observers_, observer);
 }
 
-void Session::setRecording(Recording recording, QList<SavedLoop> savedLoops) {
+void Session::setRecording(Recording recording, QList<SavedLoop> savedLoops,
+                           GridCorrection gridCorrection) {
     if (recording_)
         tell(&SessionObserver::recordingWillChange);
     recording_ = std::move(recording);
@@ -25,6 +26,9 @@ void Session::setRecording(Recording recording, QList<SavedLoop> savedLoops) {
     rate_ = 1.0;
     pitchCents_ = 0;
     savedLoops_ = std::move(savedLoops);
+    foundGrid_ = grid_ = {};
+    gridCorrection_ = gridCorrection;
+    harmony_ = {};
     tell(&SessionObserver::recordingChanged);
 }
 
@@ -84,6 +88,27 @@ void Session::setPassPause(PassPause pause) {
 void Session::setSavedLoops(QList<SavedLoop> loops) {
     savedLoops_ = std::move(loops);
     tell(&SessionObserver::savedLoopsChanged);
+}
+
+} // namespace session
+
+namespace session {
+
+void Session::setFoundGrid(BeatGrid grid) {
+    foundGrid_ = std::move(grid);
+    grid_ = correctedGrid(foundGrid_, gridCorrection_);
+    tell(&SessionObserver::gridChanged);
+}
+
+void Session::setGridCorrection(GridCorrection correction) {
+    gridCorrection_ = correction;
+    grid_ = correctedGrid(foundGrid_, gridCorrection_);
+    tell(&SessionObserver::gridChanged);
+}
+
+void Session::setHarmony(Harmony harmony) {
+    harmony_ = std::move(harmony);
+    tell(&SessionObserver::harmonyChanged);
 }
 
 } // namespace session

@@ -17,6 +17,8 @@
 // Thread contract: main thread only, observers included. Ownership: observers are not
 // owned and must remove themselves before they go.
 
+#include "session/BeatGrid.h"
+#include "session/Harmony.h"
 #include "session/LoopRange.h"
 #include "session/Recording.h"
 
@@ -49,7 +51,8 @@ public:
     // Before a new recording replaces the one loaded (not at the first load).
     virtual void recordingWillChange(const Session& /*session*/) {}
     // A new recording is in place, with the values it starts with (whole-file loop, speed
-    // 1.0, pitch 0, its saved loops); the other values carry over.
+    // 1.0, pitch 0, its saved loops and grid corrections, no grid or harmony until its
+    // analysis has run); the other values carry over.
     virtual void recordingChanged(const Session& /*session*/) {}
     virtual void loopChanged(const Session& /*session*/) {}
     virtual void loopingChanged(const Session& /*session*/) {}
@@ -58,6 +61,9 @@ public:
     virtual void volumeChanged(const Session& /*session*/) {}
     virtual void passPauseChanged(const Session& /*session*/) {}
     virtual void savedLoopsChanged(const Session& /*session*/) {}
+    // The beat grid found, or its corrections, changed.
+    virtual void gridChanged(const Session& /*session*/) {}
+    virtual void harmonyChanged(const Session& /*session*/) {}
 };
 
 class Session {
@@ -75,7 +81,8 @@ public:
 
     // Null before the first recording is loaded.
     const Recording* recording() const { return recording_ ? &*recording_ : nullptr; }
-    void setRecording(Recording recording, QList<SavedLoop> savedLoops = {});
+    void setRecording(Recording recording, QList<SavedLoop> savedLoops = {},
+                      GridCorrection gridCorrection = {});
 
     LoopRange loop() const { return loop_; }
     // Taken as given: the window passes on what the view holds, inverted or empty.
@@ -94,6 +101,17 @@ public:
     const QList<SavedLoop>& savedLoops() const { return savedLoops_; }
     void setSavedLoops(QList<SavedLoop> loops);
 
+    // The beats and bars as the analysis found them, and as the window shows and uses them
+    // (with the corrections applied; empty until the analysis has found beats).
+    const BeatGrid& foundGrid() const { return foundGrid_; }
+    void setFoundGrid(BeatGrid grid);
+    const GridCorrection& gridCorrection() const { return gridCorrection_; }
+    void setGridCorrection(GridCorrection correction);
+    const BeatGrid& grid() const { return grid_; }
+    // Chords, key and tuning as the analysis found them (in the recording's own pitch).
+    const Harmony& harmony() const { return harmony_; }
+    void setHarmony(Harmony harmony);
+
 private:
     template <typename Change> void tell(Change change) {
         for (SessionObserver* observer : std::vector<SessionObserver*>(observers_))
@@ -109,6 +127,9 @@ private:
     double volume_ = 1.0;
     PassPause passPause_;
     QList<SavedLoop> savedLoops_;
+    BeatGrid foundGrid_, grid_;
+    GridCorrection gridCorrection_;
+    Harmony harmony_;
 };
 
 } // namespace session

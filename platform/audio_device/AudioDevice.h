@@ -99,6 +99,25 @@ private:
     std::atomic<std::uint64_t> renderSequence{0};
 };
 
+// What the real outputs (PulseAudioDevice, RtAudioDevice) report alike, from atomics their
+// own threads set: the stream's rate, its latency while a sound system takes its output,
+// and whether one does.
+class RealTimeAudioDevice : public AudioDevice {
+public:
+    double sampleRate() const override { return rate.load(std::memory_order_acquire); }
+    std::uint32_t outputLatencyFrames() const override {
+        return audible.load(std::memory_order_acquire) ? latencyFrames.load() : 0;
+    }
+    bool isAudible() const override { return audible.load(std::memory_order_acquire); }
+
+protected:
+    std::atomic<double> rate{44100.0};
+    std::atomic<std::uint32_t> latencyFrames{0};
+    std::atomic<bool> opened{false};  // a stream was opened at least once: its rate is kept
+    std::atomic<bool> audible{false}; // a sound system takes the stream's output
+    std::atomic<bool> silentLogged{false};
+};
+
 // The device new queues play through. Until one is set, the first call opens the real
 // output device (RtAudioDevice) and keeps it for the rest of the program. Tests and the
 // render mode set an OfflineAudioDevice instead. Any thread.

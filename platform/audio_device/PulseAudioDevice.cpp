@@ -69,14 +69,6 @@ bool PulseAudioDevice::contextReady() {
     return ready;
 }
 
-double PulseAudioDevice::sampleRate() const {
-    return rate.load(std::memory_order_acquire);
-}
-
-std::uint32_t PulseAudioDevice::outputLatencyFrames() const {
-    return audible.load(std::memory_order_acquire) ? latencyFrames.load() : 0;
-}
-
 std::uint32_t PulseAudioDevice::framesToKeepReady() const {
     // The server's own buffer absorbs a late source (see the header): enough for one request
     // and a bit, so a change of rate or pitch is heard soon.

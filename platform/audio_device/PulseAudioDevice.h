@@ -41,7 +41,7 @@ struct timeval;
 
 namespace platform {
 
-class PulseAudioDevice : public AudioDevice {
+class PulseAudioDevice : public RealTimeAudioDevice {
 public:
     // Connects to the server at once if one answers; otherwise the device starts silent.
     PulseAudioDevice();
@@ -50,11 +50,6 @@ public:
     // True when a server answered (at construction, or at the last prepareToPlay).
     bool hasServer();
 
-    // True while a server takes the stream's sound.
-    bool isAudible() const override { return audible.load(std::memory_order_acquire); }
-
-    double sampleRate() const override;
-    std::uint32_t outputLatencyFrames() const override;
     std::uint32_t framesToKeepReady() const override;
     void prepareToPlay(double preferredSampleRate) override;
 
@@ -85,14 +80,9 @@ private:
 
     std::mutex lock;
     std::unique_ptr<Connection> connection;
-    std::atomic<double> rate{44100.0};
-    std::atomic<bool> opened{false};  // a stream was opened at least once: its rate is kept
-    std::atomic<bool> audible{false}; // the stream plays into a server
-    std::atomic<std::uint32_t> latencyFrames{0};
     std::atomic<std::uint32_t> requestFrames{0}; // what the server asks for at a time
     std::atomic<std::uint32_t> bufferFrames{0};  // what the server keeps in its buffer
     std::atomic<int> renderThread{0};            // kernel id of the mainloop thread
-    std::atomic<bool> silentLogged{false};
     std::atomic<bool> priorityLogged{false};
 
     // Mainloop-thread state.

@@ -86,14 +86,6 @@ bool RtAudioDevice::anyDeviceAvailable() {
     return false;
 }
 
-double RtAudioDevice::sampleRate() const {
-    return rate.load(std::memory_order_acquire);
-}
-
-std::uint32_t RtAudioDevice::outputLatencyFrames() const {
-    return audible.load(std::memory_order_acquire) ? latencyFrames.load() : 0;
-}
-
 std::uint32_t RtAudioDevice::framesToKeepReady() const {
     // Every callback must be filled whole: keep three of its blocks ready.
     const std::uint32_t block = bufferFrames.load();

@@ -28,7 +28,7 @@ class RtAudio;
 
 namespace platform {
 
-class RtAudioDevice : public AudioDevice {
+class RtAudioDevice : public RealTimeAudioDevice {
 public:
     // `bufferFrames`: the block the sound system asks for at a time; smaller is less
     // latency and more wake-ups.
@@ -39,13 +39,8 @@ public:
     // Whether any sound system RtAudio is used for here has an output device.
     static bool anyDeviceAvailable();
 
-    double sampleRate() const override;
-    std::uint32_t outputLatencyFrames() const override;
     std::uint32_t framesToKeepReady() const override;
     void prepareToPlay(double preferredSampleRate) override;
-
-    // True while a sound system takes the output (false: playing silently).
-    bool isAudible() const override { return audible.load(std::memory_order_acquire); }
 
     // Called by RtAudio on its callback thread.
     int renderCallback(float* out, unsigned frames) noexcept;
@@ -62,12 +57,7 @@ private:
     bool withPulseAudio;
     std::atomic<std::uint32_t> bufferFrames{0};
     std::atomic<bool> lastRenderExpected{false};
-    std::atomic<double> rate{44100.0};
-    std::atomic<std::uint32_t> latencyFrames{0};
-    std::atomic<bool> opened{false};  // a stream was opened at least once
-    std::atomic<bool> audible{false}; // the stream's callback is delivering
     std::atomic<bool> streamFailed{false};
-    std::atomic<bool> silentLogged{false};
     std::atomic<std::uint64_t> callbacks{0};
     std::atomic<std::chrono::steady_clock::time_point> openedAt{};
     std::vector<float> callbackScratch;

@@ -1,64 +1,23 @@
 #include "platform/audio_export/AudioEncoder.h"
 
+#include "platform/audio_export/FileEncoder.h"
+
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
 #include <filesystem>
-#include <sys/stat.h>
-#include <unistd.h>
-#include <vector>
-
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
-#include <libavutil/audio_fifo.h>
-#include <libavutil/channel_layout.h>
-#include <libswresample/swresample.h>
-}
 
 namespace platform {
 
-namespace fs = std::filesystem;
-
 namespace {
 
-struct FormatChoice {
-    const char* muxer;
-    AVCodecID codec;
-    AVSampleFormat sampleFormat;
-    int bitsPerRawSample; // 0: the sample format's own
-    std::int64_t bitRate; // 0: none to set
-};
-
-FormatChoice choiceFor(ExportFormat format) {
-    switch (format) {
-    case ExportFormat::WavFloat:
-        return {"wav", AV_CODEC_ID_PCM_F32LE, AV_SAMPLE_FMT_FLT, 0, 0};
-    case ExportFormat::Wav16:
-        return {"wav", AV_CODEC_ID_PCM_S16LE, AV_SAMPLE_FMT_S16, 0, 0};
-    case ExportFormat::Flac:
-        return {"flac", AV_CODEC_ID_FLAC, AV_SAMPLE_FMT_S32, 24, 0};
-    case ExportFormat::Mp3:
-        return {"mp3", AV_CODEC_ID_MP3, AV_SAMPLE_FMT_FLTP, 0, 256000};
-    }
-    return {"wav", AV_CODEC_ID_PCM_F32LE, AV_SAMPLE_FMT_FLT, 0, 0};
-}
-
-std::string ffmpegText(int status) {
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(status, text, sizeof text);
-    return text;
-}
-
-// Frames per encoder call when the encoder takes any number.
-constexpr int kAnyFrameSize = 4096;
+// Blocks the caller may be ahead of the encoding: enough to ride out an encoder's uneven
+// pace, few enough that a cancelled export stops at once.
+constexpr std::size_t kMaxQueuedBlocks = 16;
 
 } // namespace
 
 std::optional<ExportFormat> exportFormatForPath(const std::string& path, bool wav16) {
-    std::string extension = fs::path(path).extension().string();
+    std::string extension = std::filesystem::path(path).extension().string();
     std::transform(extension.begin(), extension.end(), extension.begin(),
                    [](unsigned char c) { return char(std::tolower(c)); });
     if (extension == ".wav")
@@ -70,213 +29,97 @@ std::optional<ExportFormat> exportFormatForPath(const std::string& path, bool wa
     return std::nullopt;
 }
 
-struct AudioEncoder::State {
-    std::string target, temporary;
-    AVFormatContext* format = nullptr;
-    AVCodecContext* codec = nullptr;
-    AVStream* stream = nullptr;
-    SwrContext* converter = nullptr;
-    AVAudioFifo* fifo = nullptr; // converted frames waiting for a whole encoder frame
-    AVFrame* frame = nullptr;
-    AVPacket* packet = nullptr;
-    int frameSize = kAnyFrameSize;
-    bool padLastFrame = false;
-    std::int64_t nextPts = 0;
-    std::vector<std::uint8_t*> planes;
-    std::vector<std::uint8_t> converted;
-
-    ~State() {
-        av_packet_free(&packet);
-        av_frame_free(&frame);
-        if (fifo)
-            av_audio_fifo_free(fifo);
-        swr_free(&converter);
-        avcodec_free_context(&codec);
-        if (format) {
-            if (format->pb)
-                avio_closep(&format->pb);
-            avformat_free_context(format);
-        }
-        if (!temporary.empty()) {
-            std::error_code ignored;
-            fs::remove(temporary, ignored);
-        }
-    }
-};
-
 AudioEncoder::AudioEncoder() = default;
-AudioEncoder::~AudioEncoder() = default;
 
-bool AudioEncoder::fail(const std::string& what, int ffmpegStatus) {
-    error_ = ffmpegStatus ? what + ": " + ffmpegText(ffmpegStatus) : what;
-    state.reset(); // removes the temporary file
-    return false;
+AudioEncoder::~AudioEncoder() {
+    stopThread(true);
 }
 
-void AudioEncoder::abandon() {
-    state.reset();
-}
-
-bool AudioEncoder::open(const std::string& path, ExportFormat exportFormat, int sampleRate) {
-    state = std::make_unique<State>();
-    State& s = *state;
-    s.target = path;
-    const fs::path target(path);
-    const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
-    std::string pattern =
-        (folder / ("." + target.filename().string() + ".partial-XXXXXX")).string();
-    const int descriptor = mkstemp(pattern.data());
-    if (descriptor < 0)
-        return fail("cannot write in " + folder.string() + ": " + std::strerror(errno));
-    // Made private by mkstemp; the finished file gets the permissions any new file would.
-    const mode_t mask = ::umask(0);
-    ::umask(mask);
-    ::fchmod(descriptor, 0666 & ~mask);
-    ::close(descriptor);
-    s.temporary = pattern;
-
-    const FormatChoice choice = choiceFor(exportFormat);
-    const AVCodec* encoder = avcodec_find_encoder(choice.codec);
-    if (!encoder)
-        return fail("this system's FFmpeg has no encoder for the format");
-    if (int status =
-            avformat_alloc_output_context2(&s.format, nullptr, choice.muxer, s.temporary.c_str());
-        status < 0)
-        return fail("cannot start the file", status);
-    s.codec = avcodec_alloc_context3(encoder);
-    if (!s.codec)
-        return fail("out of memory");
-    s.codec->sample_rate = sampleRate;
-    av_channel_layout_default(&s.codec->ch_layout, 2);
-    s.codec->sample_fmt = choice.sampleFormat;
-    s.codec->time_base = AVRational{1, sampleRate};
-    if (choice.bitsPerRawSample)
-        s.codec->bits_per_raw_sample = choice.bitsPerRawSample;
-    if (choice.bitRate)
-        s.codec->bit_rate = choice.bitRate;
-    if (s.format->oformat->flags & AVFMT_GLOBALHEADER)
-        s.codec->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    if (int status = avcodec_open2(s.codec, encoder, nullptr); status < 0)
-        return fail("cannot start the encoder", status);
-    s.stream = avformat_new_stream(s.format, nullptr);
-    if (!s.stream)
-        return fail("out of memory");
-    s.stream->time_base = s.codec->time_base;
-    if (int status = avcodec_parameters_from_context(s.stream->codecpar, s.codec); status < 0)
-        return fail("cannot start the file", status);
-    if (int status = avio_open(&s.format->pb, s.temporary.c_str(), AVIO_FLAG_WRITE); status < 0)
-        return fail("cannot write " + path, status);
-    if (int status = avformat_write_header(s.format, nullptr); status < 0)
-        return fail("cannot write " + path, status);
-
-    const bool anySize = encoder->capabilities & AV_CODEC_CAP_VARIABLE_FRAME_SIZE;
-    s.frameSize = s.codec->frame_size > 0 && !anySize ? s.codec->frame_size : kAnyFrameSize;
-    s.padLastFrame = s.codec->frame_size > 0 && !anySize &&
-                     !(encoder->capabilities & AV_CODEC_CAP_SMALL_LAST_FRAME);
-    if (int status =
-            swr_alloc_set_opts2(&s.converter, &s.codec->ch_layout, s.codec->sample_fmt, sampleRate,
-                                &s.codec->ch_layout, AV_SAMPLE_FMT_FLT, sampleRate, 0, nullptr);
-        status < 0 || swr_init(s.converter) < 0)
-        return fail("cannot convert the samples", status);
-    s.fifo = av_audio_fifo_alloc(s.codec->sample_fmt, 2, s.frameSize);
-    s.frame = av_frame_alloc();
-    s.packet = av_packet_alloc();
-    if (!s.fifo || !s.frame || !s.packet)
-        return fail("out of memory");
+bool AudioEncoder::open(const std::string& path, ExportFormat format, int sampleRate) {
+    stopThread(true);
+    file_ = std::make_unique<FileEncoder>();
+    if (!file_->open(path, format, sampleRate)) {
+        error_ = file_->error();
+        file_.reset();
+        return false;
+    }
     error_.clear();
+    closing_ = failed_ = false;
+    thread_ = std::thread([this] { encodeBlocks(); });
     return true;
 }
 
 bool AudioEncoder::write(const float* interleaved, std::size_t frames) {
-    if (!state)
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [this] { return queued_.size() < kMaxQueuedBlocks || failed_; });
+    if (failed_ || !file_) {
+        lock.unlock();
+        stopThread(true);
         return false;
-    State& s = *state;
-    const int planes = av_sample_fmt_is_planar(s.codec->sample_fmt) ? 2 : 1;
-    const int bytes = av_samples_get_buffer_size(nullptr, 2, int(frames), s.codec->sample_fmt, 1);
-    s.converted.resize(std::size_t(std::max(bytes, 0)));
-    s.planes.assign(std::size_t(planes), nullptr);
-    if (av_samples_fill_arrays(s.planes.data(), nullptr, s.converted.data(), 2, int(frames),
-                               s.codec->sample_fmt, 1) < 0)
-        return fail("cannot convert the samples");
-    const auto* input = reinterpret_cast<const std::uint8_t*>(interleaved);
-    const int count = swr_convert(s.converter, s.planes.data(), int(frames), &input, int(frames));
-    if (count < 0)
-        return fail("cannot convert the samples", count);
-    if (av_audio_fifo_write(s.fifo, reinterpret_cast<void**>(s.planes.data()), count) < count)
-        return fail("out of memory");
-    return encodeAvailable(false);
+    }
+    std::vector<float> block;
+    if (!spare_.empty()) {
+        block = std::move(spare_.back());
+        spare_.pop_back();
+    }
+    block.assign(interleaved, interleaved + 2 * frames);
+    queued_.push_back(std::move(block));
+    changed_.notify_all();
+    return true;
 }
 
-// Encodes every whole encoder frame waiting (all that waits, when flushing) and writes the
-// packets that come out.
-bool AudioEncoder::encodeAvailable(bool flushing) {
-    State& s = *state;
-    while (av_audio_fifo_size(s.fifo) >= s.frameSize ||
-           (flushing && av_audio_fifo_size(s.fifo) > 0)) {
-        const int available = std::min(av_audio_fifo_size(s.fifo), s.frameSize);
-        av_frame_unref(s.frame);
-        s.frame->nb_samples = s.padLastFrame ? s.frameSize : available;
-        s.frame->format = s.codec->sample_fmt;
-        s.frame->sample_rate = s.codec->sample_rate;
-        av_channel_layout_copy(&s.frame->ch_layout, &s.codec->ch_layout);
-        if (int status = av_frame_get_buffer(s.frame, 0); status < 0)
-            return fail("out of memory", status);
-        if (s.padLastFrame)
-            av_samples_set_silence(s.frame->data, 0, s.frameSize, 2, s.codec->sample_fmt);
-        av_audio_fifo_read(s.fifo, reinterpret_cast<void**>(s.frame->data), available);
-        s.frame->pts = s.nextPts;
-        s.nextPts += s.frame->nb_samples;
-        if (int status = avcodec_send_frame(s.codec, s.frame); status < 0)
-            return fail("cannot encode", status);
-        for (;;) {
-            const int received = avcodec_receive_packet(s.codec, s.packet);
-            if (received == AVERROR(EAGAIN) || received == AVERROR_EOF)
-                break;
-            if (received < 0)
-                return fail("cannot encode", received);
-            av_packet_rescale_ts(s.packet, s.codec->time_base, s.stream->time_base);
-            s.packet->stream_index = s.stream->index;
-            if (int status = av_interleaved_write_frame(s.format, s.packet); status < 0)
-                return fail("cannot write " + s.target, status);
+void AudioEncoder::encodeBlocks() {
+    std::unique_lock lock(mutex_);
+    for (;;) {
+        changed_.wait(lock, [this] { return !queued_.empty() || closing_; });
+        if (queued_.empty())
+            return;
+        std::vector<float> block = std::move(queued_.front());
+        queued_.pop_front();
+        lock.unlock();
+        const bool written = file_->write(block.data(), block.size() / 2);
+        lock.lock();
+        spare_.push_back(std::move(block));
+        if (!written) {
+            failed_ = true;
+            queued_.clear();
         }
+        changed_.notify_all();
     }
-    if (s.format->pb && s.format->pb->error < 0)
-        return fail("cannot write " + s.target, s.format->pb->error);
-    return true;
+}
+
+void AudioEncoder::stopThread(bool dropQueued) {
+    if (!thread_.joinable())
+        return;
+    {
+        std::lock_guard lock(mutex_);
+        if (dropQueued)
+            queued_.clear();
+        closing_ = true;
+    }
+    changed_.notify_all();
+    thread_.join();
+    if (file_ && !file_->error().empty())
+        error_ = file_->error();
 }
 
 bool AudioEncoder::finish() {
-    if (!state)
+    stopThread(false);
+    if (!file_)
         return false;
-    State& s = *state;
-    if (!encodeAvailable(true))
+    if (failed_) {
+        file_->abandon();
         return false;
-    if (int status = avcodec_send_frame(s.codec, nullptr); status < 0)
-        return fail("cannot encode", status);
-    for (;;) {
-        const int received = avcodec_receive_packet(s.codec, s.packet);
-        if (received == AVERROR_EOF || received == AVERROR(EAGAIN))
-            break;
-        if (received < 0)
-            return fail("cannot encode", received);
-        av_packet_rescale_ts(s.packet, s.codec->time_base, s.stream->time_base);
-        s.packet->stream_index = s.stream->index;
-        if (int status = av_interleaved_write_frame(s.format, s.packet); status < 0)
-            return fail("cannot write " + s.target, status);
     }
-    if (int status = av_write_trailer(s.format); status < 0)
-        return fail("cannot write " + s.target, status);
-    avio_flush(s.format->pb);
-    const int ioError = s.format->pb->error;
-    if (int status = avio_closep(&s.format->pb); status < 0 || ioError < 0)
-        return fail("cannot write " + s.target, status < 0 ? status : ioError);
-    std::error_code renamed;
-    fs::rename(s.temporary, s.target, renamed);
-    if (renamed)
-        return fail("cannot write " + s.target + ": " + renamed.message());
-    s.temporary.clear(); // it is the target now
-    state.reset();
-    return true;
+    const bool finished = file_->finish();
+    error_ = file_->error();
+    return finished;
+}
+
+void AudioEncoder::abandon() {
+    stopThread(true);
+    if (file_)
+        file_->abandon();
 }
 
 } // namespace platform

@@ -165,6 +165,41 @@ OSStatus ExtAudioFileTell(ExtAudioFileRef file, std::int64_t* outFrameOffset) {
     return noErr;
 }
 
+ExtAudioFileRef ExtAudioFileOpenStereoFloat(const std::string& location, OSStatus& status,
+                                            const char** failedCall) {
+    const char* call = "Open file";
+    ExtAudioFileRef file = nullptr;
+    status = ExtAudioFileOpenURL(location, &file);
+    if (status == noErr) {
+        AudioStreamBasicDescription fileFormat;
+        std::uint32_t size = sizeof fileFormat;
+        call = "Get file data format";
+        status =
+            ExtAudioFileGetProperty(file, kExtAudioFileProperty_FileDataFormat, &size, &fileFormat);
+        if (status == noErr) {
+            const AudioStreamBasicDescription client = stereoFloatFormat(fileFormat.mSampleRate);
+            call = "Set client data format";
+            status = ExtAudioFileSetProperty(file, kExtAudioFileProperty_ClientDataFormat,
+                                             sizeof client, &client);
+        }
+    }
+    if (status == noErr)
+        return file;
+    if (file)
+        ExtAudioFileDispose(file);
+    if (failedCall)
+        *failedCall = call;
+    return nullptr;
+}
+
+OSStatus ExtAudioFileReadStereoFloat(ExtAudioFileRef file, std::uint32_t* ioNumberFrames,
+                                     float* out) {
+    AudioBufferList list;
+    list.mNumberBuffers = 1;
+    list.mBuffers[0] = {2, ioNumberFrames ? *ioNumberFrames * 8 : 0, out};
+    return ExtAudioFileRead(file, ioNumberFrames, &list);
+}
+
 namespace {
 // An AudioFileID is the address of the ExtAudioFileRef it came from.
 ExtAudioFileRef extFileOf(AudioFileID file) {

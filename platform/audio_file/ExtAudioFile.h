@@ -70,6 +70,16 @@ OSStatus ExtAudioFileTell(ExtAudioFileRef file, std::int64_t* outFrameOffset);
 
 OSStatus ExtAudioFileDispose(ExtAudioFileRef file);
 
+// Opens `location` the way every reader of the program does: with the client format set to
+// stereo float at the file's own rate. Null and the failing status when it cannot; then
+// `failedCall`, when given, names the call that failed ("Open file", ...).
+ExtAudioFileRef ExtAudioFileOpenStereoFloat(const std::string& location, OSStatus& status,
+                                            const char** failedCall = nullptr);
+
+// ExtAudioFileRead into `out`, room for *ioNumberFrames stereo float frames.
+OSStatus ExtAudioFileReadStereoFloat(ExtAudioFileRef file, std::uint32_t* ioNumberFrames,
+                                     float* out);
+
 // The same open file through its AudioFileID (kExtAudioFileProperty_AudioFile), read by
 // position, for a reader that keeps its own place in the file (the graph's file player).
 // Valid for as long as the ExtAudioFileRef it came from.

@@ -75,6 +75,18 @@ OSStatus AudioQueueStop(AudioQueueRef queue, bool immediate) {
     return queue ? queue->stop(immediate) : kInvalidQueue;
 }
 
+OSStatus AudioQueueReset(AudioQueueRef queue) {
+    return queue ? queue->reset() : kInvalidQueue;
+}
+
+OSStatus AudioQueueRequestFill(AudioQueueRef queue, AudioQueueBufferRef buffer) {
+    if (!queue)
+        return kInvalidQueue;
+    if (!buffer)
+        return kAudioQueueErr_InvalidParameter;
+    return queue->requestFill(buffer);
+}
+
 OSStatus AudioQueuePrime(AudioQueueRef queue, std::uint32_t, std::uint32_t* outFramesPrepared) {
     return queue ? queue->prime(outFramesPrepared) : kInvalidQueue;
 }

@@ -13,8 +13,8 @@
 //   (queue thread feeds it on demand)    (real-time thread drains it)
 //
 // AudioQueueGetCurrentTime gives mSampleTime in source frames as they are heard since the
-// queue last started from stopped: the frames fed, minus those still inside Rubber Band,
-// the output ring and the device. It holds still while paused.
+// queue last started from stopped or was reset: the frames fed, minus those still inside
+// Rubber Band, the output ring and the device. It holds still while paused.
 //
 // Threads:
 // - Each queue has a thread of its own (the queue thread). The output callback and the
@@ -23,6 +23,10 @@
 // - The real-time thread only takes frames from a lock-free ring and reads atomics.
 // - Every function may be called from any thread except the real-time one. A function
 //   called from inside a callback never waits for the queue thread.
+//
+// Buffers: a buffer the queue has taken (enqueued, played, dropped by a stop or a reset, or
+// asked for with AudioQueueRequestFill) comes back through the output callback exactly
+// once, and until then the queue holds it: enqueueing it again is refused.
 //
 // Ownership: AudioQueueNewOutput makes the queue; AudioQueueDispose ends it and frees its
 // buffers. The caller owns nothing inside the buffers but their bytes.
@@ -122,11 +126,18 @@ OSStatus AudioQueueEnqueueBuffer(AudioQueueRef queue, AudioQueueBufferRef buffer
 
 // Starts, or resumes after a pause. `startTime` must be null (as soon as possible).
 OSStatus AudioQueueStart(AudioQueueRef queue, const AudioTimeStamp* startTime);
+// Holds the queue where it is, also while a stop plays out (the play-out then goes on at
+// the next start).
 OSStatus AudioQueuePause(AudioQueueRef queue);
 // immediate: silence at once and drop what is enqueued. Not immediate: the buffers
 // enqueued so far play out first, then the queue stops; buffers enqueued after this call
 // wait for the next start.
 OSStatus AudioQueueStop(AudioQueueRef queue, bool immediate);
+// Drops everything enqueued and everything fed from it (what the time/pitch stage holds
+// and what waits for the device) and hands each buffer back; the queue stays running,
+// paused or stopped, and a stop under way is dropped with what it was playing out. The
+// clock reads 0 until the first frame enqueued after the reset is heard.
+OSStatus AudioQueueReset(AudioQueueRef queue);
 // Runs the enqueued frames through the time/pitch stage ahead of a start, so the first
 // frame is heard as soon as the queue starts. `framesToPrepare` 0 means all that fits.
 OSStatus AudioQueuePrime(AudioQueueRef queue, std::uint32_t framesToPrepare,
@@ -145,6 +156,12 @@ OSStatus AudioQueueAddPropertyListener(AudioQueueRef queue, AudioQueuePropertyID
                                        AudioQueuePropertyListenerProc listener, void* userData);
 OSStatus AudioQueueRemovePropertyListener(AudioQueueRef queue, AudioQueuePropertyID property,
                                           AudioQueuePropertyListenerProc listener, void* userData);
+
+// Beyond the audio-queue service: the output callback is called for `buffer`, which the
+// caller holds, on the queue's own thread as soon as that thread is free. A caller has its
+// first buffers filled this way, so that its reads are made on the queue's thread and
+// never on its own.
+OSStatus AudioQueueRequestFill(AudioQueueRef queue, AudioQueueBufferRef buffer);
 
 // `timeline` must be null. `outTimeStamp->mSampleTime`: see the timing note above.
 OSStatus AudioQueueGetCurrentTime(AudioQueueRef queue, AudioQueueTimelineRef timeline,

@@ -12,8 +12,9 @@
 // A start from stopped begins a new origin; output written before it never maps into the
 // new run, so the tail of the previous run still in the device cannot be counted.
 //
-// Thread contract: the queue thread appends and restarts; any non-real-time thread asks.
-// An internal lock serialises them (the real-time thread never touches this).
+// Thread contract: the queue thread appends and restarts (a reset's caller restarts it too);
+// any non-real-time thread asks. An internal lock serialises them (the real-time thread
+// never touches this).
 
 #include <cstdint>
 #include <deque>

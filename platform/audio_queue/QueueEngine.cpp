@@ -10,7 +10,8 @@
 
 namespace platform {
 
-// A buffer the caller fills: its bytes, and whether it currently sits in the queue.
+// A buffer the caller fills: its bytes, and whether the queue holds it (from its enqueue
+// until its callback starts: enqueued, fed, or waiting to be handed back).
 class QueueBuffer : public AudioQueueBuffer {
 public:
     explicit QueueBuffer(std::uint32_t bytes)
@@ -131,9 +132,7 @@ OSStatus OpaqueAudioQueue::enqueue(AudioQueueBufferRef buffer) {
         std::lock_guard guard(stateLock);
         if (disposed)
             return kAudioQueueErr_DisposalPending;
-        const bool ours = std::any_of(buffers.begin(), buffers.end(),
-                                      [&](const auto& b) { return b.get() == buffer; });
-        if (!ours)
+        if (!ownsLocked(buffer))
             return kAudioQueueErr_InvalidBuffer;
         if (owner(buffer)->inQueue)
             return kAudioQueueErr_BufferInQueue;
@@ -162,7 +161,7 @@ OSStatus OpaqueAudioQueue::start() {
             return kAudioQueueErr_DisposalPending;
         if (run != RunState::Stopped) {
             if (run == RunState::Paused) {
-                run = RunState::Running;
+                run = std::exchange(resumeStopping, false) ? RunState::Stopping : RunState::Running;
                 rtPlaying.store(true);
             } else if (run == RunState::Stopping && !endCommitted.load()) {
                 run = RunState::Running; // taken back before its end was fed
@@ -194,7 +193,8 @@ OSStatus OpaqueAudioQueue::pause() {
     std::lock_guard guard(stateLock);
     if (disposed)
         return kAudioQueueErr_DisposalPending;
-    if (run == RunState::Running) {
+    if (run == RunState::Running || run == RunState::Stopping) {
+        resumeStopping = run == RunState::Stopping;
         run = RunState::Paused;
         rtPlaying.store(false, std::memory_order_release);
     }
@@ -208,9 +208,7 @@ OSStatus OpaqueAudioQueue::stop(bool immediate) {
             return kAudioQueueErr_DisposalPending;
         if (run == RunState::Stopped) {
             if (immediate) {
-                for (AudioQueueBufferRef b : enqueued)
-                    owner(b)->inQueue = false;
-                enqueued.clear();
+                dropEnqueuedLocked();
                 stopPending = false;
                 resetRequested = true;
                 returnFedLocked();
@@ -224,12 +222,10 @@ OSStatus OpaqueAudioQueue::stop(bool immediate) {
             // A paused queue cannot play anything out: it stops where it is. An immediate
             // stop also drops what waits in the queue; a paused one keeps it for the next
             // start.
-            if (immediate) {
-                for (AudioQueueBufferRef b : enqueued)
-                    owner(b)->inQueue = false;
-                enqueued.clear();
-            }
+            if (immediate)
+                dropEnqueuedLocked();
             run = RunState::Stopped;
+            resumeStopping = false;
             rtPlaying.store(false, std::memory_order_release);
             ring.requestDiscardUpTo(ring.writePosition());
             resetRequested = true;
@@ -240,6 +236,44 @@ OSStatus OpaqueAudioQueue::stop(bool immediate) {
             run = RunState::Stopping;
             drainCount = enqueued.size();
         }
+    }
+    wake.post();
+    return noErr;
+}
+
+OSStatus OpaqueAudioQueue::reset() {
+    {
+        std::lock_guard guard(stateLock);
+        if (disposed)
+            return kAudioQueueErr_DisposalPending;
+        returnFedLocked();
+        dropEnqueuedLocked();
+        stopPending = false;
+        drainCount = 0;
+        resumeStopping = false;
+        if (run == RunState::Stopping)
+            run = RunState::Running;
+        // Silent at once; the queue thread starts the stretcher and the clock afresh, and
+        // until it has, no frame maps to a source time.
+        ring.requestDiscardUpTo(ring.writePosition());
+        timeline.restart(UINT64_MAX);
+        resetRequested = true;
+    }
+    wake.post();
+    return noErr;
+}
+
+OSStatus OpaqueAudioQueue::requestFill(AudioQueueBufferRef buffer) {
+    {
+        std::lock_guard guard(stateLock);
+        if (disposed)
+            return kAudioQueueErr_DisposalPending;
+        if (!ownsLocked(buffer))
+            return kAudioQueueErr_InvalidBuffer;
+        if (owner(buffer)->inQueue)
+            return kAudioQueueErr_BufferInQueue;
+        owner(buffer)->inQueue = true;
+        callbacksDue.push_back(buffer);
     }
     wake.post();
     return noErr;
@@ -257,7 +291,7 @@ OSStatus OpaqueAudioQueue::prime(std::uint32_t* outFramesPrepared) {
         *outFramesPrepared = std::uint32_t((ring.writePosition() - before) / 2);
     {
         std::lock_guard guard(stateLock);
-        usedByPrime.insert(usedByPrime.end(), used.begin(), used.end());
+        callbacksDue.insert(callbacksDue.end(), used.begin(), used.end());
     }
     wake.post();
     return noErr;
@@ -488,7 +522,7 @@ void OpaqueAudioQueue::threadMain() {
     std::uint32_t ticket = wake.ticket();
     while (!quit) {
         const bool pending =
-            !runningEvents.empty() || !usedByPrime.empty() || !handBack.empty() || resetRequested;
+            !runningEvents.empty() || !callbacksDue.empty() || !handBack.empty() || resetRequested;
         if (!pending && !again) {
             // Sleep until a call, or the real-time thread finding the ring low, posts. The
             // ticket was taken before the last round looked at anything, so a post made
@@ -503,7 +537,7 @@ void OpaqueAudioQueue::threadMain() {
         std::vector<bool> events;
         events.swap(runningEvents);
         std::vector<AudioQueueBufferRef> used, ended;
-        used.swap(usedByPrime);
+        used.swap(callbacksDue);
         ended.swap(handBack);
         lock.unlock();
 
@@ -540,6 +574,16 @@ void OpaqueAudioQueue::returnFedLocked() {
     fed.clear();
 }
 
+void OpaqueAudioQueue::dropEnqueuedLocked() {
+    handBack.insert(handBack.end(), enqueued.begin(), enqueued.end());
+    enqueued.clear();
+}
+
+bool OpaqueAudioQueue::ownsLocked(AudioQueueBufferRef buffer) const {
+    return std::any_of(buffers.begin(), buffers.end(),
+                       [&](const auto& b) { return b.get() == buffer; });
+}
+
 void OpaqueAudioQueue::setRunning(bool running) {
     if (isRunningValue == running)
         return;
@@ -570,6 +614,7 @@ void OpaqueAudioQueue::deliverCallbacks(const std::vector<AudioQueueBufferRef>& 
             std::lock_guard guard(stateLock);
             if (disposed)
                 return;
+            owner(buffer)->inQueue = false; // the caller's from here on
         }
         if (outputCallback)
             outputCallback(callbackUserData, this, buffer);
@@ -609,6 +654,10 @@ std::vector<AudioQueueBufferRef> OpaqueAudioQueue::pump(bool priming) {
         bool stopping = false;
         {
             std::lock_guard guard(stateLock);
+            // Paused, or reset since this round began (the front buffer may have been
+            // handed back): the next round takes it from here.
+            if (run == RunState::Paused || resetRequested)
+                break;
             stopping = run == RunState::Stopping;
             if (!enqueued.empty() && (!stopping || drainCount > 0))
                 front = enqueued.front();
@@ -638,11 +687,13 @@ std::vector<AudioQueueBufferRef> OpaqueAudioQueue::pump(bool priming) {
             }
             if (offsetInFront >= frames) {
                 std::lock_guard guard(stateLock);
+                offsetInFront = 0;
+                // A stop or a reset meanwhile has handed it back already.
+                if (enqueued.empty() || enqueued.front() != front)
+                    break;
                 enqueued.pop_front();
-                owner(front)->inQueue = false;
                 if (drainCount > 0)
                     --drainCount;
-                offsetInFront = 0;
                 fed.push_back(front);
             }
             continue;

@@ -43,6 +43,8 @@ struct platform::OpaqueAudioQueue final : platform::AudioRenderSource {
     OSStatus start();
     OSStatus pause();
     OSStatus stop(bool immediate);
+    OSStatus reset();
+    OSStatus requestFill(AudioQueueBufferRef buffer);
     OSStatus prime(std::uint32_t* outFramesPrepared);
     OSStatus setParameter(AudioQueueParameterID parameter, float value);
     OSStatus getParameter(AudioQueueParameterID parameter, float* value) const;
@@ -80,7 +82,9 @@ private:
     void deliverRunningEvents(const std::vector<bool>& values);
     void setRunning(bool running); // stateLock held: records the change for the listeners
     void returnFedLocked();        // stateLock held: the run is over, every fed buffer goes back
-    void publishLeadInLocked();    // stateLock held: a start from stopped takes the lead-in
+    void dropEnqueuedLocked();     // stateLock held: every enqueued buffer goes back unplayed
+    bool ownsLocked(AudioQueueBufferRef buffer) const; // stateLock held
+    void publishLeadInLocked(); // stateLock held: a start from stopped takes the lead-in
     std::uint32_t renderLeadIn(float* out, std::uint32_t frames) noexcept; // real-time thread
 
     // Fixed at creation.
@@ -98,8 +102,8 @@ private:
     std::size_t drainCount = 0; // buffers still to play out before a stop completes
     std::vector<std::unique_ptr<QueueBuffer>> buffers;
     std::vector<Listener> listeners;
-    std::vector<bool> runningEvents;              // IsRunning changes not yet reported
-    std::vector<AudioQueueBufferRef> usedByPrime; // callbacks a primer left to the thread
+    std::vector<bool> runningEvents;               // IsRunning changes not yet reported
+    std::vector<AudioQueueBufferRef> callbacksDue; // left to the thread by a primer or a caller
     // Buffers fed to the stretcher whose callbacks are held back until their frames are
     // needed: the caller refills a buffer when it gets it back, so handing buffers back only
     // as the stretcher asks for input keeps the caller's reads close to what is heard, and a
@@ -107,7 +111,8 @@ private:
     std::deque<AudioQueueBufferRef> fed;
     std::vector<AudioQueueBufferRef> handBack; // fed buffers of an ended run, still to return
     bool isRunningValue = false;
-    bool stopPending = false; // a stop asked for before the start it applies to
+    bool stopPending = false;    // a stop asked for before the start it applies to
+    bool resumeStopping = false; // paused while a stop played out: the next start resumes it
     bool resetRequested = false;
     bool quit = false;
     bool disposed = false;

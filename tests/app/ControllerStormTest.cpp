@@ -20,6 +20,7 @@
 #include "waveform_view/KTFixedWaveformView.h"
 
 #include <QApplication>
+#include <QDialog>
 #include <QMessageBox>
 #include <QSlider>
 #include <QWheelEvent>
@@ -158,6 +159,7 @@ protected:
              }},
             {1, [&](StormRandom& random) { return badFile(random); }},
             {1, [&](StormRandom&) { return exportAfterAMove(); }},
+            {1, [&](StormRandom& random) { return dialogMidDrag(random); }},
             {10,
              [](StormRandom& random) {
                  const auto milliseconds = int(random.between(0, 40));
@@ -254,6 +256,29 @@ protected:
                         << failed.value(0).value(1).toString().toStdString();
                     std::filesystem::remove(target);
                     std::filesystem::rename(moved, loaded);
+                }};
+    }
+
+    // A press in the view, a dialog opened by its shortcut while the button is held, the dialog
+    // closed and the button let go elsewhere: the view must not be left in the drag.
+    Command dialogMidDrag(StormRandom& random) {
+        KTFixedWaveformView* view = window->waveformView;
+        const QPoint pressAt(int(random.between(1, view->width() - 1)), view->height() / 2);
+        const QPoint dragTo(int(random.between(1, view->width() - 1)), view->height() / 3);
+        const auto modifiers = random.chance(0.5) ? Qt::ShiftModifier : Qt::NoModifier;
+        return {"press at " + std::to_string(pressAt.x()) + ", a dialog, release at " +
+                    std::to_string(dragTo.x()),
+                [this, view, pressAt, dragTo, modifiers] {
+                    QTest::mousePress(view, Qt::LeftButton, modifiers, pressAt);
+                    QTest::mouseMove(view, dragTo);
+                    ui().passPauseAction->trigger();
+                    QTest::qWait(20);
+                    for (QWidget* shown : QApplication::topLevelWidgets())
+                        if (auto* dialog = qobject_cast<QDialog*>(shown);
+                            dialog && dialog->isVisible())
+                            dialog->reject();
+                    QTest::mouseRelease(window.get(), Qt::LeftButton, {}, {2, 2});
+                    EXPECT_FALSE(view->isDragging()) << "a drag outlived a dialog";
                 }};
     }
 

@@ -3,10 +3,10 @@
 
 #include "platform/desktop/AudioFileTypes.h"
 
+#include "tests/support/Labelled.h"
+
 #include <QRegularExpression>
 #include <gtest/gtest.h>
-#include <ostream>
-#include <string>
 
 using platform::desktop::isAudioOrVideoFileName;
 using platform::desktop::openDialogNameFilters;
@@ -27,15 +27,11 @@ bool offeredByTheDialog(const QString& fileName) {
     return false;
 }
 
-struct NameCase {
-    const char* label;
+struct NameCase : test_support::Labelled {
     const char* path;
     bool accepted;
     bool offered;
 };
-void PrintTo(const NameCase& c, std::ostream* out) {
-    *out << c.label;
-}
 
 class Names : public ::testing::TestWithParam<NameCase> {};
 
@@ -61,7 +57,7 @@ INSTANTIATE_TEST_SUITE_P(, Names, ::testing::Values(
     NameCase{"NoExtension", "/music/take", false, false},
     NameCase{"ExtensionAloneAsTheName", "/music/wav", false, false},
     NameCase{"SoundNamedFolder", "/music/album.wav/notes.txt", false, false}),
-    [](const auto& info) { return std::string(info.param.label); });
+    test_support::byLabel);
 // clang-format on
 
 // What the dialog offers, a drop accepts.

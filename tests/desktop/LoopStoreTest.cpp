@@ -4,9 +4,10 @@
 
 #include "platform/desktop/LoopStore.h"
 
+#include "tests/support/Fixtures.h"
+
 #include <QDir>
 #include <QFile>
-#include <QTemporaryDir>
 #include <gtest/gtest.h>
 
 namespace platform::desktop {
@@ -22,24 +23,22 @@ namespace {
 
 class LoopStoreTest : public testing::Test {
 protected:
+    QString at(const char* name) const { return QString::fromStdString(folder / name); }
     // A recording of `bytes` bytes whose content depends on `seed`.
-    QString recording(const QString& name, int seed, qint64 bytes = 3 << 20) {
-        const QString path = folder.filePath(name);
-        QFile file(path);
-        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
-        QByteArray data(bytes, '\0');
-        for (qint64 i = 0; i < bytes; ++i)
-            data[i] = char((i * 7 + seed) % 251);
-        file.write(data);
-        return path;
+    QString recording(const char* name, int seed, std::size_t bytes = 3 << 20) {
+        std::string data(bytes, '\0');
+        for (std::size_t i = 0; i < bytes; ++i)
+            data[i] = char((i * 7 + std::size_t(seed)) % 251);
+        test_support::writeFile(folder / name, data);
+        return at(name);
     }
-    QString storePath() const { return folder.filePath(QStringLiteral("data/loops.json")); }
+    QString storePath() const { return at("data/loops.json"); }
 
-    QTemporaryDir folder;
+    test_support::ScratchFolder folder;
 };
 
 TEST_F(LoopStoreTest, ARecordingKeepsItsLoopsAcrossRunsAndWhenMoved) {
-    const QString path = recording(QStringLiteral("song.flac"), 1);
+    const QString path = recording("song.flac", 1);
     const QString key = LoopStore::fileKey(path);
     ASSERT_FALSE(key.isEmpty());
     RecordingMemory memory;
@@ -48,7 +47,7 @@ TEST_F(LoopStoreTest, ARecordingKeepsItsLoopsAcrossRunsAndWhenMoved) {
     memory.cents = -200;
     ASSERT_TRUE(LoopStore(storePath()).remember(key, path, memory));
 
-    const QString moved = folder.filePath(QStringLiteral("renamed.flac"));
+    const QString moved = at("renamed.flac");
     ASSERT_TRUE(QFile::rename(path, moved));
     const RecordingMemory back = LoopStore(storePath()).recall(LoopStore::fileKey(moved));
     EXPECT_EQ(back.loops, memory.loops);
@@ -57,32 +56,27 @@ TEST_F(LoopStoreTest, ARecordingKeepsItsLoopsAcrossRunsAndWhenMoved) {
 
     // Another recording at the first one's path, alike but for its last byte, or alike in
     // its first megabyte but longer, remembers nothing.
-    recording(QStringLiteral("song.flac"), 1, (3 << 20) + 1);
+    recording("song.flac", 1, (3 << 20) + 1);
     EXPECT_TRUE(LoopStore(storePath()).recall(LoopStore::fileKey(path)).loops.isEmpty());
-    EXPECT_TRUE(LoopStore::fileKey(folder.filePath(QStringLiteral("missing.flac"))).isEmpty());
+    EXPECT_TRUE(LoopStore::fileKey(at("missing.flac")).isEmpty());
 }
 
 TEST_F(LoopStoreTest, AStoreThatCannotBeReadIsLeftAsItIsUntilSomethingIsSaved) {
-    QDir().mkpath(folder.filePath(QStringLiteral("data")));
-    QFile damaged(storePath());
-    ASSERT_TRUE(damaged.open(QIODevice::WriteOnly));
-    damaged.write("{ \"recordings\": { broken");
-    damaged.close();
+    std::filesystem::create_directories(folder / "data");
+    test_support::writeFile(folder / "data/loops.json", "{ \"recordings\": { broken");
 
     LoopStore store(storePath());
-    const QString path = recording(QStringLiteral("song.wav"), 2);
+    const QString path = recording("song.wav", 2);
     const QString key = LoopStore::fileKey(path);
     EXPECT_TRUE(store.recall(key).loops.isEmpty());
     EXPECT_TRUE(store.restoresSpeedAndPitch()) << "on, unless turned off";
-    QFile again(storePath());
-    ASSERT_TRUE(again.open(QIODevice::ReadOnly));
-    EXPECT_EQ(again.readAll(), "{ \"recordings\": { broken") << "reading changed nothing";
+    EXPECT_EQ(test_support::readFile(folder / "data/loops.json"), "{ \"recordings\": { broken")
+        << "reading changed nothing";
 
     EXPECT_TRUE(store.setRestoresSpeedAndPitch(false));
     EXPECT_FALSE(LoopStore(storePath()).restoresSpeedAndPitch());
     // Nothing but the store itself is in its folder: it was replaced whole.
-    EXPECT_EQ(QDir(folder.filePath(QStringLiteral("data"))).entryList(QDir::Files),
-              QStringList{QStringLiteral("loops.json")});
+    EXPECT_EQ(QDir(at("data")).entryList(QDir::Files), QStringList{QStringLiteral("loops.json")});
 }
 
 } // namespace

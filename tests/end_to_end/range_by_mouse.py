@@ -19,9 +19,8 @@ import time
 
 import numpy as np
 
-sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
-from app_session import RATE, Session, check, read_wav  # noqa: E402
-from private_data import use_private_data_folder  # noqa: E402
+from e2e import RATE, NullSink, check, find_window, read_wav, screenshot, send_keys, start, \
+    stop, use_private_data_folder
 
 SIDE_MARGIN = 25  # the view's margin left and right of the waveform, in pixels
 
@@ -48,11 +47,10 @@ def main():
     os.makedirs(work, exist_ok=True)
     demo = read_wav(demo_path)
     total = len(demo)
-    session = Session(binary, work)
+    sink, app = NullSink(), None
     try:
-        session.app = subprocess.Popen([binary, demo_path], env=session.env,
-                                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        window = session.window("^demo.wav$")
+        app = start([binary, demo_path], sink.env())
+        window = find_window("^demo.wav$")
         time.sleep(1.0)
         width, height = window_geometry(window)
         per_pixel = total / (width - 2 * SIDE_MARGIN)
@@ -64,8 +62,7 @@ def main():
         expected_end = int((x_end - SIDE_MARGIN) * per_pixel)
         y = height // 3
 
-        subprocess.run(["xdotool", "windowfocus", "--sync", window], check=False,
-                       stderr=subprocess.DEVNULL)
+        send_keys(window)  # the focus, for the Shift held during the drag
         subprocess.run(["xdotool", "mousemove", "--window", window, str(x_start), str(y)], check=True)
         subprocess.run(["xdotool", "keydown", "shift", "mousedown", "1"], check=True)
         for x in np.linspace(x_start, x_end, 12)[1:]:
@@ -74,16 +71,16 @@ def main():
             time.sleep(0.03)
         subprocess.run(["xdotool", "mouseup", "1", "keyup", "shift"], check=True)
         time.sleep(0.3)
-        session.screenshot(window, "range-marked.png")
+        screenshot(window, os.path.join(work, "range-marked.png"))
 
         recording = os.path.join(work, "range-recording.wav")
-        session.record(recording)
+        sink.record(recording)
         time.sleep(0.5)
-        session.keys(window, "l", "Return")
+        send_keys(window, "l", "Return")
         length = (expected_end - expected_start) / RATE
         time.sleep(3 * length + 1.5)
-        session.screenshot(window, "range-looping.png")
-        session.stop_recording()
+        screenshot(window, os.path.join(work, "range-looping.png"))
+        sink.stop_recording()
 
         heard = read_wav(recording)
         sound = np.flatnonzero(np.abs(heard) > 0.02)
@@ -108,7 +105,8 @@ def main():
               "the passes repeat every %.3f s (range %.3f s)" % (period, length))
         print("1 passed, 0 failed")
     finally:
-        session.close()
+        stop(app)
+        sink.close()
 
 
 if __name__ == "__main__":

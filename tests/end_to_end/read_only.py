@@ -16,7 +16,7 @@ import shutil
 import subprocess
 import sys
 
-from private_data import use_private_data_folder
+from e2e import use_private_data_folder
 
 
 def main():

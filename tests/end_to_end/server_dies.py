@@ -18,32 +18,14 @@ Screenshots are kept in WORK_FOLDER. Prints one line per check; exits non-zero o
 
 import os
 import signal
-import struct
 import subprocess
 import sys
 import time
 
 import numpy as np
 
-from private_data import use_private_data_folder
-
-RATE = 44100
-
-
-def write_tone(path, seconds=120.0):
-    t = np.arange(int(seconds * RATE)) / RATE
-    frames = 0.4 * np.sin(2 * np.pi * 440 * t)
-    data = (np.repeat(frames, 2) * 32767).astype("<i2").tobytes()
-    with open(path, "wb") as f:
-        f.write(b"RIFF" + struct.pack("<I", 36 + len(data)) + b"WAVEfmt "
-                + struct.pack("<IHHIIHH", 16, 1, 2, RATE, RATE * 4, 4, 16)
-                + b"data" + struct.pack("<I", len(data)) + data)
-
-
-def check(condition, message):
-    print(("ok    " if condition else "FAIL  ") + message, flush=True)
-    if not condition:
-        raise SystemExit(1)
+from e2e import RATE, check, environment, find_window, read_wav, screenshot, send_keys, start, \
+    stop, use_private_data_folder, write_wav
 
 
 class Server:
@@ -84,48 +66,28 @@ class Server:
         time.sleep(seconds)
         recorder.terminate()
         recorder.wait()
-        with open(path, "rb") as f:
-            data = f.read()
-        body = data[data.find(b"data") + 8:]
-        samples = np.frombuffer(body[: len(body) // 4 * 4], "<i2") / 32768.0
+        samples = read_wav(path)
         return float(np.sqrt(np.mean(samples ** 2))) if len(samples) else 0.0
 
 
 class Window:
     def __init__(self, binary, track, env, log):
         self.log = open(log, "w")
-        self.process = subprocess.Popen([binary, track], env=env, stdout=subprocess.DEVNULL,
-                                        stderr=self.log)
-        name = os.path.basename(track)
-        for _ in range(100):
-            found = subprocess.run(["xdotool", "search", "--onlyvisible", "--name", name],
-                                   capture_output=True, text=True).stdout.split()
-            if found:
-                self.id = found[0]
-                time.sleep(1.0)
-                return
-            time.sleep(0.2)
-        raise AssertionError("no window for " + name)
+        self.process = start([binary, track], env, stderr=self.log)
+        self.id = find_window(os.path.basename(track))
+        time.sleep(1.0)
 
     def keys(self, *keys):
-        subprocess.run(["xdotool", "windowfocus", "--sync", self.id], check=False,
-                       stderr=subprocess.DEVNULL)
-        time.sleep(0.1)
-        for key in keys:
-            subprocess.run(["xdotool", "key", key], check=True)
-            time.sleep(0.3)
+        send_keys(self.id, *keys, pause=0.3)
 
     def shot(self, path):
-        subprocess.run(["import", "-window", self.id, path], check=True)
-        return path
+        return screenshot(self.id, path)
 
     def alive(self):
         return self.process.poll() is None
 
     def close(self):
-        if self.alive():
-            self.process.kill()
-            self.process.wait()
+        stop(self.process)
         self.log.close()
 
 
@@ -144,10 +106,10 @@ def main():
     binary, work = sys.argv[1], sys.argv[2]
     os.makedirs(work, exist_ok=True)
     track = os.path.join(work, "steady-tone.wav")
-    write_tone(track)
+    write_wav(track, 0.4 * np.sin(2 * np.pi * 440 * np.arange(120 * RATE) / RATE))
     server = Server(work)
-    env = dict(server.env, QT_QPA_PLATFORM="xcb;xcb;xcb;xcb",
-               STUDYLOOP_INSTANCE_NAME="studyloop-server-dies-%d" % os.getpid())
+    env = environment(PULSE_SERVER=server.env["PULSE_SERVER"],
+                      PULSE_RUNTIME_PATH=server.runtime)
     # The line under the LCD's row and the LCD itself, in the window's own pixels.
     status_area, lcd_area = "200x20+345+330", "100x30+240+325"
     windows = []

@@ -207,16 +207,6 @@ void checkOpenedFile(ExtAudioFileRef file, Choices& choices, bool oneRun) {
     EXPECT(fileFormat.mChannelsPerFrame > 0, fileFormat.mChannelsPerFrame, 0);
     const bool pcm = fileFormat.mFormatID == kAudioFormatLinearPCM && oneRun;
 
-    // Nothing can be read before the client format is set.
-    float probe[2];
-    AudioBufferList probeBuffers;
-    probeBuffers.mNumberBuffers = 1;
-    probeBuffers.mBuffers[0] = {2, sizeof probe, probe};
-    std::uint32_t probeFrames = 1;
-    EXPECT(ExtAudioFileRead(file, &probeFrames, &probeBuffers) ==
-               kAudioConverterFormatNotSupportedError,
-           probeFrames, 0);
-
     const AudioStreamBasicDescription client = stereoFloatFormat(fileFormat.mSampleRate);
     EXPECT(ExtAudioFileSetProperty(file, kExtAudioFileProperty_ClientDataFormat, sizeof client,
                                    &client) == noErr,

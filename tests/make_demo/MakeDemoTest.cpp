@@ -7,10 +7,8 @@
 
 #include <cmath>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
-#include <unistd.h>
+#include <memory>
 
 namespace {
 
@@ -23,32 +21,23 @@ int runGenerator(const fs::path& output) {
                " >/dev/null 2>&1");
 }
 
-std::string readBytes(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 class MakeDemo : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
-        // One folder per process: CTest runs the cases of this suite in parallel processes.
-        folder_ = test_support::fixtureDirectory() / ("make-demo-" + std::to_string(::getpid()));
-        fs::remove_all(folder_);
+        folder_ = std::make_unique<test_support::ScratchFolder>();
         // A nested folder that does not exist yet, as on a fresh build tree.
-        demo_ = folder_ / "resources" / "demo.wav";
+        demo_ = *folder_ / "resources/demo.wav";
         ASSERT_EQ(runGenerator(demo_), 0);
     }
-    static void TearDownTestSuite() { fs::remove_all(folder_); }
-    static inline fs::path folder_, demo_;
+    static void TearDownTestSuite() { folder_.reset(); }
+    static inline std::unique_ptr<test_support::ScratchFolder> folder_;
+    static inline fs::path demo_;
 };
 
 TEST_F(MakeDemo, IsCdQualityStereoOfWholeBarsLevelledWithoutClipping) {
     test_support::OpenedFile file(demo_.string());
     ASSERT_EQ(file.status, platform::noErr);
-    platform::AudioStreamBasicDescription format;
-    std::uint32_t size = sizeof format;
-    platform::ExtAudioFileGetProperty(file.file, platform::kExtAudioFileProperty_FileDataFormat,
-                                      &size, &format);
+    const platform::AudioStreamBasicDescription format = file.format();
     EXPECT_EQ(format.mSampleRate, 44100);
     EXPECT_EQ(format.mChannelsPerFrame, 2u);
     EXPECT_EQ(format.mBitsPerChannel, 16u);
@@ -75,9 +64,10 @@ TEST_F(MakeDemo, IsCdQualityStereoOfWholeBarsLevelledWithoutClipping) {
 }
 
 TEST_F(MakeDemo, GivesTheSameBytesEveryRunAndStatusOneWhenItCannotWrite) {
-    const fs::path again = folder_ / "again.wav";
+    const fs::path again = *folder_ / "again.wav";
     ASSERT_EQ(runGenerator(again), 0);
-    EXPECT_TRUE(readBytes(again) == readBytes(demo_)) << "output is not deterministic";
+    EXPECT_TRUE(test_support::readFile(again) == test_support::readFile(demo_))
+        << "output is not deterministic";
     // A regular file where a folder should be: nothing can be created under it.
     EXPECT_EQ(runGenerator(demo_ / "demo.wav"), 1);
 }

@@ -6,12 +6,12 @@
 
 #include "tests/platform/AudioFileReading.h"
 #include "tests/support/Fixtures.h"
+#include "tests/support/Labelled.h"
 
 #include <cmath>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 using namespace test_support;
 using namespace platform;
@@ -33,12 +33,6 @@ std::vector<float> writeTone(AudioEncoder& encoder) {
     return tone.samples;
 }
 
-fs::path scratch(const std::string& name) {
-    const fs::path folder = fixtureDirectory() / ("encoder-" + std::to_string(getpid()));
-    fs::create_directories(folder);
-    return folder / name;
-}
-
 bool onlyFileIn(const fs::path& folder, const fs::path& expected) {
     int count = 0;
     for (const auto& entry : fs::directory_iterator(folder))
@@ -46,22 +40,18 @@ bool onlyFileIn(const fs::path& folder, const fs::path& expected) {
     return count == (expected.empty() ? 0 : 1);
 }
 
-struct FormatCase {
+struct FormatCase : Labelled {
     const char* extension;
     bool wav16;
     double tolerance; // largest sample difference read back; 0 where only pitch counts
 };
 
-void PrintTo(const FormatCase& c, std::ostream* out) {
-    *out << c.extension << (c.wav16 ? " 16-bit" : "");
-}
-
 class EncoderFormats : public testing::TestWithParam<FormatCase> {};
 
 TEST_P(EncoderFormats, ReadsBackAsWritten) {
     const FormatCase& format = GetParam();
-    const fs::path path =
-        scratch(std::string("tone") + (format.wav16 ? "16" : "") + format.extension);
+    const ScratchFolder folder;
+    const fs::path path = folder / (std::string("tone") + format.extension);
     AudioEncoder encoder;
     ASSERT_TRUE(
         encoder.open(path.string(), *exportFormatForPath(path.string(), format.wav16), kRate))
@@ -72,7 +62,7 @@ TEST_P(EncoderFormats, ReadsBackAsWritten) {
 
     OpenedFile file(path.string());
     ASSERT_EQ(file.status, noErr);
-    EXPECT_EQ(file.sampleRate, kRate);
+    EXPECT_EQ(file.sampleRate(), kRate);
     EXPECT_EQ(file.length(), std::int64_t(written.size() / 2));
     const std::vector<float> read = file.readAll();
     ASSERT_EQ(read.size(), written.size());
@@ -88,30 +78,18 @@ TEST_P(EncoderFormats, ReadsBackAsWritten) {
             crossings += read[i] < 0 && read[i + 2] >= 0;
         EXPECT_NEAR(crossings, 440 * 2.3, 3);
     }
-    fs::remove_all(path.parent_path());
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, EncoderFormats,
-                         testing::Values(FormatCase{".wav", false, 0.0 + 1e-9},
-                                         FormatCase{".wav", true, 1.0 / 32768 + 1e-6},
-                                         FormatCase{".flac", false, 1.0 / 8388608 + 1e-7},
-                                         FormatCase{".mp3", false, 0}),
-                         [](const auto& info) {
-                             return std::string(info.param.extension + 1) +
-                                    (info.param.wav16 ? "16" : "");
-                         });
-
-TEST(AudioEncoder, NamesItsFormatsByExtension) {
-    EXPECT_EQ(exportFormatForPath("a/Loop.WAV"), ExportFormat::WavFloat);
-    EXPECT_EQ(exportFormatForPath("loop.wav", true), ExportFormat::Wav16);
-    EXPECT_EQ(exportFormatForPath("loop.Flac"), ExportFormat::Flac);
-    EXPECT_EQ(exportFormatForPath("loop.mp3"), ExportFormat::Mp3);
-    EXPECT_FALSE(exportFormatForPath("loop.ogg"));
-    EXPECT_FALSE(exportFormatForPath("loop"));
-}
+                         testing::Values(FormatCase{"wav", ".wav", false, 0.0 + 1e-9},
+                                         FormatCase{"wav16", ".wav", true, 1.0 / 32768 + 1e-6},
+                                         FormatCase{"flac", ".flac", false, 1.0 / 8388608 + 1e-7},
+                                         FormatCase{"mp3", ".mp3", false, 0}),
+                         byLabel);
 
 TEST(AudioEncoder, AFileNotFinishedLeavesNothingAndChangesNothing) {
-    const fs::path path = scratch("kept.wav");
+    const ScratchFolder folder;
+    const fs::path path = folder / "kept.wav";
     std::ofstream(path) << "what was here before";
     {
         AudioEncoder encoder;
@@ -132,7 +110,6 @@ TEST(AudioEncoder, AFileNotFinishedLeavesNothingAndChangesNothing) {
     EXPECT_FALSE(encoder.open("/nonexistent-folder/loop.wav", ExportFormat::WavFloat, kRate));
     EXPECT_NE(encoder.error().find("No such file or directory"), std::string::npos)
         << encoder.error();
-    fs::remove_all(path.parent_path());
 }
 
 } // namespace

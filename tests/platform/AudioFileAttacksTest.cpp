@@ -5,6 +5,7 @@
 
 #include "tests/platform/AudioFileReading.h"
 #include "tests/support/Fixtures.h"
+#include "tests/support/Labelled.h"
 
 #include <algorithm>
 #include <cmath>
@@ -25,27 +26,6 @@ const std::vector<AttackSignal>& attackSignals() {
                                                       {"clicks", makeClicks},
                                                       {"silenceThenNoise", makeSilenceThenNoise}};
     return signals;
-}
-
-// The lag (frames, within ±range) at which `decoded` best matches `reference` over the
-// stretch [from, from + span) of the reference; 0 where that stretch is silent.
-int bestLag(const std::vector<float>& reference, const std::vector<float>& decoded,
-            std::int64_t from, std::int64_t span, int range) {
-    const std::int64_t frames = std::int64_t(std::min(reference.size(), decoded.size()) / 2);
-    const std::int64_t first = std::max<std::int64_t>(from, range);
-    const std::int64_t last = std::min(from + span, frames - range);
-    int best = 0;
-    double bestScore = 0;
-    for (int lag = -range; lag <= range; ++lag) {
-        double score = 0;
-        for (std::int64_t f = first; f < last; ++f)
-            score += double(reference[2 * f]) * decoded[2 * (f + lag)];
-        if (score > bestScore) {
-            bestScore = score;
-            best = lag;
-        }
-    }
-    return best;
 }
 
 // Runs of 32 or more frames of digital silence in `decoded` where `reference` has sound:
@@ -69,11 +49,10 @@ std::vector<std::int64_t> insertedSilences(const std::vector<float>& reference,
 struct AttackCase {
     std::string format;
     AttackSignal signal;
+    friend void PrintTo(const AttackCase& c, std::ostream* out) {
+        *out << c.signal.name << " in " << c.format;
+    }
 };
-
-void PrintTo(const AttackCase& c, std::ostream* out) {
-    *out << c.signal.name << " in " << c.format;
-}
 
 class Attacks : public testing::TestWithParam<AttackCase> {};
 
@@ -127,16 +106,11 @@ INSTANTIATE_TEST_SUITE_P(AudioFile, Attacks, testing::ValuesIn(attackCases()),
 // are the first ones, so there the reference is its decode of the untrimmed file, from
 // the trimmed frames on. And for files whose last header page carries audio packets too:
 // libvorbisfile leaves those out and starts on the next page.
-struct VorbisCase {
-    std::string name;
+struct VorbisCase : Labelled {
     AttackSignal signal;
     int trimmedFrames;
     int packetsOnHeaderPage = 0;
 };
-
-void PrintTo(const VorbisCase& c, std::ostream* out) {
-    *out << c.name;
-}
 
 class VorbisReference : public testing::TestWithParam<VorbisCase> {};
 
@@ -193,6 +167,6 @@ INSTANTIATE_TEST_SUITE_P(
                     VorbisCase{"clicksThreePacketsOnHeaderPage", attackSignals()[1], 0, 3},
                     VorbisCase{"drumsWholeFirstPageOnHeaderPageTrimmed", attackSignals()[0], 128,
                                1000}),
-    [](const testing::TestParamInfo<VorbisCase>& info) { return info.param.name; });
+    byLabel);
 
 } // namespace

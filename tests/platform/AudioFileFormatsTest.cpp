@@ -40,23 +40,6 @@ Signal musicLike(std::int64_t frames, int sampleRate) {
     return low;
 }
 
-// The lag (in frames, within ±range) at which `decoded` best matches `original`.
-int bestLag(const std::vector<float>& original, const std::vector<float>& decoded, int range) {
-    const std::int64_t frames = std::int64_t(std::min(original.size(), decoded.size()) / 2);
-    int best = 0;
-    double bestScore = -1e300;
-    for (int lag = -range; lag <= range; ++lag) {
-        double score = 0;
-        for (std::int64_t f = range; f < frames - range; ++f)
-            score += double(original[2 * f]) * decoded[2 * (f + lag)];
-        if (score > bestScore) {
-            bestScore = score;
-            best = lag;
-        }
-    }
-    return best;
-}
-
 double signalToErrorDb(const std::vector<float>& original, const std::vector<float>& decoded) {
     double signal = 0, error = 0;
     for (std::size_t i = 0; i < std::min(original.size(), decoded.size()); ++i) {
@@ -75,7 +58,7 @@ TEST_P(EveryFormat, LengthIsExactAndSamplesAreTheSignals) {
         const Signal ramp = makeRamp(frames, 2, 44100);
         OpenedFile file(makeFixture(ramp, format, "ramp"));
         ASSERT_EQ(file.status, platform::noErr);
-        EXPECT_EQ(file.sampleRate, 44100);
+        EXPECT_EQ(file.sampleRate(), 44100);
         EXPECT_EQ(file.length(), frames);
         const std::vector<float> decoded = file.readAll();
         ASSERT_EQ(decoded.size(), ramp.samples.size());
@@ -87,7 +70,8 @@ TEST_P(EveryFormat, LengthIsExactAndSamplesAreTheSignals) {
         expectLength(format, file.length(), frames);
         const std::vector<float> decoded = file.readAll();
         ASSERT_EQ(std::int64_t(decoded.size() / 2), file.length());
-        EXPECT_EQ(bestLag(tone.samples, decoded, 64), 0) << "decoded audio is shifted in time";
+        EXPECT_EQ(bestLag(tone.samples, decoded, 0, frames, 64), 0)
+            << "decoded audio is shifted in time";
         // Lossy at these bit rates keeps this signal far above 20 dB; a shifted or
         // mangled decode falls well below.
         EXPECT_GT(signalToErrorDb(tone.samples, decoded), 20.0);
@@ -132,21 +116,17 @@ TEST_P(EveryFormat, SeekGivesTheSamplesOfADecodeFromTheStart) {
     EXPECT_EQ(file.seek(-1), platform::kExtAudioFileInvalidSeekError);
 }
 
-std::string formatName(const testing::TestParamInfo<Encoding>& info) {
-    return info.param.name;
-}
-
-INSTANTIATE_TEST_SUITE_P(AudioFile, EveryFormat, testing::ValuesIn(allEncodings()), formatName);
+INSTANTIATE_TEST_SUITE_P(AudioFile, EveryFormat, testing::ValuesIn(allEncodings()),
+                         [](const auto& info) { return info.param.name; });
 
 struct LengthCase {
     std::string format;
     int sampleRate;
     std::int64_t frames;
+    friend void PrintTo(const LengthCase& c, std::ostream* out) {
+        *out << c.frames << " frames of " << c.format << " at " << c.sampleRate << " Hz";
+    }
 };
-
-void PrintTo(const LengthCase& c, std::ostream* out) {
-    *out << c.frames << " frames of " << c.format << " at " << c.sampleRate << " Hz";
-}
 
 class Lengths : public testing::TestWithParam<LengthCase> {};
 
@@ -155,7 +135,7 @@ TEST_P(Lengths, AreCountedAtTheFilesOwnRate) {
     const Encoding& format = encoding(c.format);
     OpenedFile file(makeFixture(musicLike(c.frames, c.sampleRate), format, "length"));
     ASSERT_EQ(file.status, platform::noErr);
-    EXPECT_EQ(file.sampleRate, c.sampleRate);
+    EXPECT_EQ(file.sampleRate(), c.sampleRate);
     expectLength(format, file.length(), c.frames);
     EXPECT_EQ(std::int64_t(file.readAll().size() / 2), file.length());
 }
@@ -203,10 +183,6 @@ TEST(AudioFileChannels, AllNegativeSamplesStayNegative) {
     ASSERT_EQ(file.status, platform::noErr);
     EXPECT_EQ(file.readAll(), negative.samples);
 }
-
-} // namespace
-
-namespace {
 
 // The player reads on its queue thread while the interface seeks on the main thread.
 TEST(AudioFileThreads, ReadsAndSeeksFromTwoThreadsStayWholeFrames) {

@@ -1,13 +1,18 @@
 // The open file changes underneath the player: cut short, deleted, or replaced by another
-// file while it plays. Nothing may end the program; where data went missing the range ends
-// early, and a seek into what is gone plays nothing rather than failing; a file deleted
-// or replaced plays on from what was opened.
+// file while it plays, or on a share that stops answering. Nothing may end the program;
+// where data went missing the range ends early, and a seek into what is gone plays nothing
+// rather than failing; a file deleted or replaced plays on from what was opened; a play
+// never waits for the file's storage.
 
 #include "tests/playback/PlayerHarness.h"
 #include "tests/playback/SignalAnalysis.h"
 
+#include <chrono>
 #include <filesystem>
+#include <fstream>
+#include <functional>
 #include <ostream>
+#include <thread>
 
 namespace playback_test {
 namespace {
@@ -75,6 +80,51 @@ TEST_P(FileChangesTest, AFileDeletedOrReplacedWhilePlayingPlaysOnAsOpened) {
     const std::vector<float> left = channelOf(out, 0);
     EXPECT_NEAR(sineFrequency(left, kRate, left.size() - kRate, left.size() - 8192), 440, 1)
         << "the opened file, not the new one";
+}
+
+// slow_mount.py (a FUSE file system of the tests' own) serves the tone; while its source
+// folder holds ".stalled" every read waits, as on a share whose server stopped answering.
+// The player reads on the queue's thread: play returns at once and the range plays once
+// the share answers. Skipped where FUSE cannot be mounted.
+TEST_F(PlayerTest, PlayReturnsAtOnceWhileTheShareStalls) {
+    const fs::path share = fs::temp_directory_path() / ("stalled-" + std::to_string(getpid()));
+    const fs::path source = share / "source", mount = share / "mount";
+    fs::create_directories(source);
+    fs::create_directories(mount);
+    fs::copy_file(test_support::makeFixture(test_support::makeSine(8 * kRate, 2, kRate, 440),
+                                            test_support::encoding("wavf32"), "share"),
+                  source / "tune.wav", fs::copy_options::overwrite_existing);
+    struct AtExit {
+        std::function<void()> run;
+        ~AtExit() { run(); }
+    } cleanUp{[&] {
+        fs::remove(source / ".stalled");
+        player.reset();
+        file.reset();
+        test_support::run("umount -l " + test_support::shellQuote(mount.string()) + " 2>/dev/null");
+        fs::remove_all(share);
+    }};
+    test_support::run("/usr/bin/python3 " + test_support::shellQuote(STUDYLOOP_SLOW_MOUNT) + " " +
+                      test_support::shellQuote(source.string()) + " " +
+                      test_support::shellQuote(mount.string()) + " 0 >/dev/null 2>&1 &");
+    if (!waitUntil([&] { return fs::exists(mount / "tune.wav"); }))
+        GTEST_SKIP() << "FUSE could not be mounted here";
+    file = std::make_shared<KTAudioFile>((mount / "tune.wav").string());
+    player->setAudioFile(file);
+    player->setRangeStartFrameNumFrames(4 * kRate, kRate / 2); // nothing of it read yet
+
+    std::ofstream(source / ".stalled").put('x');
+    std::thread answer([&] {
+        std::this_thread::sleep_for(std::chrono::seconds(2));
+        fs::remove(source / ".stalled");
+    });
+    const auto began = std::chrono::steady_clock::now();
+    player->play();
+    const auto took = std::chrono::steady_clock::now() - began;
+    answer.join();
+    // A wait on the share lasts as long as the stall; a busy machine is far quicker.
+    EXPECT_LT(took, std::chrono::seconds(1)) << "play waited for the file's storage";
+    EXPECT_NEAR(double(renderToCompletion().size() / 2), kRate / 2, 0.005 * kRate);
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, FileChangesTest,

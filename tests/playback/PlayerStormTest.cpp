@@ -1,16 +1,19 @@
-// Long random sequences of commands against the player, as a session in which every key is
-// pressed at every moment would go: play, pause, stop, rewind, ffwd, seeks anywhere, ranges
-// empty, inverted or past the end, rate, pitch and volume beyond the sliders' limits, loop
-// on and off, pauses between passes, and a new file while playing. The offline device is
-// pulled flat out by a thread of its own, so ranges end and loops turn over many times.
+// Long random sequences of commands against each player, the window's (on the audio queue)
+// and the graph player, as a session in which every key is pressed at every moment would
+// go: play, pause, stop, rewind, ffwd, seeks anywhere, ranges empty, inverted or past the
+// end, rate, pitch and volume beyond the sliders' limits, loop on and off, pauses between
+// passes, and a new file while playing. The offline device is pulled flat out by a thread
+// of its own, so ranges end and loops turn over many times.
 //
-// After every command: the process is alive, and every playhead report, and the playhead
-// while playing, is inside the file. At the end of each round, with the loop off and the queue
-// stopped: one report (completion or loop pass) for each time the queue stopped. A
-// watchdog ends a test that hangs with the stacks of all threads.
+// After every command: the process is alive, every playhead report, and the playhead while
+// playing, is inside the file, and after a pause the player stays paused until it is told
+// to play or stop. At the end of each round, with the loop off and the player stopped: for
+// the queue player, one report (completion or loop pass) for each time the queue stopped.
+// A watchdog ends a test that hangs with the stacks of all threads.
 //
 // STUDYLOOP_STORM_SEED=N replays seed N; STUDYLOOP_STORM_STEPS=N runs N commands a seed.
 
+#include "playback/KTPlayer.h"
 #include "tests/playback/PlayerHarness.h"
 #include "tests/support/Signals.h"
 #include "tests/support/Storm.h"
@@ -18,6 +21,7 @@
 #include <cmath>
 #include <optional>
 #include <sstream>
+#include <tuple>
 
 namespace playback_test {
 namespace {
@@ -38,18 +42,39 @@ struct QueueStops {
     }
 };
 
-class StormDelegate : public RecordingDelegate {
+class StormDelegate : public RecordingDelegate, public KTPlayerDelegate {
 public:
+    using RecordingDelegate::playerDidCompletePlayback;
+    using RecordingDelegate::playerDidMovePlayheadToFrame;
     void playerDidCompleteLoopPass(KTAudioQueuePlayer*) override { passes.fetch_add(1); }
+    void playerDidMovePlayheadToFrame(KTPlayer*, int frame) override { moves.push_back(frame); }
+    void playerDidCompletePlayback(KTPlayer*) override { completions.fetch_add(1); }
     int reports() const { return completions.load() + passes.load(); }
     std::atomic<int> passes{0};
 };
 
-class PlayerStorm : public PlayerTest, public ::testing::WithParamInterface<std::uint64_t> {
+enum class Engine { Queue, Graph };
+
+void PrintTo(Engine engine, std::ostream* out) {
+    *out << (engine == Engine::Queue ? "queue player" : "graph player");
+}
+
+class PlayerStorm : public PlayerTest,
+                    public ::testing::WithParamInterface<std::tuple<Engine, std::uint64_t>> {
 protected:
+    // `step` on the player under test.
+    template <typename Step> auto on(Step step) { return graph ? step(*graph) : step(*player); }
+    bool playing() {
+        return on([](auto& p) { return p.isPlaying(); });
+    }
+
     void SetUp() override {
         PlayerTest::SetUp();
         player->setDelegate(&stormDelegate);
+        if (std::get<Engine>(GetParam()) == Engine::Graph) {
+            graph = std::make_unique<KTPlayer>();
+            graph->setDelegate(&stormDelegate);
+        }
         files = {
             makeFixture(makeDrumBursts(2 * kRate, kRate), encoding("wavf32"), "storm-drums"),
             makeFixture(makeSine(kRate * 3 / 2, 2, 48000, 330), encoding("flac"), "storm-48k"),
@@ -59,8 +84,9 @@ protected:
         puller.emplace(*device);
     }
     void TearDown() override {
-        player->setLooped(false);
+        on([](auto& p) { p.setLooped(false); });
         player.reset();
+        graph.reset();
         puller.reset();
         PlayerTest::TearDown();
     }
@@ -68,11 +94,13 @@ protected:
     void open(std::size_t index) {
         file = std::make_shared<KTAudioFile>(files[index].string());
         total = file->totalFrames();
-        player->setAudioFile(file);
+        held = false;
+        on([&](auto& p) { p.setAudioFile(file); });
         counters.push_back(std::make_unique<QueueStops>());
-        platform::AudioQueueAddPropertyListener(player->audioQueue(),
-                                                platform::kAudioQueueProperty_IsRunning,
-                                                &QueueStops::listener, counters.back().get());
+        if (!graph)
+            platform::AudioQueueAddPropertyListener(player->audioQueue(),
+                                                    platform::kAudioQueueProperty_IsRunning,
+                                                    &QueueStops::listener, counters.back().get());
         // A report of the queue just replaced may still be on its way to this thread.
         settle(100);
         startRound();
@@ -92,12 +120,13 @@ protected:
         reportsAtRoundStart = stormDelegate.reports();
     }
 
-    // Loop off, queue stopped and every report delivered; then each stop of this round
-    // must have given exactly one report.
+    // Loop off, player stopped and every report delivered; then each stop of the queue in
+    // this round must have given exactly one report.
     void endRound() {
-        player->setLooped(false);
+        on([](auto& p) { p.setLooped(false); });
         player->setPassPause(0, 0);
-        player->stop();
+        on([](auto& p) { p.stop(); });
+        held = false;
         int stable = 0;
         int lastStops = -1;
         const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
@@ -105,19 +134,21 @@ protected:
             settle(2);
             // A stop that met the loop's restart half-way is taken back by it (the
             // listener starts the range again); stop again until one holds.
-            if (round % 50 == 49 && player->isPlaying())
-                player->stop();
+            if (round % 50 == 49 && playing())
+                on([](auto& p) { p.stop(); });
             const int stops = counters.back()->stops.load();
             const bool quiet =
-                !player->isPlaying() &&
-                stops - stopsAtRoundStart == stormDelegate.reports() - reportsAtRoundStart;
+                !playing() && (graph || stops - stopsAtRoundStart ==
+                                            stormDelegate.reports() - reportsAtRoundStart);
             stable = quiet && stops == lastStops ? stable + 1 : 0;
             lastStops = stops;
         }
-        EXPECT_FALSE(player->isPlaying()) << "still playing after a stop with the loop off";
-        EXPECT_EQ(stormDelegate.reports() - reportsAtRoundStart,
-                  counters.back()->stops.load() - stopsAtRoundStart)
-            << "reports (completions and loop passes) against the queue's stops this round";
+        EXPECT_FALSE(playing()) << "still playing after a stop with the loop off";
+        if (!graph) {
+            EXPECT_EQ(stormDelegate.reports() - reportsAtRoundStart,
+                      counters.back()->stops.load() - stopsAtRoundStart)
+                << "reports (completions and loop passes) against the queue's stops this round";
+        }
         startRound();
     }
 
@@ -144,33 +175,36 @@ protected:
         case 0:
             said << "play";
             announce(said.str());
-            player->play();
+            held = false;
+            on([](auto& p) { p.play(); });
             break;
         case 1:
             said << "pause";
             announce(said.str());
-            player->pause();
+            held = true;
+            on([](auto& p) { p.pause(); });
             break;
         case 2:
             said << "stop";
             announce(said.str());
-            player->stop();
+            held = false;
+            on([](auto& p) { p.stop(); });
             break;
         case 3:
             said << "rewind";
             announce(said.str());
-            player->rewind();
+            on([](auto& p) { p.rewind(); });
             break;
         case 4:
             said << "ffwd";
             announce(said.str());
-            player->ffwd();
+            on([](auto& p) { p.ffwd(); });
             break;
         case 5: {
             const std::int64_t frame = anyFrame(random);
             said << "setCurrentFrame " << frame;
             announce(said.str());
-            player->setCurrentFrame(double(frame));
+            on([&](auto& p) { p.setCurrentFrame(double(frame)); });
             break;
         }
         case 6: {
@@ -180,7 +214,7 @@ protected:
             const std::int64_t length = kinds[random.between(0, 4)];
             said << "setRange " << start << " + " << length;
             announce(said.str());
-            player->setRangeStartFrameNumFrames(double(start), double(length));
+            on([&](auto& p) { p.setRangeStartFrameNumFrames(double(start), double(length)); });
             break;
         }
         case 7: {
@@ -188,7 +222,7 @@ protected:
             const double rate = rates[random.between(0, 6)];
             said << "setPlaybackRate " << rate;
             announce(said.str());
-            player->setPlaybackRate(rate);
+            on([&](auto& p) { p.setPlaybackRate(rate); });
             break;
         }
         case 8: {
@@ -196,27 +230,33 @@ protected:
             const float cents = pitches[random.between(0, 4)];
             said << "setPitchShift " << cents;
             announce(said.str());
-            player->setPitchShift(cents);
+            on([&](auto& p) { p.setPitchShift(cents); });
             break;
         }
         case 9: {
             const double level = random.real(-0.5, 1.5);
             said << "setVolume " << level;
             announce(said.str());
-            player->setVolume(level);
+            on([&](auto& p) {
+                if constexpr (requires { p.setVolume(level); })
+                    p.setVolume(level);
+            });
             break;
         }
-        case 10:
-            said << "setLooped " << !player->isLooped();
+        case 10: {
+            const bool looped = !on([](auto& p) { return p.isLooped(); });
+            said << "setLooped " << looped;
             announce(said.str());
-            player->setLooped(!player->isLooped());
+            on([&](auto& p) { p.setLooped(looped); });
             break;
+        }
         case 11: {
             const double seconds = random.chance(0.5) ? random.real(0, 0.2) : 0;
             const double tempo = random.chance(0.5) ? random.real(60, 400) : 0;
             said << "setPassPause " << seconds << " s, " << tempo << " bpm";
             announce(said.str());
-            player->setPassPause(seconds, tempo);
+            if (!graph)
+                player->setPassPause(seconds, tempo);
             break;
         }
         case 12: {
@@ -244,10 +284,12 @@ protected:
     int stopsAtRoundStart = 0;
     int reportsAtRoundStart = 0;
     std::optional<DevicePuller> puller;
+    std::unique_ptr<KTPlayer> graph; // the player under test when set, else `player`
+    bool held = false;               // paused, and not told to play or stop since
 };
 
 TEST_P(PlayerStorm, EveryCommandAnyTimeKeepsThePlayerWhole) {
-    const std::uint64_t seed = GetParam();
+    const std::uint64_t seed = std::get<std::uint64_t>(GetParam());
     StormRandom random(seed);
     Watchdog watchdog(std::chrono::seconds(30), "the player storm, seed " + std::to_string(seed));
     StormTrail trail(seed);
@@ -263,8 +305,11 @@ TEST_P(PlayerStorm, EveryCommandAnyTimeKeepsThePlayerWhole) {
 
         // While playing the playhead is shown inside the range; stopped, it may stand past
         // a range that was moved under it (by design), but what is reported never does.
-        if (player->isPlaying()) {
-            const double frame = player->currentFrame();
+        if (held) {
+            EXPECT_FALSE(playing()) << "playing again after a pause; " << trail.text();
+        }
+        if (playing()) {
+            const double frame = on([](auto& p) { return p.currentFrame(); });
             EXPECT_TRUE(frame >= 0 && frame <= double(total))
                 << "the playhead at " << frame << " of " << total << " frames; " << trail.text();
         }
@@ -283,8 +328,14 @@ TEST_P(PlayerStorm, EveryCommandAnyTimeKeepsThePlayerWhole) {
     endRound();
 }
 
-INSTANTIATE_TEST_SUITE_P(Seeds, PlayerStorm, ::testing::ValuesIn(stormSeeds({1, 2, 3})),
-                         [](const auto& info) { return stormSeedName(info.param); });
+INSTANTIATE_TEST_SUITE_P(Seeds, PlayerStorm,
+                         ::testing::Combine(::testing::Values(Engine::Queue, Engine::Graph),
+                                            ::testing::ValuesIn(stormSeeds({1, 2, 3}))),
+                         [](const auto& info) {
+                             return (std::get<Engine>(info.param) == Engine::Queue ? "Queue_"
+                                                                                   : "Graph_") +
+                                    stormSeedName(std::get<std::uint64_t>(info.param));
+                         });
 
 } // namespace
 } // namespace playback_test

@@ -26,13 +26,14 @@ set(share usr/share)
 set(desktop_entry ${share}/applications/${DESKTOP_ID}.desktop)
 set(metainfo ${share}/metainfo/${DESKTOP_ID}.metainfo.xml)
 
-# Nothing but the program, its desktop entry, metainfo, icons and the documents a Debian
-# package must carry: no tools, no tests.
-set(package_documents ${share}/man/man1/studyloop.1.gz ${share}/doc/studyloop/copyright
+# Nothing but the program and its two command-line tools, the desktop entry, metainfo, icons
+# and the documents a Debian package must carry: no other tools, no tests.
+set(package_documents ${share}/man/man1/studyloop.1.gz ${share}/man/man1/studyloop-inspect.1.gz
+                      ${share}/man/man1/studyloop-play.1.gz ${share}/doc/studyloop/copyright
                       ${share}/doc/studyloop/changelog.gz)
 file(GLOB_RECURSE installed RELATIVE ${STAGE_DIR} ${STAGE_DIR}/*)
 foreach(path IN LISTS installed)
-  if(NOT path MATCHES "^usr/bin/studyloop$"
+  if(NOT path MATCHES "^usr/bin/studyloop(-inspect|-play)?$"
      AND NOT path STREQUAL desktop_entry
      AND NOT path STREQUAL metainfo
      AND NOT path IN_LIST package_documents

@@ -7,7 +7,6 @@
 #include <cstring>
 #include <fstream>
 #include <functional>
-#include <random>
 #include <stdexcept>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -34,18 +33,6 @@ std::string uniqueName() {
     return std::to_string(::getpid()) + "-" + std::to_string(++temporaryCount);
 }
 
-// Whole or not at all: a test in another process may be reading the same fixture.
-void writeFile(const fs::path& path, std::string_view bytes) {
-    const fs::path temporary = path.parent_path() / (".write-" + uniqueName());
-    {
-        std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-        out.write(bytes.data(), std::streamsize(bytes.size()));
-        if (!out)
-            throw std::runtime_error("cannot write " + path.string());
-    }
-    fs::rename(temporary, path);
-}
-
 std::string channelLayout(int channels) {
     switch (channels) {
     case 1:
@@ -60,6 +47,33 @@ std::string channelLayout(int channels) {
 }
 
 } // namespace
+
+std::string readFile(const fs::path& path) {
+    std::ifstream in(path, std::ios::binary);
+    return {(std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>()};
+}
+
+void writeFile(const fs::path& path, std::string_view bytes) {
+    const fs::path temporary = path.parent_path() / (".write-" + uniqueName());
+    {
+        std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
+        out.write(bytes.data(), std::streamsize(bytes.size()));
+        if (!out)
+            throw std::runtime_error("cannot write " + path.string());
+    }
+    fs::rename(temporary, path);
+}
+
+ScratchFolder::ScratchFolder()
+    : path_(fs::temp_directory_path() / ("studyloop-test-" + uniqueName())) {
+    fs::remove_all(path_);
+    fs::create_directories(path_);
+}
+
+ScratchFolder::~ScratchFolder() {
+    std::error_code ignored;
+    fs::remove_all(path_, ignored);
+}
 
 int run(const std::string& commandLine) {
     const int status = std::system(commandLine.c_str());
@@ -174,11 +188,6 @@ fs::path makeFixture(const Signal& signal, const Encoding& format, std::string_v
 
 namespace {
 
-std::string readFile(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    return {(std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>()};
-}
-
 // The CRC of an Ogg page: polynomial 0x04c11db7, most significant bit first, no inversion.
 std::uint32_t oggChecksum(std::string_view page) {
     std::uint32_t crc = 0;
@@ -273,8 +282,7 @@ std::vector<float> decodeWithFfmpeg(const fs::path& file) {
         shellQuote(file.string()) + " -f f32le -ac 2 " + shellQuote(output.string());
     if (run(command) != 0)
         throw std::runtime_error("ffmpeg could not decode " + file.string());
-    std::ifstream in(output, std::ios::binary);
-    std::vector<char> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    const std::string bytes = readFile(output);
     std::vector<float> samples(bytes.size() / sizeof(float));
     std::memcpy(samples.data(), bytes.data(), samples.size() * sizeof(float));
     fs::remove(output);
@@ -300,23 +308,8 @@ fs::path textFileNamedMp3() {
 fs::path wavCutOffHalfway() {
     const fs::path whole = makeFixture(makeRamp(20000, 2, 44100), encoding("wav16"), "whole");
     const fs::path path = fixtureDirectory() / "cut-off-halfway.wav";
-    std::ifstream in(whole, std::ios::binary);
-    std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    const std::string bytes = readFile(whole);
     writeFile(path, std::string_view(bytes).substr(0, bytes.size() / 2));
-    return path;
-}
-
-fs::path validHeaderThenRandomBytes() {
-    const fs::path whole = makeFixture(makeNoise(44100, 2, 44100, 7), encoding("flac"), "header");
-    std::ifstream in(whole, std::ios::binary);
-    std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    // Keep the stream header and metadata (they end well before 8 KiB) and replace the
-    // audio frames by noise of the same length.
-    std::mt19937 generator(1234);
-    for (std::size_t i = std::min<std::size_t>(8192, bytes.size()); i < bytes.size(); ++i)
-        bytes[i] = static_cast<char>(generator() & 0xff);
-    const fs::path path = fixtureDirectory() / "header-then-random.flac";
-    writeFile(path, bytes);
     return path;
 }
 

@@ -58,9 +58,28 @@ std::filesystem::path withRepaginatedOggStart(const std::filesystem::path& file,
 std::filesystem::path missingFile();
 std::filesystem::path emptyFile();
 std::filesystem::path textFileNamedMp3();
-std::filesystem::path wavCutOffHalfway();           // header promises twice the data it has
-std::filesystem::path validHeaderThenRandomBytes(); // a FLAC stream header, then noise
+std::filesystem::path wavCutOffHalfway(); // header promises twice the data it has
 std::filesystem::path directoryPath();
+
+// A fresh folder of the test's own in the system's temporary folder, removed with all it
+// holds when the object goes.
+class ScratchFolder {
+public:
+    ScratchFolder();
+    ~ScratchFolder();
+    ScratchFolder(const ScratchFolder&) = delete;
+    ScratchFolder& operator=(const ScratchFolder&) = delete;
+
+    const std::filesystem::path& path() const { return path_; }
+    std::filesystem::path operator/(std::string_view name) const { return path_ / name; }
+
+private:
+    std::filesystem::path path_;
+};
+
+std::string readFile(const std::filesystem::path& path);
+// Whole or not at all: another test process may be reading the same file.
+void writeFile(const std::filesystem::path& path, std::string_view bytes);
 
 // Runs a shell command line; returns its exit status.
 int run(const std::string& commandLine);

@@ -1,9 +1,12 @@
-// studyloop-inspect FILE [--peaks] [--decode OUT.wav [--from FRAME]]: opens FILE as the
-// application does and prints what it found as one JSON object on standard output. With
+// studyloop-inspect FILE [--peaks] [--analysis] [--decode OUT.wav [--from FRAME]]: opens FILE
+// as the application does and prints what it found as one JSON object on standard output.
+// With --analysis it adds the tempo, beats and bars, the key, the tuning against A440 in
+// cents and the chords (start and end in seconds, label) that the analysis finds. With
 // --decode it also writes the frames exactly as the program reads them, so that what the
 // program hears can be compared with another decoder. The program's own diagnostics go to
 // standard error.
 
+#include "analysis/recording/AnalyzeRecording.h"
 #include "audio/AudioFilePreflight.h"
 #include "audio/CheckError.h"
 #include "audio/KTAudioFile.h"
@@ -37,7 +40,8 @@ std::string jsonString(const std::string& text) {
 
 int usage() {
     std::fprintf(stderr,
-                 "usage: studyloop-inspect FILE [--peaks] [--decode OUT.wav [--from FRAME]]\n");
+                 "usage: studyloop-inspect FILE [--peaks] [--analysis] [--decode OUT.wav [--from "
+                 "FRAME]]\n");
     return 2;
 }
 
@@ -51,19 +55,56 @@ bool decodeTo(const KTAudioFile& audioFile, std::int64_t fromFrame, const std::s
     constexpr std::uint32_t kChunkFrames = 32768;
     std::vector<float> buffer(std::size_t(kChunkFrames) * 2);
     for (;;) {
-        platform::AudioBufferList list{};
-        list.mNumberBuffers = 1;
-        list.mBuffers[0].mNumberChannels = 2;
-        list.mBuffers[0].mDataByteSize = kChunkFrames * 8;
-        list.mBuffers[0].mData = buffer.data();
         std::uint32_t frames = kChunkFrames;
-        CheckError(platform::ExtAudioFileRead(audioFile.extAudioFile(), &frames, &list),
-                   "Read frames as floats");
+        CheckError(
+            platform::ExtAudioFileReadStereoFloat(audioFile.extAudioFile(), &frames, buffer.data()),
+            "Read frames as floats");
         if (frames == 0)
             break;
         wav.write(buffer.data(), frames);
     }
     return wav.close();
+}
+
+std::string jsonSeconds(const std::vector<double>& seconds) {
+    std::string out = "[";
+    char number[32];
+    for (std::size_t i = 0; i < seconds.size(); ++i) {
+        std::snprintf(number, sizeof number, "%s%.3f", i ? ", " : "", seconds[i]);
+        out += number;
+    }
+    return out + "]";
+}
+
+// The key, the tuning and the chords as JSON members, each with a leading ", ".
+std::string tonalityJson(const tonal::TonalResult& tonality) {
+    char tuning[32];
+    std::snprintf(tuning, sizeof tuning, "%.1f", tonality.tuningCents);
+    std::string chords = "[";
+    for (std::size_t i = 0; i < tonality.chords.size(); ++i) {
+        const tonal::ChordSpan& span = tonality.chords[i];
+        char times[64];
+        std::snprintf(times, sizeof times,
+                      "%s{\"start\": %.3f, \"end\": %.3f, \"label\": ", i ? ", " : "",
+                      span.startSeconds, span.endSeconds);
+        chords += times + jsonString(tonality.chordName(span)) + "}";
+    }
+    return ", \"key\": " + jsonString(tonal::keyName(tonality.key)) +
+           ", \"tuningCents\": " + tuning + ", \"chords\": " + chords + "]";
+}
+
+// The analysis's findings as JSON members, each with a leading ", ".
+std::string analysisJson(const analysis::RecordingAnalysis& found) {
+    const analysis::Rhythm& rhythm = found.rhythm;
+    std::vector<double> beats;
+    for (const analysis::Beat& beat : rhythm.beats)
+        beats.push_back(beat.seconds);
+    char tempo[32];
+    std::snprintf(tempo, sizeof tempo, "%.2f", rhythm.tempoBpm);
+    return std::string(", \"tempo\": ") + tempo +
+           ", \"beatsPerBar\": " + std::to_string(rhythm.beatsPerBar) +
+           ", \"beats\": " + jsonSeconds(beats) +
+           ", \"downbeats\": " + jsonSeconds(rhythm.downbeatSeconds) + tonalityJson(found.tonality);
 }
 
 } // namespace
@@ -73,9 +114,12 @@ int main(int argc, char** argv) {
     std::string decodePath;
     std::int64_t fromFrame = 0;
     bool peaks = false;
+    bool analyze = false;
     for (int i = 1; i < argc; ++i) {
         if (std::strcmp(argv[i], "--peaks") == 0) {
             peaks = true;
+        } else if (std::strcmp(argv[i], "--analysis") == 0) {
+            analyze = true;
         } else if (std::strcmp(argv[i], "--decode") == 0 && i + 1 < argc) {
             decodePath = argv[++i];
         } else if (std::strcmp(argv[i], "--from") == 0 && i + 1 < argc) {
@@ -113,6 +157,14 @@ int main(int argc, char** argv) {
         for (std::size_t i = 0; i < waveform.samples().size(); ++i)
             json += (i ? ", " : "") + std::to_string(waveform.samples()[i]);
         json += "]";
+    }
+    if (analyze) {
+        const analysis::RecordingAnalysis found = analysis::analyzeRecording(file);
+        if (found.status != analysis::AnalysisStatus::Done) {
+            std::fprintf(stderr, "studyloop-inspect: %s: %s\n", file.c_str(), found.error.c_str());
+            return 1;
+        }
+        json += analysisJson(found);
     }
     json += "}\n";
     std::fwrite(json.data(), 1, json.size(), stdout);

@@ -1,7 +1,7 @@
 // Synthesises the bundled demo recording: studyloop-make-demo <output.wav>
 
 #include "tools/make_demo/Score.h"
-#include "tools/make_demo/WavWriter.h"
+#include "tools/wav_writer/WavFile.h"
 
 #include <algorithm>
 #include <cmath>
@@ -9,6 +9,7 @@
 #include <exception>
 #include <filesystem>
 #include <iostream>
+#include <stdexcept>
 #include <vector>
 
 namespace {
@@ -45,7 +46,9 @@ int main(int argc, char** argv) {
     try {
         if (output.has_parent_path())
             std::filesystem::create_directories(output.parent_path());
-        make_demo::writeWav16(partial, make_demo::kSampleRate, 2, master(make_demo::renderPiece()));
+        if (!writeWav16(partial.string(), make_demo::kSampleRate, 2,
+                        master(make_demo::renderPiece())))
+            throw std::runtime_error("cannot write " + partial.string());
         std::filesystem::rename(partial, output);
     } catch (const std::exception& error) {
         std::error_code ignored;

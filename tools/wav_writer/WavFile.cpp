@@ -1,6 +1,8 @@
 #include "tools/wav_writer/WavFile.h"
 
+#include <array>
 #include <cstring>
+#include <vector>
 
 namespace {
 void put32(unsigned char* at, std::uint32_t v) {
@@ -11,6 +13,27 @@ void put16(unsigned char* at, std::uint16_t v) {
     at[0] = static_cast<unsigned char>(v);
     at[1] = static_cast<unsigned char>(v >> 8);
 }
+// The 44-byte header of a file of `dataBytes` bytes of samples; `format` 1 is integer PCM,
+// 3 IEEE float.
+std::array<unsigned char, 44> wavHeader(std::uint16_t format, int channels, int bits, int rate,
+                                        std::uint64_t dataBytes) {
+    const auto blockAlign = std::uint32_t(channels * bits / 8);
+    std::array<unsigned char, 44> header{};
+    std::memcpy(header.data(), "RIFF", 4);
+    put32(header.data() + 4, std::uint32_t(36 + dataBytes));
+    std::memcpy(header.data() + 8, "WAVEfmt ", 8);
+    put32(header.data() + 16, 16);
+    put16(header.data() + 20, format);
+    put16(header.data() + 22, std::uint16_t(channels));
+    put32(header.data() + 24, std::uint32_t(rate));
+    put32(header.data() + 28, std::uint32_t(rate) * blockAlign);
+    put16(header.data() + 32, std::uint16_t(blockAlign));
+    put16(header.data() + 34, std::uint16_t(bits));
+    std::memcpy(header.data() + 36, "data", 4);
+    put32(header.data() + 40, std::uint32_t(dataBytes));
+    return header;
+}
+
 } // namespace
 
 WavFileWriter::WavFileWriter(const std::string& path, int sampleRate) : rate(sampleRate) {
@@ -24,22 +47,27 @@ WavFileWriter::~WavFileWriter() {
 }
 
 void WavFileWriter::writeHeader() {
-    const std::uint64_t dataBytes = frames * 8;
-    unsigned char header[44];
-    std::memcpy(header, "RIFF", 4);
-    put32(header + 4, std::uint32_t(36 + dataBytes));
-    std::memcpy(header + 8, "WAVEfmt ", 8);
-    put32(header + 16, 16);
-    put16(header + 20, 3); // IEEE float
-    put16(header + 22, 2);
-    put32(header + 24, std::uint32_t(rate));
-    put32(header + 28, std::uint32_t(rate) * 8);
-    put16(header + 32, 8);
-    put16(header + 34, 32);
-    std::memcpy(header + 36, "data", 4);
-    put32(header + 40, std::uint32_t(dataBytes));
-    if (std::fwrite(header, 1, sizeof header, file) != sizeof header)
+    const auto header = wavHeader(3, 2, 32, rate, frames * 8); // IEEE float
+    if (std::fwrite(header.data(), 1, header.size(), file) != header.size())
         failed = true;
+}
+
+bool writeWav16(const std::string& path, int sampleRate, int channels,
+                std::span<const std::int16_t> interleaved) {
+    const std::uint64_t dataBytes = interleaved.size() * 2;
+    if (dataBytes > 0xffffffffu - 36)
+        return false;
+    std::FILE* file = std::fopen(path.c_str(), "wb");
+    if (!file)
+        return false;
+    const auto header = wavHeader(1, channels, 16, sampleRate, dataBytes); // integer PCM
+    bool written = std::fwrite(header.data(), 1, header.size(), file) == header.size();
+    // WAV is little-endian whatever the host is, so each sample is placed byte by byte.
+    std::vector<unsigned char> bytes(static_cast<std::size_t>(dataBytes));
+    for (std::size_t i = 0; i < interleaved.size(); ++i)
+        put16(bytes.data() + 2 * i, std::uint16_t(interleaved[i]));
+    written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size() && written;
+    return std::fclose(file) == 0 && written;
 }
 
 void WavFileWriter::write(const float* data, std::uint32_t count) {

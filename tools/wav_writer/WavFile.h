@@ -1,10 +1,17 @@
 #pragma once
 
-// Writes interleaved stereo 32-bit float frames to a WAV file (IEEE float format).
+// Writes WAV files: interleaved stereo 32-bit float frames as they come (IEEE float
+// format), or a whole recording of 16-bit PCM at once.
 
 #include <cstdint>
 #include <cstdio>
+#include <span>
 #include <string>
+
+// Writes `interleaved` samples of `channels` channels as 16-bit PCM, the one format every
+// decoder reads. False when the file cannot be written.
+bool writeWav16(const std::string& path, int sampleRate, int channels,
+                std::span<const std::int16_t> interleaved);
 
 class WavFileWriter {
 public:

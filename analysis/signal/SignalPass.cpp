@@ -1,0 +1,260 @@
+#include "analysis/signal/SignalPass.h"
+
+#include "analysis/signal/AnalysisRate.h"
+#include "analysis/signal/MonoResampler.h"
+#include "audio/AudioFilePreflight.h"
+#include "platform/audio_file/ExtAudioFile.h"
+
+#include <algorithm>
+#include <cmath>
+#include <exception>
+#include <numeric>
+#include <thread>
+
+using namespace platform;
+
+namespace analysis {
+namespace {
+
+constexpr std::uint32_t kReadFrames = 8192;
+// Shorter recordings are decoded by one thread: starting a second decoder costs more than
+// it saves.
+constexpr std::int64_t kMinSegmentFrames = 30 * kAnalysisRateHz;
+// Decoded and thrown away before a segment's context, so the resampler's filter has
+// settled by the first frame that is delivered.
+constexpr std::int64_t kResamplerSettleFrames = 512;
+
+struct OpenFile {
+    ExtAudioFileRef file = nullptr;
+    double rateHz = 0;
+    std::int64_t frames = 0;
+    OpenFile() = default;
+    OpenFile(const OpenFile&) = delete;
+    OpenFile& operator=(const OpenFile&) = delete;
+    ~OpenFile() {
+        if (file)
+            ExtAudioFileDispose(file);
+    }
+};
+
+// False when the file cannot be opened or read as audio.
+bool openFile(const std::string& path, OpenFile& open) {
+    if (ExtAudioFileOpenURL(path, &open.file) != noErr) {
+        open.file = nullptr;
+        return false;
+    }
+    AudioStreamBasicDescription format;
+    std::uint32_t size = sizeof format;
+    if (ExtAudioFileGetProperty(open.file, kExtAudioFileProperty_FileDataFormat, &size, &format) !=
+            noErr ||
+        format.mSampleRate <= 0)
+        return false;
+    const AudioStreamBasicDescription client = stereoFloatFormat(format.mSampleRate);
+    if (ExtAudioFileSetProperty(open.file, kExtAudioFileProperty_ClientDataFormat, sizeof client,
+                                &client) != noErr)
+        return false;
+    size = sizeof open.frames;
+    if (ExtAudioFileGetProperty(open.file, kExtAudioFileProperty_FileLengthFrames, &size,
+                                &open.frames) != noErr)
+        return false;
+    open.rateHz = format.mSampleRate;
+    return true;
+}
+
+struct Segment {
+    SegmentSpan span;
+    std::vector<std::unique_ptr<SegmentSink>> sinks; // one per extractor
+    std::int64_t signalEndFrame = 0;
+    bool cancelled = false;
+    std::string error;
+};
+
+struct Plan {
+    std::int64_t fileRate = 0;
+    // Analysis frames that are a whole number of file frames: decoding starts on them.
+    std::int64_t alignFrames = 1;
+    std::int64_t alignFileFrames = 1;
+    std::int64_t contextFrames = 0;
+};
+
+std::vector<Segment> planSegments(std::int64_t totalFrames, unsigned threads,
+                                  std::int64_t contextFrames) {
+    const std::int64_t grids = (totalFrames + kSegmentGridFrames - 1) / kSegmentGridFrames;
+    const std::int64_t count = std::clamp<std::int64_t>(
+        std::min<std::int64_t>(threads, totalFrames / kMinSegmentFrames), 1, 64);
+    const std::int64_t gridsPerSegment = std::max<std::int64_t>(1, (grids + count - 1) / count);
+    std::vector<Segment> segments;
+    for (std::int64_t first = 0; first == 0 || first < grids; first += gridsPerSegment) {
+        Segment segment;
+        segment.span.index = segments.size();
+        segment.span.firstFrame = first * kSegmentGridFrames;
+        segment.span.endFrame =
+            std::min(totalFrames, (first + gridsPerSegment) * kSegmentGridFrames);
+        segment.span.contextFrames = contextFrames;
+        segments.push_back(std::move(segment));
+    }
+    return segments;
+}
+
+bool cancelRequested(const PassControl& control) {
+    return control.cancel && control.cancel->load(std::memory_order_relaxed);
+}
+
+// Decodes one segment with its context and hands it to the segment's sinks.
+void decodeSegment(const std::string& path, ExtAudioFileRef openedFile, const Plan& plan,
+                   bool isLast, Segment& segment, const PassControl& control) {
+    OpenFile own;
+    ExtAudioFileRef file = openedFile;
+    if (!file) {
+        if (!openFile(path, own)) {
+            segment.error = "the file could not be opened again";
+            return;
+        }
+        file = own.file;
+    }
+    const SegmentSpan& span = segment.span;
+    const std::int64_t deliverFrom =
+        std::max<std::int64_t>(0, span.firstFrame - span.contextFrames);
+    const std::int64_t deliverTo =
+        isLast ? INT64_MAX : span.endFrame + span.contextFrames; // the last reads to the end
+    const std::int64_t decodeFrom =
+        std::max<std::int64_t>(0, deliverFrom - kResamplerSettleFrames) / plan.alignFrames *
+        plan.alignFrames;
+    if (ExtAudioFileSeek(file, decodeFrom / plan.alignFrames * plan.alignFileFrames) != noErr) {
+        segment.error = "the file could not be read to its end";
+        return;
+    }
+
+    MonoResampler resampler(double(plan.fileRate));
+    std::vector<float> stereo(std::size_t(kReadFrames) * 2);
+    std::vector<float> pending; // analysis frames from pendingFrame on
+    std::int64_t pendingFrame = decodeFrom;
+    std::int64_t delivered = deliverFrom;
+    bool ended = false;
+    while (!ended && delivered < deliverTo) {
+        if (cancelRequested(control)) {
+            segment.cancelled = true;
+            return;
+        }
+        std::uint32_t frames = kReadFrames;
+        AudioBufferList buffers;
+        buffers.mNumberBuffers = 1;
+        buffers.mBuffers[0] = {2, kReadFrames * 8, stereo.data()};
+        if (ExtAudioFileRead(file, &frames, &buffers) != noErr || frames == 0) {
+            ended = true;
+            resampler.flush(pending);
+        } else {
+            resampler.push(stereo.data(), frames, pending);
+        }
+        // Hand over what lies inside [delivered, deliverTo).
+        const std::int64_t pendingEnd = pendingFrame + std::int64_t(pending.size());
+        const std::int64_t upTo = std::min(pendingEnd, deliverTo);
+        if (upTo > delivered) {
+            const float* first = pending.data() + (delivered - pendingFrame);
+            for (auto& sink : segment.sinks)
+                sink->consume(first, std::size_t(upTo - delivered), delivered);
+            if (control.progress) {
+                const std::int64_t owned = std::min(upTo, span.endFrame) -
+                                           std::clamp(delivered, span.firstFrame, span.endFrame);
+                if (owned > 0)
+                    control.progress->doneFrames.fetch_add(owned, std::memory_order_relaxed);
+            }
+            delivered = upTo;
+        }
+        pendingFrame = pendingEnd;
+        pending.clear();
+    }
+    segment.signalEndFrame = delivered;
+    for (auto& sink : segment.sinks)
+        sink->finish(delivered);
+}
+
+void runSegment(const std::string& path, ExtAudioFileRef openedFile, const Plan& plan, bool isLast,
+                Segment& segment, const PassControl& control) {
+    try {
+        decodeSegment(path, openedFile, plan, isLast, segment, control);
+    } catch (const std::exception& error) {
+        segment.error = error.what();
+    }
+}
+
+} // namespace
+
+PassResult runSignalPass(const std::string& path, const std::vector<FeatureExtractor*>& extractors,
+                         const PassControl& control) {
+    PassResult result;
+    OpenFile first;
+    if (!openFile(path, first)) {
+        result.error = audioFileProblem(path);
+        if (result.error.empty())
+            result.error = "the file could not be opened for analysis";
+        return result;
+    }
+    result.fileRateHz = first.rateHz;
+    result.fileFrames = first.frames;
+
+    Plan plan;
+    plan.fileRate = std::llround(first.rateHz);
+    const std::int64_t common = std::gcd(plan.fileRate, std::int64_t(kAnalysisRateHz));
+    plan.alignFrames = kAnalysisRateHz / common;
+    plan.alignFileFrames = plan.fileRate / common;
+    if (!MonoResampler(first.rateHz).isValid()) {
+        result.error = "its sample rate cannot be analysed";
+        return result;
+    }
+    for (const FeatureExtractor* extractor : extractors)
+        plan.contextFrames = std::max(plan.contextFrames, extractor->contextFrames());
+
+    const std::int64_t totalFrames =
+        (first.frames * kAnalysisRateHz + plan.fileRate - 1) / plan.fileRate;
+    if (control.progress) {
+        control.progress->doneFrames.store(0, std::memory_order_relaxed);
+        control.progress->totalFrames.store(totalFrames, std::memory_order_relaxed);
+    }
+    const unsigned threads =
+        control.threads ? control.threads : std::max(1u, std::thread::hardware_concurrency());
+    std::vector<Segment> segments = planSegments(totalFrames, threads, plan.contextFrames);
+    for (Segment& segment : segments)
+        for (FeatureExtractor* extractor : extractors)
+            segment.sinks.push_back(extractor->makeSink(segment.span));
+
+    std::vector<std::thread> helpers;
+    for (std::size_t i = 1; i < segments.size(); ++i)
+        helpers.emplace_back(runSegment, std::cref(path), nullptr, std::cref(plan),
+                             i + 1 == segments.size(), std::ref(segments[i]), std::cref(control));
+    runSegment(path, first.file, plan, segments.size() == 1, segments[0], control);
+    for (auto& helper : helpers)
+        helper.join();
+
+    for (const Segment& segment : segments) {
+        if (segment.cancelled) {
+            result.status = PassStatus::Cancelled;
+            return result;
+        }
+        if (!segment.error.empty()) {
+            result.error = segment.error;
+            return result;
+        }
+    }
+    // A file whose data stops short of its stated length ends at the first segment that
+    // came up short; the segments after it hold nothing of the recording.
+    std::size_t kept = 0;
+    while (kept < segments.size()) {
+        const Segment& segment = segments[kept++];
+        result.signalFrames = std::min(segment.signalEndFrame, segment.span.endFrame);
+        if (segment.signalEndFrame < segment.span.endFrame)
+            break;
+    }
+    if (kept == segments.size())
+        result.signalFrames = segments.back().signalEndFrame;
+    for (std::size_t e = 0; e < extractors.size(); ++e) {
+        std::vector<std::unique_ptr<SegmentSink>> sinks;
+        for (std::size_t s = 0; s < kept; ++s)
+            sinks.push_back(std::move(segments[s].sinks[e]));
+        extractors[e]->joinSegments(std::move(sinks));
+    }
+    result.status = PassStatus::Done;
+    return result;
+}
+
+} // namespace analysis

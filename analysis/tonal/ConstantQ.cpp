@@ -1,0 +1,227 @@
+#include "analysis/tonal/ConstantQ.h"
+
+#include <algorithm>
+#include <cmath>
+#include <dsp/transforms/FFT.h>
+#include <map>
+#include <mutex>
+#include <numbers>
+
+namespace tonal {
+
+namespace {
+
+// Hann main lobe half-width 2/N cycles a sample = one semitone, 2^(1/12) - 1 of f.
+const double kQ = 2.0 / (std::exp2(1.0 / 12) - 1);
+// Kernel entries below this share of the bin's largest are left out.
+constexpr double kSparseThreshold = 0.005;
+// Bins above this share of their level's rate are left at zero (the filters' pass band).
+constexpr double kMaxShareOfRate = 0.4;
+
+int nextPowerOfTwo(int n) {
+    int p = 1;
+    while (p < n)
+        p *= 2;
+    return p;
+}
+
+// Octave level of fine bin b: the lowest octave (bins 0..143) on the lowest level, the top
+// octave and the few bins above it on level 0.
+int levelOfBin(int bin) {
+    return std::max(0, kOctaveLevels - 1 - bin / (12 * kBinsPerSemitone));
+}
+
+} // namespace
+
+// One octave level's sparse kernels: bin `bins[i]` reads FFT indices firstIndex[i] ... on,
+// with the coefficients [offsets[i], offsets[i + 1]) of `real` and `imag`: one contiguous
+// run per bin, from its first to its last coefficient above the threshold, so the sums
+// run over contiguous memory.
+struct OctaveKernel {
+    int fftLength = 0;
+    std::vector<int> bins;
+    std::vector<int> firstIndex;
+    std::vector<int> offsets;
+    std::vector<float> real, imag;
+};
+
+namespace {
+
+OctaveKernel buildKernel(double rate, int firstBin, int endBin) {
+    OctaveKernel level;
+    const int minWindow = int(std::ceil(ConstantQ::kMinWindowSeconds * rate));
+    std::vector<int> windowLengths;
+    int longest = 2;
+    for (int bin = firstBin; bin < endBin; ++bin) {
+        const double hz = centsToHz(fineBinCents(bin));
+        const int length = std::max(minWindow, int(std::lround(kQ * rate / hz)));
+        windowLengths.push_back(length);
+        if (hz < kMaxShareOfRate * rate)
+            longest = std::max(longest, length);
+    }
+    level.fftLength = nextPowerOfTwo(longest);
+    const int fftLength = level.fftLength;
+    FFT complexFft(fftLength);
+    const std::size_t size = std::size_t(fftLength);
+    std::vector<double> atomRe(size), atomIm(size), outRe(size), outIm(size);
+    level.offsets.push_back(0);
+    for (int bin = firstBin; bin < endBin; ++bin) {
+        const double hz = centsToHz(fineBinCents(bin));
+        if (hz >= kMaxShareOfRate * rate)
+            continue;
+        const int length = std::min(windowLengths[std::size_t(bin - firstBin)], fftLength);
+        std::fill(atomRe.begin(), atomRe.end(), 0.0);
+        std::fill(atomIm.begin(), atomIm.end(), 0.0);
+        // The atom's centre sits on the frame's centre, sample fftLength / 2.
+        const double centre = (length - 1) / 2.0;
+        double windowSum = 0;
+        for (int n = 0; n < length; ++n)
+            windowSum += 0.5 - 0.5 * std::cos(2 * std::numbers::pi * (n + 0.5) / length);
+        for (int n = 0; n < length; ++n) {
+            const double window =
+                (0.5 - 0.5 * std::cos(2 * std::numbers::pi * (n + 0.5) / length)) / windowSum;
+            const double phase = 2 * std::numbers::pi * hz * (n - centre) / rate;
+            const std::size_t at = std::size_t(fftLength / 2 - length / 2 + n);
+            atomRe[at] = window * std::cos(phase);
+            atomIm[at] = window * std::sin(phase);
+        }
+        complexFft.process(false, atomRe.data(), atomIm.data(), outRe.data(), outIm.data());
+        // The coefficient is sum(x · conj(atom)) = (1 / N) · sum(X · conj(ATOM)); doubled, so
+        // that a real sine of amplitude A reads A, not A / 2.
+        double largest = 0;
+        for (int k = 0; k <= fftLength / 2; ++k)
+            largest = std::max(largest, std::hypot(outRe[std::size_t(k)], outIm[std::size_t(k)]));
+        int first = fftLength / 2, last = 0;
+        for (int k = 0; k <= fftLength / 2; ++k)
+            if (std::hypot(outRe[std::size_t(k)], outIm[std::size_t(k)]) >=
+                kSparseThreshold * largest) {
+                first = std::min(first, k);
+                last = std::max(last, k);
+            }
+        for (int k = first; k <= last; ++k) {
+            level.real.push_back(float(2.0 * outRe[std::size_t(k)] / fftLength));
+            level.imag.push_back(float(-2.0 * outIm[std::size_t(k)] / fftLength));
+        }
+        level.bins.push_back(bin);
+        level.firstIndex.push_back(first);
+        level.offsets.push_back(int(level.real.size()));
+    }
+    return level;
+}
+
+std::shared_ptr<const std::vector<OctaveKernel>> sharedKernels(const OctaveCascade& cascade) {
+    static std::mutex mutex;
+    static std::map<std::pair<double, int>, std::shared_ptr<const std::vector<OctaveKernel>>> cache;
+    const std::lock_guard lock(mutex);
+    auto& kernels = cache[{cascade.inputRate(), cascade.levelCount()}];
+    if (!kernels) {
+        auto built = std::make_shared<std::vector<OctaveKernel>>();
+        for (int level = 0; level < cascade.levelCount(); ++level) {
+            int first = kFineBinCount, end = 0;
+            for (int bin = 0; bin < kFineBinCount; ++bin)
+                if (std::min(levelOfBin(bin), cascade.levelCount() - 1) == level) {
+                    first = std::min(first, bin);
+                    end = std::max(end, bin + 1);
+                }
+            built->push_back(buildKernel(cascade.levelRate(level), first, end));
+        }
+        kernels = std::move(built);
+    }
+    return kernels;
+}
+
+} // namespace
+
+ConstantQ::ConstantQ(const OctaveCascade& cascade)
+    : geometry_(cascade.inputRate(), cascade.levelCount()), alignment_(cascade.alignment()),
+      kernels_(sharedKernels(cascade)) {
+    std::size_t longest = 0;
+    for (const OctaveKernel& level : *kernels_) {
+        ffts_.push_back(std::make_unique<FFTReal>(level.fftLength));
+        longest = std::max(longest, std::size_t(level.fftLength));
+    }
+    frame_.resize(longest);
+    spectrumRe_.resize(longest);
+    spectrumIm_.resize(longest);
+    floatRe_.resize(longest);
+    floatIm_.resize(longest);
+}
+
+ConstantQ::~ConstantQ() = default;
+
+std::int64_t ConstantQ::firstInputFor(std::int64_t centre) const {
+    std::int64_t first = centre;
+    for (int level = 0; level < int(kernels_->size()); ++level) {
+        const std::int64_t index = centre / geometry_.inputStep(level);
+        first = std::min(first, geometry_.firstInputFor(
+                                    level, index - (*kernels_)[std::size_t(level)].fftLength / 2));
+    }
+    return first;
+}
+
+std::int64_t ConstantQ::inputEndFor(std::int64_t centre) const {
+    std::int64_t end = centre;
+    for (int level = 0; level < int(kernels_->size()); ++level) {
+        const std::int64_t index = centre / geometry_.inputStep(level);
+        end = std::max(end, geometry_.inputEndFor(
+                                level, index + (*kernels_)[std::size_t(level)].fftLength / 2 - 1));
+    }
+    return end;
+}
+
+bool ConstantQ::ready(const OctaveCascade& cascade, std::int64_t centre) const {
+    for (int level = 0; level < int(kernels_->size()); ++level)
+        if (cascade.end(level) <
+            centre / cascade.inputStep(level) + (*kernels_)[std::size_t(level)].fftLength / 2)
+            return false;
+    return true;
+}
+
+bool ConstantQ::compute(const OctaveCascade& cascade, std::int64_t centre, float* magnitudes) {
+    if (centre % alignment_ != 0 || !ready(cascade, centre))
+        return false;
+    std::fill(magnitudes, magnitudes + kFineBinCount, 0.0f);
+    for (int index = 0; index < int(kernels_->size()); ++index) {
+        const OctaveKernel& level = (*kernels_)[std::size_t(index)];
+        const std::int64_t first = centre / cascade.inputStep(index) - level.fftLength / 2;
+        if (!cascade.copy(index, first, level.fftLength, frame_.data()))
+            return false;
+        ffts_[std::size_t(index)]->forward(frame_.data(), spectrumRe_.data(), spectrumIm_.data());
+        for (int k = 0; k <= level.fftLength / 2; ++k) {
+            floatRe_[std::size_t(k)] = float(spectrumRe_[std::size_t(k)]);
+            floatIm_[std::size_t(k)] = float(spectrumIm_[std::size_t(k)]);
+        }
+        for (std::size_t i = 0; i < level.bins.size(); ++i) {
+            const int offset = level.offsets[i];
+            const int count = level.offsets[i + 1] - offset;
+            const float* xr = floatRe_.data() + level.firstIndex[i];
+            const float* xi = floatIm_.data() + level.firstIndex[i];
+            const float* kr = level.real.data() + offset;
+            const float* ki = level.imag.data() + offset;
+            // Four partial sums each, so the additions need not wait for one another.
+            float re[4] = {}, im[4] = {};
+            int e = 0;
+            for (; e + 4 <= count; e += 4)
+                for (int j = 0; j < 4; ++j) {
+                    re[j] += xr[e + j] * kr[e + j] - xi[e + j] * ki[e + j];
+                    im[j] += xr[e + j] * ki[e + j] + xi[e + j] * kr[e + j];
+                }
+            for (; e < count; ++e) {
+                re[0] += xr[e] * kr[e] - xi[e] * ki[e];
+                im[0] += xr[e] * ki[e] + xi[e] * kr[e];
+            }
+            const float sumRe = (re[0] + re[1]) + (re[2] + re[3]);
+            const float sumIm = (im[0] + im[1]) + (im[2] + im[3]);
+            magnitudes[level.bins[i]] = std::sqrt(sumRe * sumRe + sumIm * sumIm);
+        }
+    }
+    return true;
+}
+
+void ConstantQ::discardBefore(OctaveCascade& cascade, std::int64_t centre) const {
+    for (int level = 0; level < int(kernels_->size()); ++level)
+        cascade.discardBefore(level, centre / cascade.inputStep(level) -
+                                         (*kernels_)[std::size_t(level)].fftLength / 2);
+}
+
+} // namespace tonal
