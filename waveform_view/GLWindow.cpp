@@ -5,9 +5,6 @@
 #include <QWheelEvent>
 #include <QWidget>
 #include <utility>
-#include <chrono>
-#include <cstdio>
-#include <QOpenGLFunctions>
 
 namespace waveform_view {
 
@@ -70,14 +67,8 @@ void GLWindow::draw() {
     framePending_ = false;
     if (!isExposed() || !prepareContext())
         return;
-    static const bool timing = qEnvironmentVariableIsSet("TMP_FRAME_TIMES");
-    const auto t0 = std::chrono::steady_clock::now();
     callbacks_.paint(size() * devicePixelRatio(), context_->defaultFramebufferObject());
-    if (timing) context_->functions()->glFinish();
-    const auto t1 = std::chrono::steady_clock::now();
     context_->swapBuffers(this);
-    const auto t2 = std::chrono::steady_clock::now();
-    if (timing) fprintf(stderr, "FRAME paint %.2f swap %.2f\n", std::chrono::duration<double, std::milli>(t1-t0).count(), std::chrono::duration<double, std::milli>(t2-t1).count());
     if (swapped_)
         swapped_();
 }
@@ -139,9 +130,8 @@ void GLWindow::forwardWheel(QEvent* event) {
     QPointF position = wheel->position();
     for (QWidget* receiver = target_; receiver; receiver = receiver->parentWidget()) {
         QWheelEvent copy(position, wheel->globalPosition(), wheel->pixelDelta(),
-                         wheel->angleDelta(), wheel->buttons(), wheel->modifiers(),
-                         wheel->phase(), wheel->inverted(), Qt::MouseEventNotSynthesized,
-                         wheel->pointingDevice());
+                         wheel->angleDelta(), wheel->buttons(), wheel->modifiers(), wheel->phase(),
+                         wheel->inverted(), Qt::MouseEventNotSynthesized, wheel->pointingDevice());
         copy.setTimestamp(wheel->timestamp());
         QCoreApplication::sendEvent(receiver, &copy);
         if (copy.isAccepted() || receiver->isWindow() ||

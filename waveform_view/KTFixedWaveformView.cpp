@@ -102,6 +102,14 @@ QImage KTFixedWaveformView::grabFramebuffer() {
     return glWindow_->grabFrame();
 }
 
+void KTFixedWaveformView::makeCurrent() {
+    glWindow_->makeCurrent();
+}
+
+void KTFixedWaveformView::doneCurrent() {
+    glWindow_->doneCurrent();
+}
+
 void KTFixedWaveformView::paintEvent(QPaintEvent* /*event*/) {
     if (!redirected(nullptr))
         return;

@@ -81,9 +81,8 @@ namespace waveform_view {
 class GLWindow;
 }
 
-class KTFixedWaveformView
-    : public waveform_view::WaveformViewBase<QWidget, KTFixedWaveformView,
-                                             KTFixedWaveformViewDelegate> {
+class KTFixedWaveformView : public waveform_view::WaveformViewBase<QWidget, KTFixedWaveformView,
+                                                                   KTFixedWaveformViewDelegate> {
 public:
     // While the button is held this close to either edge of the scroll area, or beyond it,
     // the drag repeats and scrolls by how far the pointer is into the band.
@@ -122,6 +121,10 @@ public:
 
     // Draws the frame the view shows now and returns it, in device pixels.
     QImage grabFramebuffer();
+    // Makes the view's GL context current (once it has drawn or been grabbed), and
+    // releases it.
+    void makeCurrent();
+    void doneCurrent();
 
     // Frames at the display's refresh, for a playhead that moves by itself: while a callback
     // is set, the view draws a frame at every refresh of its screen (timed by the screen's

@@ -26,7 +26,6 @@ void KTFixedWaveformView::paintGL(QSize pixels, unsigned target) {
     }
     const QRect visible = documentVisibleRect();
     const int documentWidth = documentView() ? documentView()->width() : width();
-    if (qEnvironmentVariableIsSet("TMP_DIRECT")) { glClear(GL_COLOR_BUFFER_BIT); fillBackground(); drawWaveform(); } else
     if (strip_.beginDrawing(*this, {visible, documentWidth, pixels, waveformGeneration_})) {
         glClear(GL_COLOR_BUFFER_BIT);
         fillBackground();
@@ -38,8 +37,8 @@ void KTFixedWaveformView::paintGL(QSize pixels, unsigned target) {
         strip_.finishDrawing(target);
         glViewport(0, 0, pixels.width(), pixels.height());
     }
-    if (!qEnvironmentVariableIsSet("TMP_NO_STRIP") && !qEnvironmentVariableIsSet("TMP_DIRECT")) strip_.draw(*this); else glClear(GL_COLOR_BUFFER_BIT);
-    if (!qEnvironmentVariableIsSet("TMP_NO_DIM")) drawInactiveOverlays();
+    strip_.draw(*this);
+    drawInactiveOverlays();
     drawAxis();
     drawPlayhead();
     drawRangeHandles();
@@ -64,8 +63,9 @@ void KTFixedWaveformView::drawWaveform() {
     glMatrixMode(GL_PROJECTION);
     glLoadIdentity();
     glOrtho(visible.x(), visible.x() + visible.width(), -1.0, 1.0, -1.0, 1.0);
-    waveform_view::drawInRectWithVbo(*this, *waveform_, waveformAreaRect(), glObjects_.vbo,
-                                     visible.x(), visible.x() + visible.width());
+    if (waveform_view::drawInRectWithVbo(*this, *waveform_, waveformAreaRect(), glObjects_.vbo,
+                                         visible.x(), visible.x() + visible.width()))
+        ++vertexUploads_;
 }
 
 void KTFixedWaveformView::drawInactiveOverlays() {

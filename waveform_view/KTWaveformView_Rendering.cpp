@@ -52,8 +52,9 @@ void KTWaveformView::paintGL() {
     } else {
         // Multisampling is on for the waveform alone: the only shape with slanted edges.
         const QRect visible = visibleRect();
-        waveform_view::drawInRectWithVbo(*this, *waveform_, waveformAreaRect(), glObjects_.vbo,
-                                         visible.x(), visible.x() + visible.width());
+        if (waveform_view::drawInRectWithVbo(*this, *waveform_, waveformAreaRect(), glObjects_.vbo,
+                                             visible.x(), visible.x() + visible.width()))
+            ++vertexUploads_;
         glDisable(GL_MULTISAMPLE);
         drawInactiveOverlays();
         drawAxis();

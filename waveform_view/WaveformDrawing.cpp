@@ -31,11 +31,12 @@ void fillBucketCoords(KTWaveform& waveform, std::int32_t bucketSize, std::int32_
     }
 }
 
-void drawInRectWithVbo(QOpenGLFunctions_2_1& gl, KTWaveform& waveform, const QRectF& rect,
+bool drawInRectWithVbo(QOpenGLFunctions_2_1& gl, KTWaveform& waveform, const QRectF& rect,
                        GLuint vbo, double visibleLeft, double visibleRight) {
     const std::int32_t bucketSize = bucketSizeFor(waveform.totalSamples(), rect.width());
     const std::int32_t buckets = waveform.totalSamples() / bucketSize;
-    if (buckets != waveform.totalBuckets) {
+    const bool rebuild = buckets != waveform.totalBuckets;
+    if (rebuild) {
         fillBucketCoords(waveform, bucketSize, buckets);
         gl.glBindBuffer(GL_ARRAY_BUFFER, vbo);
         gl.glBufferData(GL_ARRAY_BUFFER, static_cast<GLsizeiptr>(buckets) * 8,
@@ -46,7 +47,7 @@ void drawInRectWithVbo(QOpenGLFunctions_2_1& gl, KTWaveform& waveform, const QRe
     gl.glMatrixMode(GL_MODELVIEW);
     // A band needs two buckets.
     if (buckets < 2)
-        return;
+        return rebuild;
 
     const double bucketWidth = rect.width() / buckets;
     // A silent file (or one whose peaks are all negative) has no positive maximum: its
@@ -88,6 +89,7 @@ void drawInRectWithVbo(QOpenGLFunctions_2_1& gl, KTWaveform& waveform, const QRe
     }
     gl.glBindBuffer(GL_ARRAY_BUFFER, 0);
     gl.glDisableClientState(GL_VERTEX_ARRAY);
+    return rebuild;
 }
 
 } // namespace waveform_view

@@ -39,8 +39,9 @@ void fillBucketCoords(KTWaveform& waveform, std::int32_t bucketSize, std::int32_
 
 // Draws the waveform into `rect` (document pixels; y is -1 at the bottom to 1 at the top
 // under the caller's projection). Only buckets between visibleLeft and visibleRight
-// (document x) are sent. Leaves the model-view matrix selected.
-void drawInRectWithVbo(QOpenGLFunctions_2_1& gl, KTWaveform& waveform, const QRectF& rect,
+// (document x) are sent. Leaves the model-view matrix selected. Returns whether the
+// vertices were rebuilt and uploaded.
+bool drawInRectWithVbo(QOpenGLFunctions_2_1& gl, KTWaveform& waveform, const QRectF& rect,
                        GLuint vbo, double visibleLeft, double visibleRight);
 
 } // namespace waveform_view

@@ -210,7 +210,6 @@ void WaveformViewBase<Widget, View, Delegate>::mousePressEvent(QMouseEvent* even
     if (event->button() != Qt::LeftButton || tracking_)
         return Widget::mousePressEvent(event);
     const QPointF pressPoint = viewportPoint(event->position());
-    fprintf(stderr, "TMPDBG press at %f\n", pressPoint.x());
     if (!edit_.press(self().zoomedPoint(pressPoint), event->modifiers() & Qt::ShiftModifier,
                      editMapping(), *this))
         return;
@@ -259,7 +258,6 @@ void WaveformViewBase<Widget, View, Delegate>::processMouseDragged() {
 
 template <class Widget, class View, class Delegate>
 void WaveformViewBase<Widget, View, Delegate>::processMouseUp() {
-    fprintf(stderr, "TMPDBG mouseUp at %f\n", lastDragPoint_.x());
     tracking_ = false;
     autoscrollTimer_.stop();
     edit_.release(*this);
@@ -272,7 +270,6 @@ template <class Widget, class View, class Delegate>
 void WaveformViewBase<Widget, View, Delegate>::endDragAsReleased() {
     if (!tracking_)
         return;
-    fprintf(stderr, "TMPDBG endDragAsReleased\n");
     processMouseUp();
     handCursor_.show(false);
 }

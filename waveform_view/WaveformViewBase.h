@@ -124,6 +124,10 @@ public:
     float dropzoneDelta() const { return dropzoneDelta_; }
     void setDropzoneDelta(float delta);
 
+    // How many times the waveform's vertices were computed and uploaded; they should be
+    // only when the bucket count changes.
+    int vertexUploadCount() const { return vertexUploads_; }
+
     // The scroll area scrolled; a scroll the view did not cause suspends following for a
     // second.
     void boundsDidChange();
@@ -174,6 +178,7 @@ protected:
 
     ViewGLObjects glObjects_;
     float dropzoneDelta_ = 0.0f;
+    int vertexUploads_ = 0;
 
 private:
     View& self() { return static_cast<View&>(*this); }
