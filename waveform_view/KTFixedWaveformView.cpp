@@ -20,16 +20,22 @@ KTFixedWaveformView::KTFixedWaveformView(QWidget* parent) : WaveformViewBase(par
         {[this] { initializeGL(); },
          [this](QSize pixels, unsigned target) { paintGL(pixels, target); }},
         this);
+    container_ = glWindow_->container();
     setSurface(glWindow_);
-    glWindow_->container()->setGeometry(rect());
+    placeGLWindow();
     frameClock_.setTimerType(Qt::PreciseTimer);
     QObject::connect(&frameClock_, &QTimer::timeout, this, [this] { frameTick(); });
 }
 
 KTFixedWaveformView::~KTFixedWaveformView() {
+    // The container is the scroll area's child and may outlive the view; it goes with it.
+    if (!container_)
+        return;
     glWindow_->makeCurrent();
     strip_.release();
     glWindow_->doneCurrent();
+    detachSurface();
+    delete container_.data();
 }
 
 void KTFixedWaveformView::placeInScrollView(QScrollArea& scrollView) {
@@ -39,6 +45,19 @@ void KTFixedWaveformView::placeInScrollView(QScrollArea& scrollView) {
         scrollView.setWidget(document);
     }
     setParent(scrollView.widget());
+    // The GL window's container goes into the scroll area beside the viewport, not into the
+    // document: a container inside a scroll area makes every widget above it a native
+    // window, and X limits a window to 32767 pixels, far narrower than a deep zoom's
+    // document.
+    container_->setParent(&scrollView);
+    placeGLWindow();
+    container_->show();
+}
+
+void KTFixedWaveformView::placeGLWindow() {
+    // The view covers the viewport exactly (the document is never narrower), so the GL
+    // window lies at the view's origin and is as large.
+    container_->setGeometry(scrollView_ ? scrollView_->viewport()->geometry() : rect());
 }
 
 QWidget* KTFixedWaveformView::documentView() const {
@@ -80,11 +99,15 @@ void KTFixedWaveformView::windowResized() {
 bool KTFixedWaveformView::eventFilter(QObject* watched, QEvent* event) {
     if (scrollView_ && watched == scrollView_->viewport() && event->type() == QEvent::Resize)
         windowResized();
+    if (scrollView_ && watched == scrollView_->viewport() &&
+        (event->type() == QEvent::Resize || event->type() == QEvent::Move))
+        placeGLWindow();
     return QWidget::eventFilter(watched, event);
 }
 
 void KTFixedWaveformView::resizeEvent(QResizeEvent* event) {
-    glWindow_->container()->setGeometry(rect());
+    if (!scrollView_)
+        placeGLWindow();
     QWidget::resizeEvent(event);
 }
 

@@ -5,9 +5,10 @@
 //
 // It draws in a GL window of its own that covers it (GLWindow.h), not in a QOpenGLWidget, so
 // the rest of the window is never composed again for its frames, and a frame is drawn on
-// the next turn of the event loop after a change. The background and the waveform of the
-// visible strip are drawn once per zoom, scroll position and size (StripCache.h); a drag or
-// a playhead step draws that strip as one texture and the range and playhead over it.
+// the next turn of the event loop after a change. Once the view is in its scroll area, the
+// window's container is a child of the scroll area over its viewport. The background and the
+// waveform of the visible strip are drawn once per zoom, scroll position and size (StripCache.h); a
+// drag or a playhead step draws that strip as one texture and the range and playhead over it.
 //
 // The view does not scroll itself. It sits inside a QScrollArea whose document widget is
 // only as wide as the zoom: the view is a child of that document and keeps its own geometry
@@ -57,9 +58,10 @@
 // Thread contract: main (GUI) thread only, like every QWidget: every method, event handler
 // and timer of the view, and every delegate message it sends. Rendering runs in the GL
 // window's context, on the main thread.
-// Ownership: the view owns its waveform (from setWaveform on), its GL window and its GL
-// objects (textures, the vertex buffer, the strip's framebuffers), which it creates and
-// deletes in the GL window's context. The scroll area and the document belong to the window;
+// Ownership: the view owns its waveform (from setWaveform on), its GL window (it deletes the
+// window's container, whichever widget that is a child of) and its GL objects (textures,
+// the vertex buffer, the strip's framebuffers), which it creates and deletes in the GL
+// window's context. The scroll area and the document belong to the window;
 // the delegate is not owned (see KTFixedWaveformViewDelegate.h).
 
 #include "waveform_view/StripCache.h"
@@ -67,6 +69,7 @@
 
 #include <QImage>
 #include <QPointF>
+#include <QPointer>
 #include <QRect>
 #include <QRectF>
 #include <QTimer>
@@ -148,6 +151,7 @@ private:
                                                  KTFixedWaveformViewDelegate>;
 
     void placeInScrollView(QScrollArea& scrollView);
+    void placeGLWindow();
     // A point of the scroll area's viewport in document coordinates.
     QPointF zoomedPoint(QPointF viewportPoint) const;
     bool magnify(QNativeGestureEvent* event);
@@ -178,6 +182,7 @@ private:
     double wheelZoomAccumulator_ = 0.0;
 
     waveform_view::GLWindow* glWindow_ = nullptr;
+    QPointer<QWidget> container_;
     waveform_view::StripCache strip_;
     std::function<void()> beforeFrame_;
     QTimer frameClock_;

@@ -1,26 +1,12 @@
 #include "waveform_view/StripCache.h"
 
+#include "waveform_view/SoftwareGL.h"
+
 #include <QOpenGLContext>
-#include <QOpenGLFunctions>
 #include <QOpenGLFramebufferObject>
-#include <cstring>
+#include <QOpenGLFunctions>
 
 namespace waveform_view {
-
-namespace {
-
-constexpr int kSamples = 4;
-
-} // namespace
-
-bool isSoftwareRenderer(const char* renderer) {
-    if (!renderer)
-        return true;
-    for (const char* name : {"llvmpipe", "softpipe", "Software Rasterizer", "swrast"})
-        if (std::strstr(renderer, name))
-            return true;
-    return false;
-}
 
 StripCache::StripCache() = default;
 StripCache::~StripCache() = default;
@@ -34,7 +20,7 @@ bool StripCache::beginDrawing(QOpenGLFunctions_2_1& gl, const Key& key) {
         const auto* renderer = reinterpret_cast<const char*>(gl.glGetString(GL_RENDERER));
         if (!isSoftwareRenderer(renderer) && QOpenGLFramebufferObject::hasOpenGLFramebufferBlit()) {
             QOpenGLFramebufferObjectFormat format;
-            format.setSamples(kSamples);
+            format.setSamples(kWaveformSamples);
             multisampled_ = std::make_unique<QOpenGLFramebufferObject>(key.pixels, format);
         }
     }

@@ -5,9 +5,9 @@
 // and laid under every frame after. A frame that moves only the range or the playhead then
 // draws one textured quad and the few shapes over it.
 //
-// Where the GL is a hardware one, the strip is drawn with four samples per pixel (the
-// waveform is the only shape with slanted edges) and resolved into the texture. Software GL
-// (Mesa's llvmpipe, softpipe and swrast) draws it with one: it pays multisampling in full.
+// Where the GL is a hardware one, the strip is drawn with the samples per pixel the views
+// smooth the waveform with (the only shape with slanted edges) and resolved into the
+// texture; software GL draws it with one (SoftwareGL.h).
 //
 // Thread contract: the thread of the GL context it is used in, with that context current.
 // Ownership: the cache owns its framebuffers; they go with it (the context it was used in
@@ -22,9 +22,6 @@
 class QOpenGLFramebufferObject;
 
 namespace waveform_view {
-
-// Whether the GL_RENDERER string names a software rasterizer.
-bool isSoftwareRenderer(const char* renderer);
 
 class StripCache {
 public:

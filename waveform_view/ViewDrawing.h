@@ -17,8 +17,8 @@
 
 namespace waveform_view {
 
-// A fixed-function GL 2.1 context with `samples` samples per pixel (2 smooth the waveform's
-// edges; everything else turns multisampling off while it draws).
+// A fixed-function GL 2.1 context with `samples` samples per pixel (for the waveform's
+// edges, SoftwareGL.h; everything else turns multisampling off while it draws).
 QSurfaceFormat viewSurfaceFormat(int samples);
 
 // The textures and the vertex buffer of one view, made in its context.

@@ -38,6 +38,11 @@ template <class Widget, class View, class Delegate>
 WaveformViewBase<Widget, View, Delegate>::~WaveformViewBase() {
     // The surface (a child of the view) destroys its context after this part of the object
     // is gone.
+    detachSurface();
+}
+
+template <class Widget, class View, class Delegate>
+void WaveformViewBase<Widget, View, Delegate>::detachSurface() {
     QObject::disconnect(contextDestroyed_);
     if (glReady_) {
         surface_->makeCurrent();

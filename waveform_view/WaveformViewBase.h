@@ -139,6 +139,9 @@ protected:
     // setSurface then.
     explicit WaveformViewBase(QWidget* parent);
     void setSurface(ViewSurface* surface) { surface_ = surface; }
+    // Releases the GL objects in the surface's context and stops following that context; for
+    // a view whose surface goes before the view's destructor ends.
+    void detachSurface();
     void requestRedraw();
 
     void mousePressEvent(QMouseEvent* event) override;
