@@ -59,6 +59,9 @@ bool GLWindow::prepareContext() {
     if (!context->create() || !context->makeCurrent(this))
         return false;
     context_ = std::move(context);
+    partial_ = std::make_unique<PartialPresent>(*context_);
+    drawnSize_ = QSize();
+    keptFrame_ = false;
     callbacks_.initialize();
     return true;
 }
@@ -67,10 +70,23 @@ void GLWindow::draw() {
     framePending_ = false;
     if (!isExposed() || !prepareContext())
         return;
-    callbacks_.paint(size() * devicePixelRatio(), context_->defaultFramebufferObject());
-    context_->swapBuffers(this);
-    if (swapped_)
-        swapped_();
+    const QSize pixels = size() * devicePixelRatio();
+    if (!partial_->available()) {
+        callbacks_.paint(pixels, context_->defaultFramebufferObject(), Frame::Whole);
+        context_->swapBuffers(this);
+        return;
+    }
+    // GL takes a new size of the window at a swap (Mesa's software drivers do at no other
+    // time): one swap, and the back buffer is remade as large as the window.
+    if (drawnSize_.isValid() && drawnSize_ != pixels)
+        context_->swapBuffers(this);
+    const bool kept = keptFrame_ && drawnSize_ == pixels;
+    const QRect drawn = callbacks_.paint(pixels, context_->defaultFramebufferObject(),
+                                         kept ? Frame::Changes : Frame::Whole);
+    drawnSize_ = pixels;
+    keptFrame_ = true;
+    if (!drawn.isEmpty())
+        partial_->present(*this, drawn & QRect(QPoint(), pixels), pixels.height());
 }
 
 QImage GLWindow::grabFrame() {
@@ -79,7 +95,7 @@ QImage GLWindow::grabFrame() {
     const QSize pixels = size() * devicePixelRatio();
     QOpenGLFramebufferObject framebuffer(pixels);
     framebuffer.bind();
-    callbacks_.paint(pixels, framebuffer.handle());
+    callbacks_.paint(pixels, framebuffer.handle(), Frame::Grab);
     QImage image = framebuffer.toImage();
     framebuffer.release();
     image.setDevicePixelRatio(devicePixelRatio());
@@ -87,6 +103,8 @@ QImage GLWindow::grabFrame() {
 }
 
 void GLWindow::exposeEvent(QExposeEvent* /*event*/) {
+    // What the screen showed is gone: the whole frame is drawn and shown.
+    keptFrame_ = false;
     if (isExposed())
         draw();
 }

@@ -9,7 +9,10 @@
 // The window draws when it is exposed and when a frame was asked for, at once on the next
 // turn of the event loop (never on a timer, so a drag's move is on screen as soon as it is
 // drawn): paint is called with the context current and the framebuffer to draw into bound.
-// Frames are swapped as the format's swap interval says.
+// Where GLX can show a part of the back buffer (PartialPresent.h) the window never swaps:
+// the back buffer keeps the last frame, paint is told so and draws only what changed, and
+// only the part it drew goes to the screen. Otherwise each frame is drawn whole and swapped
+// as the format's swap interval says.
 //
 // The container (made by the constructor, a child of `target`) lets the mouse through to
 // `target` at the widget level; what reaches the native window itself (the mouse, the
@@ -21,10 +24,12 @@
 // Thread contract: the GUI thread; the callbacks run there with the context current.
 // Ownership: the container owns the window, and `target` the container.
 
+#include "waveform_view/PartialPresent.h"
 #include "waveform_view/ViewSurface.h"
 
 #include <QImage>
 #include <QOpenGLContext>
+#include <QRect>
 #include <QSurfaceFormat>
 #include <QWindow>
 #include <functional>
@@ -36,11 +41,16 @@ namespace waveform_view {
 
 class GLWindow : public QWindow, public ViewSurface {
 public:
+    // What a frame is drawn for: a grab into a framebuffer of its own, the screen from
+    // nothing, or the screen over the last frame drawn for it, still in the framebuffer.
+    enum class Frame { Grab, Whole, Changes };
+
     struct Callbacks {
         // A new context is current (the first, or one made again).
         std::function<void()> initialize;
-        // Draw a frame of `pixels` (device pixels) into the framebuffer `target`, bound.
-        std::function<void(QSize pixels, unsigned target)> paint;
+        // Draw a frame of `pixels` (device pixels) into the framebuffer `target`, bound, and
+        // return the part drawn (device pixels from the top left; empty: nothing changed).
+        std::function<QRect(QSize pixels, unsigned target, Frame frame)> paint;
     };
 
     GLWindow(const QSurfaceFormat& format, Callbacks callbacks, QWidget* target);
@@ -56,8 +66,6 @@ public:
     void drawPendingFrame();
     // Draws a frame into a framebuffer of the window's size and returns it.
     QImage grabFrame();
-    // Called after each frame was swapped onto the screen.
-    void setFrameSwapped(std::function<void()> swapped) { swapped_ = std::move(swapped); }
 
 protected:
     void exposeEvent(QExposeEvent* event) override;
@@ -69,11 +77,15 @@ private:
     void forwardWheel(QEvent* event);
 
     Callbacks callbacks_;
-    std::function<void()> swapped_;
     QWidget* target_;
     QWidget* container_ = nullptr;
     std::unique_ptr<QOpenGLContext> context_;
+    std::unique_ptr<PartialPresent> partial_;
     bool framePending_ = false;
+    // The size of the last frame drawn for the screen, and whether the back buffer still
+    // holds that frame as the screen shows it.
+    QSize drawnSize_;
+    bool keptFrame_ = false;
 };
 
 } // namespace waveform_view

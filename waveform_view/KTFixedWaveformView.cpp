@@ -18,7 +18,9 @@ KTFixedWaveformView::KTFixedWaveformView(QWidget* parent) : WaveformViewBase(par
     glWindow_ = new waveform_view::GLWindow(
         waveform_view::viewSurfaceFormat(0),
         {[this] { initializeGL(); },
-         [this](QSize pixels, unsigned target) { paintGL(pixels, target); }},
+         [this](QSize pixels, unsigned target, waveform_view::GLWindow::Frame frame) {
+             return paintGL(pixels, target, frame);
+         }},
         this);
     container_ = glWindow_->container();
     setSurface(glWindow_);

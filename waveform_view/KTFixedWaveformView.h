@@ -64,6 +64,8 @@
 // window's context. The scroll area and the document belong to the window;
 // the delegate is not owned (see KTFixedWaveformViewDelegate.h).
 
+#include "waveform_view/FrameChanges.h"
+#include "waveform_view/GLWindow.h"
 #include "waveform_view/StripCache.h"
 #include "waveform_view/WaveformViewBase.h"
 
@@ -75,14 +77,11 @@
 #include <QTimer>
 #include <QWidget>
 #include <functional>
+#include <optional>
 
 class KTFixedWaveformViewDelegate;
 class QNativeGestureEvent;
 class QScrollArea;
-
-namespace waveform_view {
-class GLWindow;
-}
 
 class KTFixedWaveformView : public waveform_view::WaveformViewBase<QWidget, KTFixedWaveformView,
                                                                    KTFixedWaveformViewDelegate> {
@@ -164,7 +163,8 @@ private:
 
     // The GL window's calls, with its context current.
     void initializeGL();
-    void paintGL(QSize pixels, unsigned target);
+    QRect paintGL(QSize pixels, unsigned target, waveform_view::GLWindow::Frame frame);
+    void drawFrame(const waveform_view::StripCache::Key& strip, unsigned target);
     void fillBackground();
     void drawWaveform();
     void drawInactiveOverlays();
@@ -184,6 +184,8 @@ private:
     waveform_view::GLWindow* glWindow_ = nullptr;
     QPointer<QWidget> container_;
     waveform_view::StripCache strip_;
+    // What the last frame drawn for the screen showed.
+    std::optional<waveform_view::FrameState> shown_;
     std::function<void()> beforeFrame_;
     QTimer frameClock_;
 };

@@ -2,9 +2,11 @@
 // dimming outside the loop range, axis, playhead, the range frame, and the drop zone of the
 // empty view. Each step sets its own projection; the x of the waveform, the dimming, the
 // playhead and the range frame is the document's, over the visible strip. The background
-// and the waveform are the strip, drawn into its cache only when it changed.
+// and the waveform are the strip, drawn into its cache only when it changed; a frame over
+// the last one on screen draws only the columns that changed (FrameChanges.h).
 
 #include "audio/KTWaveform.h"
+#include "waveform_view/FrameChanges.h"
 #include "waveform_view/KTFixedWaveformView.h"
 #include "waveform_view/ViewDrawing.h"
 #include "waveform_view/WaveformDrawing.h"
@@ -15,7 +17,38 @@ void KTFixedWaveformView::initializeGL() {
     createGLResources();
 }
 
-void KTFixedWaveformView::paintGL(QSize pixels, unsigned target) {
+QRect KTFixedWaveformView::paintGL(QSize pixels, unsigned target,
+                                   waveform_view::GLWindow::Frame frame) {
+    using Frame = waveform_view::GLWindow::Frame;
+    const QRect visible = documentVisibleRect();
+    const int documentWidth = documentView() ? documentView()->width() : width();
+    const waveform_view::FrameState state{{visible, documentWidth, pixels, waveformGeneration_},
+                                          waveform_ != nullptr,
+                                          dropzoneDelta_,
+                                          rangeStartPixel(),
+                                          rangeEndPixel(),
+                                          playheadPixel()};
+    const QRect whole(QPoint(), pixels);
+    QRect changed = whole;
+    if (frame == Frame::Changes)
+        changed = waveform_view::changedColumns(shown_, state, devicePixelRatioF());
+    // A grab's frame is not the screen's: what the screen shows stays as it was.
+    if (frame != Frame::Grab)
+        shown_ = state;
+    if (changed.isEmpty())
+        return changed;
+    // Only the changed columns are drawn; the framebuffer keeps the rest of the last frame.
+    if (changed != whole) {
+        glEnable(GL_SCISSOR_TEST);
+        glScissor(changed.x(), 0, changed.width(), pixels.height());
+    }
+    drawFrame(state.strip, target);
+    glDisable(GL_SCISSOR_TEST);
+    return changed;
+}
+
+void KTFixedWaveformView::drawFrame(const waveform_view::StripCache::Key& strip, unsigned target) {
+    const QSize pixels = strip.pixels;
     glViewport(0, 0, pixels.width(), pixels.height());
     if (!waveform_) {
         glClear(GL_COLOR_BUFFER_BIT);
@@ -24,9 +57,10 @@ void KTFixedWaveformView::paintGL(QSize pixels, unsigned target) {
         glFlush();
         return;
     }
-    const QRect visible = documentVisibleRect();
-    const int documentWidth = documentView() ? documentView()->width() : width();
-    if (strip_.beginDrawing(*this, {visible, documentWidth, pixels, waveformGeneration_})) {
+    // The strip is drawn whole, whatever part of the frame is.
+    const GLboolean scissored = glIsEnabled(GL_SCISSOR_TEST);
+    glDisable(GL_SCISSOR_TEST);
+    if (strip_.beginDrawing(*this, strip)) {
         glClear(GL_COLOR_BUFFER_BIT);
         fillBackground();
         // Multisampling (where the strip has it) is for the waveform alone: the only shape
@@ -37,6 +71,8 @@ void KTFixedWaveformView::paintGL(QSize pixels, unsigned target) {
         strip_.finishDrawing(target);
         glViewport(0, 0, pixels.width(), pixels.height());
     }
+    if (scissored)
+        glEnable(GL_SCISSOR_TEST);
     strip_.draw(*this);
     drawInactiveOverlays();
     drawAxis();
