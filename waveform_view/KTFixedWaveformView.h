@@ -6,9 +6,11 @@
 // It draws in a GL window of its own that covers it (GLWindow.h), not in a QOpenGLWidget, so
 // the rest of the window is never composed again for its frames, and a frame is drawn on
 // the next turn of the event loop after a change. Once the view is in its scroll area, the
-// window's container is a child of the scroll area over its viewport. The background and the
-// waveform of the visible strip are drawn once per zoom, scroll position and size (StripCache.h); a
-// drag or a playhead step draws that strip as one texture and the range and playhead over it.
+// window's container is a child of the scroll area over its viewport. The background and
+// the waveform of the visible strip are drawn once per zoom, scroll position and size
+// (StripCache.h); a drag or a playhead step draws that strip as one texture and the range
+// and playhead over it, and only in the columns it changed (FrameChanges.h) where the GL
+// window can show a part of itself.
 //
 // The view does not scroll itself. It sits inside a QScrollArea whose document widget is
 // only as wide as the zoom: the view is a child of that document and keeps its own geometry
