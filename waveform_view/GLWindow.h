@@ -14,15 +14,16 @@
 // only the part it drew goes to the screen. Otherwise each frame is drawn whole and swapped
 // as the format's swap interval says.
 //
-// The container (made by the constructor, a child of `target`) lets the mouse through to
-// `target` at the widget level; what reaches the native window itself (the mouse, the
-// wheel, gestures, drags, entering and leaving) is passed on to `target` at the same
-// position, and a wheel that `target` ignores goes on to its parents as the application
-// would send it. The window never takes the keyboard focus: keys stay with the top-level
-// window. Nothing must be drawn over the container.
+// The container (made by the constructor as a child of `target`, whose owner may give it
+// another parent that keeps it over `target` on screen) lets the mouse through to `target`
+// at the widget level; what reaches the native window itself (the mouse, the wheel,
+// gestures, drags, entering and leaving) is passed on to `target` at the same position, and
+// a wheel that `target` ignores goes on to its parents as the application would send it. The window
+// never takes the keyboard focus: keys stay with the top-level window. Nothing must be drawn over
+// the container.
 //
 // Thread contract: the GUI thread; the callbacks run there with the context current.
-// Ownership: the container owns the window, and `target` the container.
+// Ownership: the container owns the window, and its parent the container.
 
 #include "waveform_view/PartialPresent.h"
 #include "waveform_view/ViewSurface.h"
