@@ -18,9 +18,9 @@
 // another parent that keeps it over `target` on screen) lets the mouse through to `target`
 // at the widget level; what reaches the native window itself (the mouse, the wheel,
 // gestures, drags, entering and leaving) is passed on to `target` at the same position, and
-// a wheel that `target` ignores goes on to its parents as the application would send it. The window
-// never takes the keyboard focus: keys stay with the top-level window. Nothing must be drawn over
-// the container.
+// a wheel that `target` ignores goes on to its parents as the application would send it.
+// The window never takes the keyboard focus: keys stay with the top-level window. Nothing
+// must be drawn over the container.
 //
 // Thread contract: the GUI thread; the callbacks run there with the context current.
 // Ownership: the container owns the window, and its parent the container.
