@@ -3,10 +3,8 @@
 // player plays is always read from the player, and the indicators follow; the loop, looping,
 // speed, pitch and volume are the session's, which the player and the window follow.
 
-#include "app/ColorBandWindow.h"
-}
-
 #include "app/BarTools.h"
+#include "app/ColorBandWindow.h"
 #include "app/KTAppController.h"
 #include "app/LoopExport.h"
 #include "app/PlayerWindow.h"

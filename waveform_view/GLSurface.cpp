@@ -1,5 +1,6 @@
 #include "waveform_view/GLSurface.h"
 
+#include "waveform_view/SoftwareGL.h"
 #include "waveform_view/ViewDrawing.h"
 
 #include <utility>
@@ -8,7 +9,7 @@ namespace waveform_view {
 
 GLSurface::GLSurface(Callbacks callbacks, QWidget* parent)
     : QOpenGLWidget(parent), callbacks_(std::move(callbacks)) {
-    setFormat(viewSurfaceFormat());
+    setFormat(viewSurfaceFormat(waveformSamples()));
     setAttribute(Qt::WA_TransparentForMouseEvents);
 }
 

@@ -10,12 +10,14 @@
 // Thread contract: the GUI thread; the callbacks run there with the surface's context
 // current.
 
+#include "waveform_view/ViewSurface.h"
+
 #include <QOpenGLWidget>
 #include <functional>
 
 namespace waveform_view {
 
-class GLSurface : public QOpenGLWidget {
+class GLSurface : public QOpenGLWidget, public ViewSurface {
 public:
     struct Callbacks {
         std::function<void()> initialize;
@@ -25,6 +27,11 @@ public:
     };
 
     GLSurface(Callbacks callbacks, QWidget* parent);
+
+    void makeCurrent() override { QOpenGLWidget::makeCurrent(); }
+    void doneCurrent() override { QOpenGLWidget::doneCurrent(); }
+    QOpenGLContext* context() const override { return QOpenGLWidget::context(); }
+    void requestFrame() override { update(); }
 
 protected:
     void initializeGL() override;

@@ -3,6 +3,15 @@
 // The waveform view of the application window: the peak data of one file, the playhead and
 // the loop range with a grip at each end, drawn with fixed-function OpenGL.
 //
+// It draws in a GL window of its own that covers it (GLWindow.h), not in a QOpenGLWidget, so
+// the rest of the window is never composed again for its frames, and a frame is drawn on
+// the next turn of the event loop after a change. Once the view is in its scroll area, the
+// window's container is a child of the scroll area over its viewport. The background and
+// the waveform of the visible strip are drawn once per zoom, scroll position and size
+// (StripCache.h); a drag or a playhead step draws that strip as one texture and the range
+// and playhead over it, and only in the columns it changed (FrameChanges.h) where the GL
+// window can show a part of itself.
+//
 // The view does not scroll itself. It sits inside a QScrollArea whose document widget is
 // only as wide as the zoom: the view is a child of that document and keeps its own geometry
 // equal to the visible part of the document, moved on every scroll, so it always covers the
@@ -52,27 +61,35 @@
 // for both views in WaveformViewBase.h; this class adds what is the fixed view's own.
 //
 // Thread contract: main (GUI) thread only, like every QWidget: every method, event handler
-// and timer of the view, and every delegate message it sends. Rendering runs in the view's
-// own GL context from paintGL.
-// Ownership: the view owns its waveform (from setWaveform on) and its GL objects (textures,
-// the vertex buffer), which it creates and deletes in its own context. The scroll area and
-// the document belong to the window; the delegate is not owned (see
-// KTFixedWaveformViewDelegate.h).
+// and timer of the view, and every delegate message it sends. Rendering runs in the GL
+// window's context, on the main thread.
+// Ownership: the view owns its waveform (from setWaveform on), its GL window (it deletes the
+// window's container, whichever widget that is a child of) and its GL objects (textures,
+// the vertex buffer, the strip's framebuffers), which it creates and deletes in the GL
+// window's context. The scroll area and the document belong to the window;
+// the delegate is not owned (see KTFixedWaveformViewDelegate.h).
 
+#include "waveform_view/FrameChanges.h"
+#include "waveform_view/GLWindow.h"
+#include "waveform_view/StripCache.h"
 #include "waveform_view/WaveformViewBase.h"
 
-#include <QOpenGLWidget>
+#include <QImage>
 #include <QPointF>
+#include <QPointer>
 #include <QRect>
 #include <QRectF>
+#include <QTimer>
+#include <QWidget>
+#include <functional>
+#include <optional>
 
 class KTFixedWaveformViewDelegate;
 class QNativeGestureEvent;
 class QScrollArea;
 
-class KTFixedWaveformView
-    : public waveform_view::WaveformViewBase<QOpenGLWidget, KTFixedWaveformView,
-                                             KTFixedWaveformViewDelegate> {
+class KTFixedWaveformView : public waveform_view::WaveformViewBase<QWidget, KTFixedWaveformView,
+                                                                   KTFixedWaveformViewDelegate> {
 public:
     // While the button is held this close to either edge of the scroll area, or beyond it,
     // the drag repeats and scrolls by how far the pointer is into the band.
@@ -84,6 +101,7 @@ public:
     static constexpr double kPinchZoomStep = 0.25;
 
     explicit KTFixedWaveformView(QWidget* parent = nullptr);
+    ~KTFixedWaveformView() override;
 
     // attachToScrollView puts the view over the scroll area's document (a plain QWidget is
     // made if it has none).
@@ -108,21 +126,37 @@ public:
     // one keeps its zoom.
     void windowResized();
 
-protected:
-    void initializeGL() override;
-    void resizeGL(int width, int height) override;
-    void paintGL() override;
-    bool eventFilter(QObject* watched, QEvent* event) override;
+    // Draws the frame the view shows now and returns it, in device pixels.
+    QImage grabFramebuffer();
+    // Makes the view's GL context current (once it has drawn or been grabbed), and
+    // releases it.
+    void makeCurrent();
+    void doneCurrent();
 
+    // Frames at the display's refresh, for a playhead that moves by itself: while a callback
+    // is set, the view draws a frame at every refresh of its screen (timed by the screen's
+    // refresh rate) and calls the callback just before, where the caller sets the playhead
+    // (setPlayheadFrame) to where playback will be when the frame shows. A frame that moves
+    // only the playhead draws the cached strip and the shapes over it. An empty callback
+    // stops the frames; changes are then drawn as they come.
+    void setFrameCallback(std::function<void()> beforeFrame);
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
     bool event(QEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
     void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    // The GL window covers the view on screen; only a grab of the window (QWidget::grab,
+    // render) paints the view itself, with the frame the GL window shows.
+    void paintEvent(QPaintEvent* event) override;
 
 private:
-    friend class waveform_view::WaveformViewBase<QOpenGLWidget, KTFixedWaveformView,
+    friend class waveform_view::WaveformViewBase<QWidget, KTFixedWaveformView,
                                                  KTFixedWaveformViewDelegate>;
 
     void placeInScrollView(QScrollArea& scrollView);
+    void placeGLWindow();
     // A point of the scroll area's viewport in document coordinates.
     QPointF zoomedPoint(QPointF viewportPoint) const;
     bool magnify(QNativeGestureEvent* event);
@@ -131,7 +165,12 @@ private:
 
     void followVisibleRect();
     void setDocumentWidth(int width);
+    void frameTick();
 
+    // The GL window's calls, with its context current.
+    void initializeGL();
+    QRect paintGL(QSize pixels, unsigned target, waveform_view::GLWindow::Frame frame);
+    void drawFrame(const waveform_view::StripCache::Key& strip, unsigned target);
     void fillBackground();
     void drawWaveform();
     void drawInactiveOverlays();
@@ -148,4 +187,12 @@ private:
     double scrollZoomAccumulator_ = 0.0;
     double magnifyAccumulator_ = 0.0;
     double wheelZoomAccumulator_ = 0.0;
+
+    waveform_view::GLWindow* glWindow_ = nullptr;
+    QPointer<QWidget> container_;
+    waveform_view::StripCache strip_;
+    // What the last frame drawn for the screen showed.
+    std::optional<waveform_view::FrameState> shown_;
+    std::function<void()> beforeFrame_;
+    QTimer frameClock_;
 };

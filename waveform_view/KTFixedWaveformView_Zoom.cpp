@@ -19,7 +19,7 @@ void KTFixedWaveformView::zoomInWithPivot(QPointF pivot) {
     waveform_view::scrollDocumentTo(
         *scrollView_, waveform_view::pivotScrollX(pivotX, perPixel, framesPerPixel(), pivot.x()));
     followVisibleRect();
-    update();
+    requestRedraw();
 }
 
 void KTFixedWaveformView::zoomOutWithPivot(QPointF pivot) {
@@ -39,5 +39,5 @@ void KTFixedWaveformView::zoomOutWithPivot(QPointF pivot) {
     waveform_view::scrollDocumentTo(
         *scrollView_, waveform_view::pivotScrollX(pivotX, perPixel, framesPerPixel(), pivot.x()));
     followVisibleRect();
-    update();
+    requestRedraw();
 }

@@ -13,7 +13,7 @@ KTWaveformView::KTWaveformView(QWidget* parent) : WaveformViewBase(parent) {
         {[this] { initializeGL(); }, [this](int width, int height) { resizeGL(width, height); },
          [this] { paintGL(); }},
         this);
-    setGLWidget(surface_);
+    setSurface(surface_);
     placeSurface();
 }
 

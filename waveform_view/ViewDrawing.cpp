@@ -52,12 +52,12 @@ void setBlending(QOpenGLFunctions_2_1& gl) {
 
 } // namespace
 
-QSurfaceFormat viewSurfaceFormat() {
+QSurfaceFormat viewSurfaceFormat(int samples) {
     QSurfaceFormat format = QSurfaceFormat::defaultFormat();
     format.setRenderableType(QSurfaceFormat::OpenGL);
     format.setProfile(QSurfaceFormat::CompatibilityProfile);
     format.setVersion(2, 1);
-    format.setSamples(2);
+    format.setSamples(samples);
     format.setDepthBufferSize(0);
     format.setStencilBufferSize(0);
     return format;

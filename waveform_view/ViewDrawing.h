@@ -17,9 +17,9 @@
 
 namespace waveform_view {
 
-// A fixed-function context with two samples: enough to smooth the waveform's edges;
-// everything else turns multisampling off while it draws.
-QSurfaceFormat viewSurfaceFormat();
+// A fixed-function GL 2.1 context with `samples` samples per pixel (for the waveform's
+// edges, SoftwareGL.h; everything else turns multisampling off while it draws).
+QSurfaceFormat viewSurfaceFormat(int samples);
 
 // The textures and the vertex buffer of one view, made in its context.
 struct ViewGLObjects {

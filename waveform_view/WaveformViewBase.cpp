@@ -14,7 +14,6 @@
 #include <QDropEvent>
 #include <QMouseEvent>
 #include <QOpenGLContext>
-#include <QOpenGLWidget>
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QWheelEvent>
@@ -37,13 +36,18 @@ WaveformViewBase<Widget, View, Delegate>::WaveformViewBase(QWidget* parent) : Wi
 
 template <class Widget, class View, class Delegate>
 WaveformViewBase<Widget, View, Delegate>::~WaveformViewBase() {
-    // The GL widget (the view's own base class, or a child of the view) destroys its context
-    // after this part of the object is gone.
+    // The surface (a child of the view) destroys its context after this part of the object
+    // is gone.
+    detachSurface();
+}
+
+template <class Widget, class View, class Delegate>
+void WaveformViewBase<Widget, View, Delegate>::detachSurface() {
     QObject::disconnect(contextDestroyed_);
     if (glReady_) {
-        glWidget_->makeCurrent();
+        surface_->makeCurrent();
         releaseGLResources();
-        glWidget_->doneCurrent();
+        surface_->doneCurrent();
     }
 }
 
@@ -66,6 +70,7 @@ void WaveformViewBase<Widget, View, Delegate>::attachToScrollView(QScrollArea* s
 template <class Widget, class View, class Delegate>
 void WaveformViewBase<Widget, View, Delegate>::setWaveform(std::unique_ptr<KTWaveform> waveform) {
     waveform_ = std::move(waveform);
+    ++waveformGeneration_;
     if (waveform_)
         // The vertex buffer still holds the previous file's strip.
         waveform_->totalBuckets = 0;
@@ -76,9 +81,11 @@ void WaveformViewBase<Widget, View, Delegate>::setWaveform(std::unique_ptr<KTWav
     edit_.rangeEndFrame = waveform_ ? waveform_->totalFrames() : 0;
     self().fitWidth();
     requestRedraw();
-    // The grips moved (or went away) under a pointer that may be resting on the view.
-    handCursor_.show(this->underMouse() &&
-                     isOverHandle(this->mapFromGlobal(QCursor::pos().toPointF())));
+    // The grips moved (or went away) under a pointer that may be resting on the view (a GL
+    // window over the view takes the pointer's entering, so it is asked where it is).
+    const QPointF pointer = this->mapFromGlobal(QCursor::pos().toPointF());
+    handCursor_.show(this->isVisible() && this->rect().contains(pointer.toPoint()) &&
+                     isOverHandle(pointer));
 }
 
 template <class Widget, class View, class Delegate>
@@ -123,7 +130,7 @@ void WaveformViewBase<Widget, View, Delegate>::setDropzoneDelta(float delta) {
 
 template <class Widget, class View, class Delegate>
 void WaveformViewBase<Widget, View, Delegate>::requestRedraw() {
-    glWidget_->update();
+    surface_->requestFrame();
 }
 
 template <class Widget, class View, class Delegate>
@@ -195,12 +202,14 @@ EditMapping WaveformViewBase<Widget, View, Delegate>::editMapping() const {
 template <class Widget, class View, class Delegate>
 void WaveformViewBase<Widget, View, Delegate>::setBeatMarks(BeatMarks marks) {
     beatMarks_ = std::move(marks);
+    ++waveformGeneration_; // the grid is drawn with the waveform's strip
     requestRedraw();
 }
 
 template <class Widget, class View, class Delegate>
 void WaveformViewBase<Widget, View, Delegate>::setShowsBeatGrid(bool shows) {
     showsBeatGrid_ = shows;
+    ++waveformGeneration_;
     requestRedraw();
 }
 
@@ -433,10 +442,10 @@ void WaveformViewBase<Widget, View, Delegate>::createGLResources() {
         waveform_->totalBuckets = 0;
     QObject::disconnect(contextDestroyed_);
     contextDestroyed_ =
-        QObject::connect(glWidget_->context(), &QOpenGLContext::aboutToBeDestroyed, this, [this] {
-            glWidget_->makeCurrent();
+        QObject::connect(surface_->context(), &QOpenGLContext::aboutToBeDestroyed, this, [this] {
+            surface_->makeCurrent();
             releaseGLResources();
-            glWidget_->doneCurrent();
+            surface_->doneCurrent();
         });
     createGLObjects(*this, glObjects_, this->devicePixelRatioF());
 }
@@ -449,7 +458,7 @@ void WaveformViewBase<Widget, View, Delegate>::releaseGLResources() {
     glReady_ = false;
 }
 
-template class WaveformViewBase<QOpenGLWidget, KTFixedWaveformView, KTFixedWaveformViewDelegate>;
+template class WaveformViewBase<QWidget, KTFixedWaveformView, KTFixedWaveformViewDelegate>;
 template class WaveformViewBase<QWidget, KTWaveformView, KTWaveformViewDelegate>;
 
 } // namespace waveform_view

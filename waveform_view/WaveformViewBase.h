@@ -6,9 +6,9 @@
 // the grips, the drop target with its animated drop zone, following the playhead, the
 // scroll-end timer, and the life of their GL objects.
 //
-// `Widget` is the Qt class the view is (QOpenGLWidget for the fixed view, which draws
-// itself; QWidget for the scrolling view, which draws on a GL surface over what shows),
-// `View` the view itself and `Delegate` the delegate it reports to. What differs between
+// `Widget` is the Qt class the view is (QWidget for both: the fixed view draws in a GL
+// window of its own, the scrolling view on a GL surface over what shows), `View` the view
+// itself and `Delegate` the delegate it reports to. What differs between
 // the two the view supplies itself, and this class calls it on `View`:
 //
 //   waveformAreaWidth(), waveformAreaRect()  the zoomed pixel space: the fixed view's
@@ -18,7 +18,7 @@
 //   fitWidth(), zoomInWithPivot(), zoomOutWithPivot(), boundsDidChange()
 //
 // Thread contract: the GUI thread only, like the views. The GL objects are made and deleted
-// with the GL widget's context current (the view itself, or its surface).
+// with the context of the view's surface current.
 // Ownership: the view owns its waveform and its GL objects; the delegate is not owned.
 
 #include "waveform_view/BeatMarks.h"
@@ -27,6 +27,7 @@
 #include "waveform_view/HandCursor.h"
 #include "waveform_view/RangeEditing.h"
 #include "waveform_view/ViewDrawing.h"
+#include "waveform_view/ViewSurface.h"
 
 #include <QOpenGLFunctions_2_1>
 #include <QPointF>
@@ -41,7 +42,6 @@ class QDragEnterEvent;
 class QDragLeaveEvent;
 class QDropEvent;
 class QMouseEvent;
-class QOpenGLWidget;
 class QScrollArea;
 class QWheelEvent;
 
@@ -140,11 +140,13 @@ public:
     void boundsDidFinishChanging();
 
 protected:
-    // `glWidget` is the widget whose context the view draws in and whose update() redraws
-    // it: the view itself, or its GL surface (made by the view's constructor, which sets it
-    // with setGLWidget then).
+    // The surface the view draws in is made by the view's constructor, which sets it with
+    // setSurface then.
     explicit WaveformViewBase(QWidget* parent);
-    void setGLWidget(QOpenGLWidget* glWidget) { glWidget_ = glWidget; }
+    void setSurface(ViewSurface* surface) { surface_ = surface; }
+    // Releases the GL objects in the surface's context and stops following that context; for
+    // a view whose surface goes before the view's destructor ends.
+    void detachSurface();
     void requestRedraw();
 
     void mousePressEvent(QMouseEvent* event) override;
@@ -167,7 +169,7 @@ protected:
     // A drag in progress ends without a message.
     void endTracking();
 
-    // Makes the GL objects in the GL widget's context, which is current, and releases them
+    // Makes the GL objects in the surface's context, which is current, and releases them
     // when that context goes.
     void createGLResources();
     void releaseGLResources();
@@ -175,6 +177,8 @@ protected:
     QScrollArea* scrollView_ = nullptr;
     Delegate* delegate_ = nullptr;
     std::unique_ptr<KTWaveform> waveform_;
+    // Raised by every new file or beat grid: what was drawn of one differs from another's.
+    int waveformGeneration_ = 0;
     // The playhead, the range and the state of the current press.
     RangeEditing edit_;
     bool scrolling_ = false;
@@ -214,7 +218,7 @@ private:
     // scroll in a view of the other kind leaves it alone.
     static inline QPointer<QTimer> scrollEndTimer_;
 
-    QOpenGLWidget* glWidget_ = nullptr;
+    ViewSurface* surface_ = nullptr;
 
     // The button is held after a press that grabbed something. The last drag position is in
     // the scroll area's viewport, which does not move when the view scrolls, so the repeat

@@ -5,7 +5,9 @@
 #include "tests/waveform_view/ViewFixture.h"
 #include "waveform_view/BeatGridDrawing.h"
 
+#include <QApplication>
 #include <QImage>
+#include <QScreen>
 #include <QTest>
 #include <algorithm>
 #include <cmath>
@@ -228,6 +230,43 @@ INSTANTIATE_TEST_SUITE_P(, EmptyStrip,
                          [](const testing::TestParamInfo<EmptyStripCase>& info) {
                              return std::string(info.param.name);
                          });
+
+// The screen is drawn again only where an edit changed the frame; after each edit it shows
+// what the whole frame of that state is.
+TEST_F(RenderingTest, ScreenAfterEachEditShowsTheWholeFrame) {
+    view().setWaveform(makeWaveform(kFrames, 0.25f));
+    view().setPlayheadFrame(100000);
+    QApplication::processEvents();
+    struct Edit {
+        const char* name;
+        std::int32_t start, end, playhead;
+    };
+    // 1000 frames a pixel; the range starts as the whole file.
+    const Edit edits[] = {{"endLeft", 0, 400000, 100000},
+                          {"endRight", 0, 430000, 100000},
+                          {"startRight", 200000, 430000, 100000},
+                          {"narrowerThanItsCaps", 420000, 430000, 100000},
+                          {"startLeftAgain", 150000, 430000, 100000},
+                          {"playheadOn", 150000, 430000, 101000}};
+    for (const Edit& edit : edits) {
+        view().setRangeStartFrame(edit.start);
+        view().setRangeEndFrame(edit.end);
+        view().setPlayheadFrame(edit.playhead);
+        QApplication::processEvents();
+        const QPoint at = view().mapToGlobal(QPoint(0, 0));
+        const QImage screen = view()
+                                  .screen()
+                                  ->grabWindow(0, at.x(), at.y(), view().width(), view().height())
+                                  .toImage();
+        const QImage whole = grab(view());
+        ASSERT_EQ(screen.size(), whole.size());
+        int stale = 0;
+        for (int y = 0; y < whole.height(); ++y)
+            for (int x = 0; x < whole.width(); ++x)
+                stale += !near(pixelAt(screen, x, y), pixelAt(whole, x, y));
+        EXPECT_EQ(stale, 0) << edit.name;
+    }
+}
 
 TEST(LongFileRendering, BucketsBeyondSixteenBitsAreDrawnWhereTheyBelong) {
     // 40,000 peak samples: at the deepest zoom there is one bucket per sample, more than
