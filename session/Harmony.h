@@ -2,7 +2,7 @@
 
 // The harmony of a recording as the analysis found it, in the recording's own pitch: the
 // chords with their times, the key, and how far the recording is tuned from A440. The
-// window shows chords and key moved by the pitch shift (see Transposition.h).
+// window shows chords and key moved by the pitch shift (app/HeardHarmony.h).
 //
 // Thread contract: plain values.
 
