@@ -61,7 +61,7 @@ BarTools::~BarTools() {
     session_.removeObserver(this);
 }
 
-// Beside the LCD: the bar and beat under the playhead, then the analysis under way.
+// Beside the LCD: the bar and beat under the playhead; after the key, the analysis under way.
 void BarTools::makeLabels() {
     QLabel* sound = window_.ui.soundStatusLabel;
     auto* row = qobject_cast<QBoxLayout*>(sound->parentWidget()->layout());
@@ -72,10 +72,11 @@ void BarTools::makeLabels() {
     // Faded: a remark, not a warning.
     analysisLabel_ =
         makeHudLabel(sound->parentWidget(), QStringLiteral("analysisStatusLabel"), 150);
+    // The analysis's mark goes after the key, so that it never moves the line about the
+    // sound output while it comes and goes.
     if (row) {
-        const int at = row->indexOf(sound);
-        row->insertWidget(at, analysisLabel_);
-        row->insertWidget(at, positionLabel_);
+        row->insertWidget(row->indexOf(sound), positionLabel_);
+        row->insertWidget(row->indexOf(window_.ui.keyLabel) + 1, analysisLabel_);
     }
 }
 

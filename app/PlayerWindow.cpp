@@ -41,6 +41,9 @@ PlayerWindow::PlayerWindow(QWidget* parent) : QMainWindow(parent) {
     progressSheet = new LoadingSheet(this);
     for (QLabel* label : {ui.speedLabel, ui.pitchLabel, ui.soundStatusLabel, ui.keyLabel})
         useHudText(label);
+    // In a narrow window the key gives way (cut short) before the warning about the sound.
+    ui.soundStatusLabel->setSizePolicy(QSizePolicy::Minimum, QSizePolicy::Preferred);
+    ui.keyLabel->setMinimumWidth(1);
     // Nothing in the window takes keyboard focus, so every key reaches the window's own
     // handling whatever was clicked last.
     for (QWidget* child : findChildren<QWidget*>())

@@ -110,8 +110,9 @@ def main():
     server = Server(work)
     env = environment(PULSE_SERVER=server.env["PULSE_SERVER"],
                       PULSE_RUNTIME_PATH=server.runtime)
-    # The line under the LCD's row and the LCD itself, in the window's own pixels.
-    status_area, lcd_area = "200x20+345+330", "100x30+240+325"
+    # Where the line about the sound output shows (after the LCD and the bar and beat beside
+    # it), and the LCD itself, in the window's own pixels.
+    status_area, lcd_area = "200x20+445+330", "100x30+240+325"
     windows = []
     try:
         server.start()
