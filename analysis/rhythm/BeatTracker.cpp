@@ -57,6 +57,77 @@ void dropSilentEnds(const OnsetTrack& track, std::vector<double>& beats) {
                                 beats.begin() + std::ptrdiff_t(end));
 }
 
+// The onset strength between notes, the median over the recording. Noise and reverb lift
+// every instant by about this much, which flattens the contrasts between beats measured
+// below unless it is taken off first.
+double floorLevel(const std::vector<float>& onset) {
+    std::vector<float> sorted(onset);
+    std::nth_element(sorted.begin(), sorted.begin() + std::ptrdiff_t(sorted.size() / 2),
+                     sorted.end());
+    return sorted[sorted.size() / 2];
+}
+
+// How much alternate instants of `points` differ, from 0 (alike) to 1: a snare drum on the
+// second and fourth beats against the kick drum's first and third.
+double alternation(const std::vector<float>& onset, double hop, const std::vector<double>& points) {
+    const double first = salienceAt(onset, hop, everyOther(points, 0));
+    const double second = salienceAt(onset, hop, everyOther(points, 1));
+    return first + second > 0 ? std::abs(first - second) / (first + second) : 0;
+}
+
+// The tracker's own tempo prior pulls slow pieces up to their eighths and fast ones down to
+// every other beat. Which level the music stresses decides instead, measured above the
+// onset floor so that noise does not even the stresses out:
+// - Alternate beats of very different strength: the tracker is counting eighths (a
+//   ballad's arpeggios between its beats). Half the tempo; below 60 BPM only on stronger
+//   evidence, as a strong first beat of each bar also makes beats alternate.
+// - Below 100 BPM, half-beats nearly as strong as the beats: it is counting every other
+//   beat of a fast piece. Double the tempo.
+// Returns the factor for the beat periods: 2, 0.5 or 1.
+double periodFactor(const OnsetTrack& track, const std::vector<double>& beats, double bpm) {
+    const double hop = track.hopSeconds();
+    const double floor = floorLevel(track.onset);
+    auto stress = [&](const std::vector<double>& points) {
+        return std::max(0.0, salienceAt(track.onset, hop, points) - floor);
+    };
+    const double onBeats = stress(beats);
+    const double even = stress(everyOther(beats, 0));
+    const double odd = stress(everyOther(beats, 1));
+    if (onBeats <= 0 || std::max(even, odd) <= 0)
+        return 0;
+    const double evenness = std::min(even, odd) / std::max(even, odd);
+    if (evenness < (bpm / 2 >= 60 ? 0.6 : 0.4) && bpm / 2 >= 40)
+        return 2.0;
+    if (bpm <= 100 && stress(halfwayPoints(beats)) / onBeats >= 0.75)
+        return 0.5;
+    return 1.0;
+}
+
+// Whether the beats are on the off-beats (the tracker followed a syncopated part) and
+// belong half a beat later. Kick drums and bass notes mark the beat, so the low bands count
+// three times: beats clearly weaker than the half-beats between them are off. Where the two
+// are about as strong (a syncopated kick and bass), the backbeat decides: a snare drum
+// alternates with the kick on the beats, so the level above the low bands alternates
+// there and not on the off-beats.
+bool onOffbeats(const OnsetTrack& track, const std::vector<double>& beats) {
+    const double hop = track.hopSeconds();
+    std::vector<float> accent(track.onset.size());
+    std::vector<float> upper(track.onset.size());
+    for (std::size_t i = 0; i < accent.size(); ++i) {
+        accent[i] = track.onset[i] + 2.0f * track.lowOnset[i];
+        upper[i] = track.onset[i] - track.lowOnset[i];
+    }
+    const std::vector<double> halves = halfwayPoints(beats);
+    const double onBeats = salienceAt(accent, hop, beats);
+    const double halfway = salienceAt(accent, hop, halves);
+    if (halfway > 1.15 * onBeats)
+        return true;
+    if (halfway < 0.6 * onBeats)
+        return false;
+    const double backbeatOff = alternation(upper, hop, halves);
+    return backbeatOff >= 0.15 && backbeatOff > 2 * alternation(upper, hop, beats);
+}
+
 } // namespace
 
 std::vector<double> trackBeats(const OnsetTrack& track, const std::atomic<bool>* cancel) {
@@ -72,41 +143,17 @@ std::vector<double> trackBeats(const OnsetTrack& track, const std::atomic<bool>*
     if (cancel && cancel->load())
         return {};
     Grid grid = beatsAtPeriods(tracker, df, periods, hop);
-
-    auto rescaled = [&](double factor) {
-        std::vector<double> scaled(periods);
-        for (double& period : scaled)
-            period *= factor;
-        return beatsAtPeriods(tracker, df, scaled, hop);
-    };
-    // The tracker's own tempo prior pulls slow pieces up to their eighths and fast ones
-    // down to every other beat. Which level the music stresses decides instead:
-    // - Alternate beats of very different strength: the tracker is counting eighths (a
-    //   ballad's arpeggios between its beats). Half the tempo; below 60 BPM only on
-    //   stronger evidence, as a strong first beat of each bar also makes beats alternate.
-    // - Below 100 BPM, half-beats nearly as strong as the beats: it is counting every
-    //   other beat of a fast piece. Double the tempo.
-    const double onBeats = salienceAt(track.onset, hop, grid.beats);
-    const double halfway = salienceAt(track.onset, hop, halfwayPoints(grid.beats));
-    const double even = salienceAt(track.onset, hop, everyOther(grid.beats, 0));
-    const double odd = salienceAt(track.onset, hop, everyOther(grid.beats, 1));
-    if (onBeats <= 0 || std::max(even, odd) <= 0)
+    const double factor = periodFactor(track, grid.beats, grid.bpm);
+    if (factor <= 0)
         return {};
-    const double alternation = std::min(even, odd) / std::max(even, odd);
-    if (alternation < (grid.bpm / 2 >= 60 ? 0.6 : 0.4) && grid.bpm / 2 >= 40)
-        grid = rescaled(2.0);
-    else if (grid.bpm <= 100 && halfway / onBeats >= 0.75)
-        grid = rescaled(0.5);
+    if (factor != 1.0) {
+        for (double& period : periods)
+            period *= factor;
+        grid = beatsAtPeriods(tracker, df, periods, hop);
+    }
     if (cancel && cancel->load())
         return {};
-    // Beats clearly weaker than the half-beats between them are on the off-beats (the
-    // tracker followed a syncopated part): move them half a beat. Kick drums and bass
-    // notes mark the beat, so the low bands count three times here.
-    std::vector<float> accent(track.onset.size());
-    for (std::size_t i = 0; i < accent.size(); ++i)
-        accent[i] = track.onset[i] + 2.0f * track.lowOnset[i];
-    if (salienceAt(accent, hop, halfwayPoints(grid.beats)) >
-        1.15 * salienceAt(accent, hop, grid.beats))
+    if (onOffbeats(track, grid.beats))
         grid.beats = halfwayPoints(grid.beats);
     dropSilentEnds(track, grid.beats);
     return grid.beats;
