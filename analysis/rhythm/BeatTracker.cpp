@@ -103,6 +103,24 @@ double periodFactor(const OnsetTrack& track, const std::vector<double>& beats, d
     return 1.0;
 }
 
+// Whether the onsets a third and two thirds of the way from each beat to the next are about
+// as strong as the beats themselves, while the half-beats are weaker: the tracker has
+// grouped three even pulses into one beat (a syncopated part playing every third eighth
+// drew it there). Music whose beat divides into three stresses its beats above the other
+// two pulses; where nothing does, the beat is two pulses.
+bool countsThreePulses(const OnsetTrack& track, const std::vector<double>& beats) {
+    const double hop = track.hopSeconds();
+    const double floor = floorLevel(track.onset);
+    auto stressAt = [&](double fraction) {
+        std::vector<double> points;
+        for (std::size_t i = 1; i < beats.size(); ++i)
+            points.push_back(beats[i - 1] + fraction * (beats[i] - beats[i - 1]));
+        return std::max(0.0, salienceAt(track.onset, hop, points) - floor);
+    };
+    const double thirds = std::min(stressAt(1.0 / 3), stressAt(2.0 / 3));
+    return thirds >= 0.7 * stressAt(0) && thirds >= 1.5 * stressAt(0.5);
+}
+
 // Whether the beats are on the off-beats (the tracker followed a syncopated part) and
 // belong half a beat later. Kick drums and bass notes mark the beat, so the low bands count
 // three times: beats clearly weaker than the half-beats between them are off. Where the two
@@ -143,14 +161,18 @@ std::vector<double> trackBeats(const OnsetTrack& track, const std::atomic<bool>*
     if (cancel && cancel->load())
         return {};
     Grid grid = beatsAtPeriods(tracker, df, periods, hop);
-    const double factor = periodFactor(track, grid.beats, grid.bpm);
-    if (factor <= 0)
-        return {};
-    if (factor != 1.0) {
+    auto rescale = [&](double factor) {
         for (double& period : periods)
             period *= factor;
         grid = beatsAtPeriods(tracker, df, periods, hop);
-    }
+    };
+    const double factor = periodFactor(track, grid.beats, grid.bpm);
+    if (factor <= 0)
+        return {};
+    if (factor != 1.0)
+        rescale(factor);
+    if (countsThreePulses(track, grid.beats))
+        rescale(2.0 / 3);
     if (cancel && cancel->load())
         return {};
     if (onOffbeats(track, grid.beats))
