@@ -104,21 +104,25 @@ double periodFactor(const OnsetTrack& track, const std::vector<double>& beats, d
 }
 
 // Whether the onsets a third and two thirds of the way from each beat to the next are about
-// as strong as the beats themselves, while the half-beats are weaker: the tracker has
-// grouped three even pulses into one beat (a syncopated part playing every third eighth
-// drew it there). Music whose beat divides into three stresses its beats above the other
-// two pulses; where nothing does, the beat is two pulses.
+// as strong as the beats themselves, while the half-beats are weaker, and the low bands
+// (kick drum, bass) do not mark the beats either: the tracker has grouped three even pulses
+// into one beat (a syncopated part playing every third eighth drew it there). Music whose
+// beat divides into three stresses its beats above the other two pulses; where nothing
+// does, the beat is two pulses.
 bool countsThreePulses(const OnsetTrack& track, const std::vector<double>& beats) {
     const double hop = track.hopSeconds();
-    const double floor = floorLevel(track.onset);
-    auto stressAt = [&](double fraction) {
+    auto stressAt = [&](const std::vector<float>& onset, double fraction) {
         std::vector<double> points;
         for (std::size_t i = 1; i < beats.size(); ++i)
             points.push_back(beats[i - 1] + fraction * (beats[i] - beats[i - 1]));
-        return std::max(0.0, salienceAt(track.onset, hop, points) - floor);
+        return std::max(0.0, salienceAt(onset, hop, points) - floorLevel(onset));
     };
-    const double thirds = std::min(stressAt(1.0 / 3), stressAt(2.0 / 3));
-    return thirds >= 0.7 * stressAt(0) && thirds >= 1.5 * stressAt(0.5);
+    auto thirds = [&](const std::vector<float>& onset) {
+        return std::min(stressAt(onset, 1.0 / 3), stressAt(onset, 2.0 / 3));
+    };
+    const double all = thirds(track.onset);
+    return all >= 0.6 * stressAt(track.onset, 0) && all >= 1.5 * stressAt(track.onset, 0.5) &&
+           thirds(track.lowOnset) >= 0.6 * stressAt(track.lowOnset, 0);
 }
 
 // Whether the beats are on the off-beats (the tracker followed a syncopated part) and
