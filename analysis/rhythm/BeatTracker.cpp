@@ -83,7 +83,7 @@ double alternation(const std::vector<float>& onset, double hop, const std::vecto
 //   evidence, as a strong first beat of each bar also makes beats alternate.
 // - Below 100 BPM, half-beats nearly as strong as the beats: it is counting every other
 //   beat of a fast piece. Double the tempo.
-// Returns the factor for the beat periods: 2, 0.5 or 1.
+// Returns the factor for the beat periods: 2, 0.5 or 1; 0 when no onset marks the beats.
 double periodFactor(const OnsetTrack& track, const std::vector<double>& beats, double bpm) {
     const double hop = track.hopSeconds();
     const double floor = floorLevel(track.onset);
@@ -121,7 +121,8 @@ bool countsThreePulses(const OnsetTrack& track, const std::vector<double>& beats
         return std::min(stressAt(onset, 1.0 / 3), stressAt(onset, 2.0 / 3));
     };
     const double all = thirds(track.onset);
-    return all >= 0.6 * stressAt(track.onset, 0) && all >= 1.5 * stressAt(track.onset, 0.5) &&
+    return all > 0 && all >= 0.6 * stressAt(track.onset, 0) &&
+           all >= 1.5 * stressAt(track.onset, 0.5) &&
            thirds(track.lowOnset) >= 0.6 * stressAt(track.lowOnset, 0);
 }
 
