@@ -3,7 +3,7 @@
 #include "resources/palette/PaletteQColor.h"
 
 #include <QPainter>
-#include <QPainterPath>
+#include <QPolygonF>
 #include <algorithm>
 #include <cmath>
 
@@ -93,57 +93,96 @@ int NoteStripView::noteAt(QPointF point) const {
 
 void NoteStripView::paintEvent(QPaintEvent* /*event*/) {
     QPainter painter(this);
-    painter.fillRect(rect(), palette::qColor(palette::kFieldDeep));
+    const double top = keyboardTop();
+    painter.fillRect(QRectF(0, 0, width(), top), palette::qColor(palette::kFieldDeep));
     paintSpectrum(painter);
-    paintKeys(painter);
+    painter.drawPixmap(QPointF(0, top), plainKeyboard());
+    paintLitKeys(painter);
 }
 
+// One point per pixel column (the strongest bin that falls on it): the curve is as fine as
+// the screen shows, whatever the bins per semitone.
 void NoteStripView::paintSpectrum(QPainter& painter) const {
     const std::vector<float>& levels = spectrum_.levels;
     if (levels.empty())
         return;
     const double base = keyboardTop() - 1;
     const double height = base - 2;
-    QPainterPath curve;
-    curve.moveTo(xForNote(kLowestNote), base);
-    for (std::size_t bin = 0; bin < levels.size(); ++bin) {
+    QPolygonF curve;
+    curve.append(QPointF(xForNote(kLowestNote), base));
+    int column = -1;
+    double columnLevel = 0;
+    for (std::size_t bin = 0; bin <= levels.size(); ++bin) {
         const double note = kLowestNote + double(bin) / spectrum_.binsPerSemitone;
-        if (note > kHighestNote)
+        const bool end = bin == levels.size() || note > kHighestNote;
+        const int x = end ? -2 : int(xForNote(note));
+        if (x != column && column >= 0)
+            curve.append(QPointF(column, base - columnLevel * height));
+        if (end)
             break;
         const double level = std::clamp(double(levels[bin]), 0.0, 1.0);
-        curve.lineTo(xForNote(note), base - level * height);
+        columnLevel = x == column ? std::max(columnLevel, level) : level;
+        column = x;
     }
-    curve.lineTo(curve.currentPosition().x(), base);
-    curve.closeSubpath();
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.fillPath(curve, palette::qColor(palette::kWaveform, 0.55));
+    curve.append(QPointF(curve.back().x(), base));
     painter.setPen(QPen(palette::qColor(palette::kAccent), 1.0));
-    painter.drawPath(curve);
-    painter.setRenderHint(QPainter::Antialiasing, false);
+    painter.setBrush(palette::qColor(palette::kWaveform, 0.55));
+    painter.drawPolygon(curve);
 }
 
-void NoteStripView::paintKeys(QPainter& painter) const {
-    const QColor lit = palette::qColor(palette::kAccent);
+const QPixmap& NoteStripView::plainKeyboard() {
+    const double top = keyboardTop();
+    const QSize size(width(), height() - int(top));
+    const qreal ratio = devicePixelRatioF();
+    if (keyboard_.size() == size * ratio && keyboard_.devicePixelRatio() == ratio)
+        return keyboard_;
+    keyboard_ = QPixmap(size * ratio);
+    keyboard_.setDevicePixelRatio(ratio);
+    keyboard_.fill(palette::qColor(palette::kFieldDeep));
+    QPainter painter(&keyboard_);
+    painter.translate(0, -top);
+    for (int pass = 0; pass < 2; ++pass)
+        for (int note = kLowestNote; note <= kHighestNote; ++note)
+            if (isBlackKey(note) == (pass == 1))
+                paintKey(painter, note, false);
+    for (int note = kLowestNote; note <= kHighestNote; note += 12)
+        paintOctaveName(painter, note);
+    return keyboard_;
+}
+
+void NoteStripView::paintKey(QPainter& painter, int note, bool lit) const {
+    const bool black = isBlackKey(note);
     painter.setPen(palette::qColor(palette::kFieldDeep));
-    for (int pass = 0; pass < 2; ++pass) {
-        const bool black = pass == 1;
-        for (int note = kLowestNote; note <= kHighestNote; ++note) {
-            if (isBlackKey(note) != black)
-                continue;
-            const QColor plain = black ? palette::qColor(palette::kFieldBottom)
-                                       : palette::qColor(palette::kWhite, 0.92);
-            painter.setBrush(isLit(spectrum_.litNotes, note) ? lit : plain);
-            painter.drawRect(keyRect(note));
-        }
-    }
-    // C's are named, so the octaves can be counted: C1 .. C8.
+    painter.setBrush(lit     ? palette::qColor(palette::kAccent)
+                     : black ? palette::qColor(palette::kFieldBottom)
+                             : palette::qColor(palette::kWhite, 0.92));
+    painter.drawRect(keyRect(note));
+    if (lit && note % 12 == 0)
+        paintOctaveName(painter, note);
+}
+
+// C's are named, so the octaves can be counted: C1 .. C8.
+void NoteStripView::paintOctaveName(QPainter& painter, int note) const {
     painter.setPen(palette::qColor(palette::kFieldBottom));
     QFont small = painter.font();
     small.setPixelSize(std::clamp(int(whiteKeyWidth() * 0.6), 6, 11));
     painter.setFont(small);
-    for (int note = kLowestNote; note <= kHighestNote; note += 12) {
-        const QRectF key = keyRect(note);
-        painter.drawText(key.adjusted(0, 0, 0, -2), Qt::AlignHCenter | Qt::AlignBottom,
-                         QStringLiteral("C%1").arg(note / 12 - 1));
+    painter.drawText(keyRect(note).adjusted(0, 0, 0, -2), Qt::AlignHCenter | Qt::AlignBottom,
+                     QStringLiteral("C%1").arg(note / 12 - 1));
+}
+
+// A lit white key is drawn over the black keys beside it, which are then drawn again on top.
+void NoteStripView::paintLitKeys(QPainter& painter) const {
+    const std::vector<int>& lit = spectrum_.litNotes;
+    for (int note : lit) {
+        if (note < kLowestNote || note > kHighestNote || isBlackKey(note))
+            continue;
+        paintKey(painter, note, true);
+        for (int beside : {note - 1, note + 1})
+            if (beside >= kLowestNote && beside <= kHighestNote && isBlackKey(beside))
+                paintKey(painter, beside, isLit(lit, beside));
     }
+    for (int note : lit)
+        if (note >= kLowestNote && note <= kHighestNote && isBlackKey(note))
+            paintKey(painter, note, true);
 }

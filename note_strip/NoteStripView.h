@@ -11,6 +11,7 @@
 //
 // Thread contract: main thread only.
 
+#include <QPixmap>
 #include <QWidget>
 #include <vector>
 
@@ -54,7 +55,13 @@ private:
     double whiteKeyWidth() const;
     double keyboardTop() const;
     void paintSpectrum(QPainter& painter) const;
-    void paintKeys(QPainter& painter) const;
+    // The keyboard with no key lit, drawn once per size: a repaint lays it down and draws
+    // only the lit keys over it.
+    const QPixmap& plainKeyboard();
+    void paintKey(QPainter& painter, int note, bool lit) const;
+    void paintOctaveName(QPainter& painter, int note) const;
+    void paintLitKeys(QPainter& painter) const;
 
     Spectrum spectrum_;
+    QPixmap keyboard_;
 };
