@@ -493,7 +493,15 @@ void KTAudioQueuePlayer::followHeardPosition(AudioQueueRef calling) {
         std::lock_guard guard(gate->lock);
         if (!calling || calling != gate->liveQueue.load() || !isPlaying())
             return;
-        const std::int32_t t = currentSampleTime();
+        // Where the sound is now, carried on between device cycles; never back within a
+        // run (a carried-on time can run a little ahead of the next cycle's).
+        double heardTime = 0;
+        const std::int32_t t =
+            std::max(lastSampleTime.load(),
+                     AudioQueueGetHeardSampleTime(calling, std::chrono::steady_clock::now(),
+                                                  &heardTime) == noErr
+                         ? std::int32_t(heardTime)
+                         : currentSampleTime());
         playheadFrame.fetch_add(t - lastSampleTime.load());
         lastSampleTime.store(t);
         // The playhead of a turn heard is what has been heard of the new pass.

@@ -1,14 +1,18 @@
 #pragma once
 
 // The looping player: plays the range [rangeStartFrame, rangeEndFrame) of one audio file
-// through an output queue with time/pitch processing, reports its playhead about 14 times
-// a second and, at the end of the range, either stops or starts the range again.
+// through an output queue with time/pitch processing, reports its playhead at the display's
+// pace (60 times a second) and, at the end of the range, either stops or starts the range
+// again.
 //
 //   file read position ---> 3 queue buffers ---> time/pitch ---> device ---> heard
 //   (up to 3000 frames ahead of what is heard, plus what the stretcher holds)
 //
 // playheadFrame counts frames since rangeStartFrame. It moves by the queue's own sample
-// time at each 0.07 s timer tick, so the reported playhead is where the sound is.
+// time at each timer tick: the time heard as the device's last cycle stamped it, carried on
+// to the tick at the pace of the sound (AudioQueueGetHeardSampleTime), so the reported
+// playhead is where the sound is, moves every tick and goes back only at a turn of the loop
+// or a move of the playhead.
 //
 // States (playing / completed): Loaded (no / yes) after setAudioFile; Playing (yes / no);
 // Paused (no / no); Draining (yes / yes) while the last buffers play out, and paused there
@@ -74,7 +78,7 @@ public:
     static constexpr std::uint32_t kBufferFrames = 1000;
     static constexpr std::uint32_t kBytesPerFrame = 8;
     static constexpr std::uint32_t kBufferBytes = kBufferFrames * kBytesPerFrame;
-    static constexpr int kPlaybackTimerMilliseconds = 70;
+    static constexpr int kPlaybackTimerMilliseconds = 16;
     // Frames over which the step where a pass joins the next is eased out (1.5 ms).
     static constexpr std::uint32_t kSeamFrames = 64;
 

@@ -211,6 +211,7 @@ OSStatus OpaqueAudioQueue::stop(bool immediate) {
                 dropEnqueuedLocked();
                 stopPending = false;
                 resetRequested = true;
+                ringStale.store(true, std::memory_order_release);
                 returnFedLocked();
             } else {
                 stopPending = true;
@@ -229,6 +230,7 @@ OSStatus OpaqueAudioQueue::stop(bool immediate) {
             rtPlaying.store(false, std::memory_order_release);
             ring.requestDiscardUpTo(ring.writePosition());
             resetRequested = true;
+            ringStale.store(true, std::memory_order_release);
             returnFedLocked();
             drainCount = 0;
             setRunning(false);
@@ -257,7 +259,9 @@ OSStatus OpaqueAudioQueue::reset() {
         // until it has, no frame maps to a source time.
         ring.requestDiscardUpTo(ring.writePosition());
         timeline.restart(UINT64_MAX);
+        heard.invalidate();
         resetRequested = true;
+        ringStale.store(true, std::memory_order_release);
     }
     wake.post();
     return noErr;
@@ -449,6 +453,11 @@ OSStatus OpaqueAudioQueue::currentTime(AudioTimeStamp* out) {
     return noErr;
 }
 
+OSStatus OpaqueAudioQueue::heardSampleTime(std::chrono::steady_clock::time_point time,
+                                           double* out) const {
+    return heard.at(time, out) ? noErr : kAudioQueueErr_InvalidRunState;
+}
+
 // ---- real-time side -------------------------------------------------------------------
 
 std::uint32_t OpaqueAudioQueue::renderLeadIn(float* out, std::uint32_t frames) noexcept {
@@ -470,10 +479,23 @@ std::uint32_t OpaqueAudioQueue::renderAudio(float* out, std::uint32_t frames) no
     if (!rtPlaying.load(std::memory_order_acquire))
         return 0;
     renderCycles.fetch_add(1, std::memory_order_acq_rel);
+    if (ringStale.load(std::memory_order_acquire))
+        return 0; // a reset or stop the queue thread has not taken yet: nothing to hear
+    const auto handedAt = std::chrono::steady_clock::now();
     const std::uint32_t leadIn = renderLeadIn(out, frames);
-    const auto got = leadIn + std::uint32_t(ring.read(out + 2 * std::size_t(leadIn),
-                                                      2 * std::size_t(frames - leadIn)) /
-                                            2);
+    ring.readableCount(); // takes a discard: the position below is the next frame read
+    const std::uint64_t firstFrame = ring.readPosition() / 2;
+    const auto fromRing = std::uint32_t(
+        ring.read(out + 2 * std::size_t(leadIn), 2 * std::size_t(frames - leadIn)) / 2);
+    const std::uint32_t got = leadIn + fromRing;
+    if (fromRing > 0) {
+        const double delay =
+            double(latencyFrames.load(std::memory_order_relaxed) + leadIn) / deviceRate;
+        heard.publish(firstFrame,
+                      handedAt + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                                     std::chrono::duration<double>(delay)),
+                      fromRing);
+    }
     // Below its level: the queue thread tops the ring up (it sleeps until told).
     if (ring.writePosition() - ring.readPosition() <
         2 * std::uint64_t(ringTarget.load(std::memory_order_relaxed)))
@@ -558,6 +580,7 @@ void OpaqueAudioQueue::threadMain() {
                 run = RunState::Stopped;
                 rtPlaying.store(false, std::memory_order_release);
                 resetRequested = true;
+                ringStale.store(true, std::memory_order_release);
                 returnFedLocked();
                 setRunning(false);
             }
@@ -631,6 +654,12 @@ std::vector<AudioQueueBufferRef> OpaqueAudioQueue::pump(bool priming) {
         if (disposed)
             return used;
         reset = std::exchange(resetRequested, false);
+        if (reset) {
+            // What a round under way wrote after the caller's discard is dropped with the
+            // rest, before the real-time thread may read again.
+            ring.requestDiscardUpTo(ring.writePosition());
+            ringStale.store(false, std::memory_order_release);
+        }
         active = priming || run == RunState::Running || run == RunState::Stopping;
     }
     if (reset) {
@@ -640,6 +669,7 @@ std::vector<AudioQueueBufferRef> OpaqueAudioQueue::pump(bool priming) {
     }
     if (!active)
         return used;
+    latencyFrames.store(device->outputLatencyFrames(), std::memory_order_relaxed);
     if (!prepared)
         prepareRunLocked();
     applyParametersLocked();
@@ -720,6 +750,7 @@ void OpaqueAudioQueue::prepareRunLocked() {
     endCommitted.store(false);
     endPosition.store(UINT64_MAX);
     timeline.restart(ring.writePosition() / 2);
+    heard.restart(ring.writePosition() / 2);
     prepared = true;
 }
 
@@ -751,6 +782,7 @@ bool OpaqueAudioQueue::drainStretcherLocked(std::size_t targetFrames) {
             interleaved.data(), std::min(available, targetFrames - level), &sourceStart);
         if (count > 0) {
             timeline.append(ring.writePosition() / 2, sourceStart, timePitch.sourcePerOutput());
+            heard.note(ring.writePosition() / 2, sourceStart, timePitch.sourcePerOutput());
             ring.write(interleaved.data(), 2 * count);
         }
     }
