@@ -4,8 +4,10 @@
 #include "tests/playback/SignalAnalysis.h"
 #include "tests/support/Signals.h"
 
+#include <algorithm>
 #include <cmath>
 #include <ostream>
+#include <thread>
 
 namespace playback_test {
 namespace {
@@ -209,6 +211,66 @@ TEST_F(PlayerTest, RangeOfZeroFramesCompletesAtOnceOrLoops) {
     player->setLooped(false);
     EXPECT_TRUE(render([&] { return delegate.completions.load() == 2; }, kRate).empty());
     EXPECT_EQ(player->currentFrame(), 1000.0);
+}
+
+// The device pulled at the pace of a sound card: every playhead report is where the sound
+// is at that moment (a block is heard over its own length from when it is taken), within
+// 5 ms either way, and the playhead goes back only at a turn of the loop.
+TEST_F(PlayerTest, PlayheadMovesWithTheSound) {
+    using Clock = std::chrono::steady_clock;
+    struct Report {
+        Clock::time_point time;
+        int frame;
+    };
+    struct Timed : RecordingDelegate {
+        void playerDidMovePlayheadToFrame(KTAudioQueuePlayer*, int frame) override {
+            reports.push_back({Clock::now(), frame});
+        }
+        std::vector<Report> reports;
+    } timed;
+    load(makeSine(2 * kRate, 2, kRate, 440), "playhead");
+    const int start = kRate / 4, length = kRate / 3;
+    player->setDelegate(&timed);
+    player->setRangeStartFrameNumFrames(start, length);
+    player->setLooped(true);
+    player->play();
+    constexpr std::uint32_t kBlock = 512;
+    std::vector<Report> pulls(160); // when each block was taken, and the frames before it
+    std::thread card([&] {
+        std::vector<float> block(2 * kBlock);
+        int heard = 0;
+        auto next = Clock::now();
+        for (Report& pull : pulls) {
+            std::this_thread::sleep_until(next);
+            pull = {Clock::now(), heard};
+            heard += int(device->pullPlayed(block.data(), kBlock, std::chrono::milliseconds(0)));
+            next += std::chrono::microseconds(1000000 * kBlock / kRate);
+        }
+    });
+    waitUntil([&] { return timed.reports.size() > 100; });
+    card.join();
+    player->setLooped(false);
+    player->stop();
+    EXPECT_TRUE(waitUntil([&] { return timed.completions.load() == 1; }));
+    player->setDelegate(&delegate);
+    // The first few reports come before the sound has started.
+    for (std::size_t i = 20; i < std::min<std::size_t>(timed.reports.size(), 100); ++i) {
+        const Report& r = timed.reports[i];
+        auto pull =
+            std::upper_bound(pulls.begin(), pulls.end(), r.time,
+                             [](Clock::time_point t, const Report& p) { return t < p.time; });
+        ASSERT_NE(pull, pulls.begin());
+        --pull;
+        const double intoBlock = std::chrono::duration<double>(r.time - pull->time).count() * kRate;
+        const double heard = pull->frame + intoBlock;
+        double behind = std::fmod(start + std::fmod(heard, length) - r.frame + length, length);
+        behind = behind > length / 2 ? behind - length : behind;
+        EXPECT_LT(std::fabs(behind), 0.005 * kRate) << "report " << i << " at frame " << r.frame;
+        const int step = r.frame - timed.reports[i - 1].frame;
+        // Back only by about a pass (a turn), forward by about a tick.
+        EXPECT_TRUE(step >= 0 || std::abs(step + length) < 0.05 * kRate) << "report " << i;
+        EXPECT_LT(step, 0.05 * kRate) << "report " << i;
+    }
 }
 
 TEST_F(PlayerTest, StopOnLoopedPlayerStartsTheRangeAgain) {
