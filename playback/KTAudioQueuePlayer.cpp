@@ -452,11 +452,13 @@ bool KTAudioQueuePlayer::turnWithoutStopLocked() {
         return false;
     CheckError(seekFile(rangeStartFrame_.load()), "ExtAudioFileSeek");
     seeks.fetch_add(1);
-    turnsAhead.push_back(framesEnqueued);
     lastTurnRead = framesEnqueued;
     seamPending = true;
     if (passRead)
         passRead();
+    // Read as the last pass (the observer cleared the loop), or in the belief that the loop
+    // goes on: then clearing it before the turn is heard ends playback at the turn.
+    turnsAhead.push_back({framesEnqueued, isLooped()});
     return true;
 }
 
@@ -505,8 +507,17 @@ void KTAudioQueuePlayer::followHeardPosition(AudioQueueRef calling) {
         playheadFrame.fetch_add(t - lastSampleTime.load());
         lastSampleTime.store(t);
         // The playhead of a turn heard is what has been heard of the new pass.
-        while (!turnsAhead.empty() && t >= turnsAhead.front()) {
-            playheadFrame.store(std::int32_t(t - turnsAhead.front()));
+        while (!turnsAhead.empty() && t >= turnsAhead.front().queueTime) {
+            if (turnsAhead.front().loopGoesOn && !isLooped()) {
+                // The loop was turned off during the pass before, after this turn was
+                // read: that pass was the last, and playback completes here, as at the
+                // range end (the listener reports it).
+                turnsAhead.clear();
+                setCompleted(true);
+                AudioQueueStop(calling, true);
+                break;
+            }
+            playheadFrame.store(std::int32_t(t - turnsAhead.front().queueTime));
             turnsAhead.pop_front();
             ++heard;
         }

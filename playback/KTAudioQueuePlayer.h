@@ -25,7 +25,8 @@
 // reads on from the range start when it reaches the range end, so the time/pitch stage
 // never starts cold and the last frame of a pass is followed by the first of the next.
 // The turn is noted at the queue time it was read at and reported (playhead back to the
-// range start, loop pass to the delegate) once the queue's time says it is heard:
+// range start, loop pass to the delegate) once the queue's time says it is heard; a loop
+// turned off in between ends playback at that turn instead (up to a tick late):
 //
 //   read    ...|end][start ... pass 2 ...              (noted: turn at queue time T)
 //   heard   ............|end][start ...                (time reaches T: pass reported)
@@ -230,7 +231,11 @@ private:
     // from 0, the queue times at which passes read without a stop begin (not yet heard),
     // and the queue time of the last such turn read (-1: none since the restart).
     std::int64_t framesEnqueued = 0;
-    std::deque<std::int64_t> turnsAhead;
+    struct Turn {
+        std::int64_t queueTime;
+        bool loopGoesOn; // the loop flag just after the turn was read
+    };
+    std::deque<Turn> turnsAhead;
     std::int64_t lastTurnRead = -1;
     bool seamPending = false;        // the next frames read begin a pass read without a stop
     float lastFramesRead[2][2] = {}; // the last two frames read, oldest first

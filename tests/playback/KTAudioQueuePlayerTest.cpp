@@ -194,6 +194,22 @@ INSTANTIATE_TEST_SUITE_P(Rates, LoopTurnTest, ::testing::Values(0.5, 1.0, 1.5),
                              return "rate" + std::to_string(int(info.param * 100));
                          });
 
+// The loop turned off late in a pass, when the next pass has been read already: playback
+// still completes at the end of the pass heard (within a tick), not one pass later.
+TEST_F(PlayerTest, LoopTurnedOffLateInAPassCompletesAtItsEnd) {
+    load(makeSine(2 * kRate, 2, kRate, 440), "late-unloop");
+    const int length = kRate / 2;
+    player->setRangeStartFrameNumFrames(kRate / 4, length);
+    player->setLooped(true);
+    player->play();
+    std::vector<float> out = renderFrames(2 * length - 1000);
+    player->setLooped(false);
+    const std::vector<float> rest = renderToCompletion();
+    out.insert(out.end(), rest.begin(), rest.end());
+    EXPECT_EQ(delegate.completions.load(), 1);
+    EXPECT_NEAR(double(out.size() / 2), 2.0 * length, 0.05 * length);
+}
+
 TEST_F(PlayerTest, RangeOfZeroFramesCompletesAtOnceOrLoops) {
     load(makeSine(kRate, 2, kRate, 440), "empty-range");
     player->setRangeStartFrameNumFrames(1000, 0);
