@@ -663,7 +663,6 @@ std::vector<AudioQueueBufferRef> OpaqueAudioQueue::pump(bool priming) {
         active = priming || run == RunState::Running || run == RunState::Stopping;
     }
     if (reset) {
-        ring.requestDiscardUpTo(ring.writePosition());
         offsetInFront = 0;
         prepared = false;
     }

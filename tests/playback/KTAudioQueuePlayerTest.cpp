@@ -229,21 +229,23 @@ TEST_F(PlayerTest, RangeOfZeroFramesCompletesAtOnceOrLoops) {
     EXPECT_EQ(player->currentFrame(), 1000.0);
 }
 
+using Clock = std::chrono::steady_clock;
+struct Report {
+    Clock::time_point time;
+    int frame;
+};
+struct TimedReports : RecordingDelegate {
+    void playerDidMovePlayheadToFrame(KTAudioQueuePlayer*, int frame) override {
+        reports.push_back({Clock::now(), frame});
+    }
+    std::vector<Report> reports;
+};
+
 // The device pulled at the pace of a sound card: every playhead report is where the sound
 // is at that moment (a block is heard over its own length from when it is taken), within
 // 5 ms either way, and the playhead goes back only at a turn of the loop.
 TEST_F(PlayerTest, PlayheadMovesWithTheSound) {
-    using Clock = std::chrono::steady_clock;
-    struct Report {
-        Clock::time_point time;
-        int frame;
-    };
-    struct Timed : RecordingDelegate {
-        void playerDidMovePlayheadToFrame(KTAudioQueuePlayer*, int frame) override {
-            reports.push_back({Clock::now(), frame});
-        }
-        std::vector<Report> reports;
-    } timed;
+    TimedReports timed;
     load(makeSine(2 * kRate, 2, kRate, 440), "playhead");
     const int start = kRate / 4, length = kRate / 3;
     player->setDelegate(&timed);
@@ -277,8 +279,8 @@ TEST_F(PlayerTest, PlayheadMovesWithTheSound) {
                              [](Clock::time_point t, const Report& p) { return t < p.time; });
         ASSERT_NE(pull, pulls.begin());
         --pull;
-        const double intoBlock = std::chrono::duration<double>(r.time - pull->time).count() * kRate;
-        const double heard = pull->frame + intoBlock;
+        const double heard =
+            pull->frame + std::chrono::duration<double>(r.time - pull->time).count() * kRate;
         double behind = std::fmod(start + std::fmod(heard, length) - r.frame + length, length);
         behind = behind > length / 2 ? behind - length : behind;
         EXPECT_LT(std::fabs(behind), 0.005 * kRate) << "report " << i << " at frame " << r.frame;
