@@ -126,6 +126,41 @@ std::pair<std::size_t, std::size_t> longestSilence(const std::vector<float>& x, 
     return {best, bestEnd};
 }
 
+// Where in `x`, within 150 ms of `around`, the stretch best matches `hit` (the same drum
+// hit heard mid-pass): a hole earlier in the recording moves the turns after it.
+std::size_t findHit(const std::vector<float>& x, std::size_t around, const float* hit,
+                    std::size_t frames) {
+    const std::size_t reach = kRate * 15 / 100;
+    std::size_t best = around;
+    double bestScore = -1e300;
+    for (std::size_t at = around > reach ? around - reach : 0;
+         at < around + reach && at + frames < x.size(); ++at) {
+        double score = 0;
+        for (std::size_t i = 0; i < frames; ++i)
+            score += double(x[at + i]) * hit[i];
+        if (score > bestScore) {
+            bestScore = score;
+            best = at;
+        }
+    }
+    return best;
+}
+
+// Runs of at least 64 silent frames (the listen tool's holes) between the first and the
+// last sound.
+int holes(const std::vector<float>& x) {
+    std::size_t last = x.size();
+    while (last > 0 && std::fabs(x[last - 1]) <= kSound)
+        --last;
+    int count = 0;
+    std::size_t run = 0;
+    for (std::size_t i = 0; i < last; ++i) {
+        run = std::fabs(x[i]) < kSilent ? run + 1 : 0;
+        count += run == 64;
+    }
+    return count;
+}
+
 void benchRate(const std::string& player, const std::string& demo, double rate) {
     const std::string rateText = std::to_string(rate);
     const auto passFrames = std::size_t(double(kLoopFrames) / rate);
@@ -137,22 +172,20 @@ void benchRate(const std::string& player, const std::string& demo, double rate) 
         std::to_string(kLoopStart) + ":" + std::to_string(kLoopStart + kLoopFrames);
     const std::vector<float> looped = listen(
         {player, demo, "--range", loop, "--rate", rateText, "--loops", std::to_string(kPasses)});
-    if (mid.size() < 2 * barFrames || looped.size() < kPasses * passFrames) {
+    const auto hitFrames = std::size_t(0.03 * kRate / rate);
+    if (mid.size() < 2 * barFrames + hitFrames || looped.size() < kPasses * passFrames) {
         std::printf("rate %3.0f %%: nothing heard (is PulseAudio running with sink \"null\"?)\n",
                     100 * rate);
         return;
     }
     const double midLevel = hitLevel(mid, barFrames, rate);
-    std::printf("rate %3.0f %%: first pass (from stopped) hit %+5.2f dB against mid-pass\n",
-                100 * rate, hitLevel(looped, 0, rate) - midLevel);
-    // Each turn is looked for around where the pass before it ends; a silence found there
-    // moves it (and the turns after it) to where the sound comes back.
+    std::printf("rate %3.0f %%: holes in the loop's recording %d; first pass (from stopped) hit "
+                "%+5.2f dB against mid-pass\n",
+                100 * rate, holes(looped), hitLevel(looped, 0, rate) - midLevel);
     std::size_t turn = 0;
     for (int k = 1; k < kPasses; ++k) {
-        const std::size_t expected = turn + passFrames;
-        const auto [silence, end] =
-            longestSilence(looped, expected - kRate / 30, expected + kRate / 15);
-        turn = silence >= 64 ? end : expected;
+        turn = findHit(looped, turn + passFrames, &mid[barFrames], hitFrames);
+        const auto [silence, end] = longestSilence(looped, turn - kRate / 15, turn + kRate / 200);
         std::printf("  turn %d: gap %6.2f ms  hit %+5.2f dB against mid-pass\n", k,
                     1000.0 * double(silence) / kRate, hitLevel(looped, turn, rate) - midLevel);
     }
