@@ -126,24 +126,15 @@ std::pair<std::size_t, std::size_t> longestSilence(const std::vector<float>& x, 
     return {best, bestEnd};
 }
 
-// Where in `x`, within 150 ms of `around`, the stretch best matches `hit` (the same drum
-// hit heard mid-pass): a hole earlier in the recording moves the turns after it.
-std::size_t findHit(const std::vector<float>& x, std::size_t around, const float* hit,
-                    std::size_t frames) {
-    const std::size_t reach = kRate * 15 / 100;
-    std::size_t best = around;
-    double bestScore = -1e300;
-    for (std::size_t at = around > reach ? around - reach : 0;
-         at < around + reach && at + frames < x.size(); ++at) {
-        double score = 0;
-        for (std::size_t i = 0; i < frames; ++i)
-            score += double(x[at + i]) * hit[i];
-        if (score > bestScore) {
-            bestScore = score;
-            best = at;
-        }
+// Frames of holes (runs of at least 64 silent frames) in [from, to): how much later than
+// planned what follows them is heard.
+std::size_t holeFrames(const std::vector<float>& x, std::size_t from, std::size_t to) {
+    std::size_t total = 0, run = 0;
+    for (std::size_t i = from; i < std::min(to, x.size()); ++i) {
+        run = std::fabs(x[i]) < kSilent ? run + 1 : 0;
+        total += run == 64 ? 64 : run > 64;
     }
-    return best;
+    return total;
 }
 
 // Runs of at least 64 silent frames (the listen tool's holes) between the first and the
@@ -182,10 +173,14 @@ void benchRate(const std::string& player, const std::string& demo, double rate) 
     std::printf("rate %3.0f %%: holes in the loop's recording %d; first pass (from stopped) hit "
                 "%+5.2f dB against mid-pass\n",
                 100 * rate, holes(looped), hitLevel(looped, 0, rate) - midLevel);
+    // Each turn is a pass after the one before, later by whatever holes came between.
     std::size_t turn = 0;
     for (int k = 1; k < kPasses; ++k) {
-        turn = findHit(looped, turn + passFrames, &mid[barFrames], hitFrames);
-        const auto [silence, end] = longestSilence(looped, turn - kRate / 15, turn + kRate / 200);
+        const std::size_t expected = turn + passFrames;
+        const std::size_t late = holeFrames(looped, turn + kRate / 100, expected + kRate / 15);
+        const auto [silence, end] =
+            longestSilence(looped, expected - kRate / 30, expected + late + kRate / 15);
+        turn = expected + late;
         std::printf("  turn %d: gap %6.2f ms  hit %+5.2f dB against mid-pass\n", k,
                     1000.0 * double(silence) / kRate, hitLevel(looped, turn, rate) - midLevel);
     }
