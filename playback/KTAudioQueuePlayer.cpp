@@ -8,6 +8,7 @@
 #include <QTimer>
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 using namespace platform;
 
@@ -44,7 +45,10 @@ void KTAudioQueuePlayer::setAudioFile(std::shared_ptr<KTAudioFile> file) {
     setCompleted(true);
     setPlaying(false);
     held.store(false);
-    lastSampleTime.store(0);
+    {
+        std::lock_guard guard(gate->lock);
+        restartQueueTimeLocked();
+    }
     playheadFrame.store(0);
     rangeStartFrame_.store(0);
     rangeNumFrames.store(total);
@@ -98,6 +102,9 @@ void KTAudioQueuePlayer::outputCallback(void* userData, AudioQueueRef calling,
     // Taken first: a read may outlive the player (on a share that stopped answering), and
     // what the callback does after it goes through these.
     const std::shared_ptr<CallbackGate> gate = player->gate;
+    // A turn of the loop read earlier may be heard by now; the main thread's timer may be
+    // slow to come, or not run at all (a render on a thread of its own).
+    player->followHeardPosition(calling);
     // Callbacks run one at a time on the queue's thread; the read may wait as long as the
     // file's storage does, so the player's state is not locked across it. The player's
     // state is read under the gate with the check, so a callback of a replaced queue never
@@ -122,6 +129,8 @@ void KTAudioQueuePlayer::outputCallback(void* userData, AudioQueueRef calling,
             std::int64_t position = 0;
             CheckError(ExtAudioFileTell(audioFile ? audioFile->extAudioFile() : nullptr, &position),
                        "ExtAudioFileTell");
+            if (position == player->rangeEndFrame() && player->turnWithoutStopLocked())
+                continue;
             // Unsigned on purpose: a read position past the range end gives a huge count, so
             // a full buffer is read rather than none, until the file itself runs out.
             const auto frames = std::uint32_t(player->rangeEndFrame() - std::int32_t(position));
@@ -146,6 +155,8 @@ void KTAudioQueuePlayer::outputCallback(void* userData, AudioQueueRef calling,
         if (player->seeks.load() != seeksAtTell)
             continue;
         if (toRead > 0) {
+            player->joinSeamLocked(static_cast<float*>(buffer->mAudioData), toRead);
+            player->framesEnqueued += toRead;
             buffer->mAudioDataByteSize = toRead * kBytesPerFrame;
             AudioQueueEnqueueBuffer(calling, buffer, 0, nullptr);
             return;
@@ -191,6 +202,10 @@ void KTAudioQueuePlayer::isRunningListener(void* userData, AudioQueueRef queue,
     if (player->isLooped()) {
         if (KTAudioQueuePlayerDelegate* delegate = player->delegate())
             delegate->playerDidCompleteLoopPass(player);
+        if (player->passRead) {
+            std::lock_guard guard(player->gate->lock);
+            player->passRead();
+        }
         if (const double pause = player->passPause.load(); pause > 0)
             AudioQueueSetLeadIn(queue, {pause, player->countInTempo.load(), 4});
         player->playQueue(queue, false);
@@ -219,7 +234,7 @@ void KTAudioQueuePlayer::playQueue(AudioQueueRef q, bool asked) {
         return;
     if (!queueStarted.load() && isCompleted()) {
         // Stopped with nothing queued: the buffers are filled from the read position on.
-        lastSampleTime.store(0); // the queue's time starts again at 0 after a stop
+        restartQueueTimeLocked(); // the queue's time starts again at 0 after a stop
         setCompleted(false);
         for (AudioQueueBufferRef buffer : idle)
             CheckError(AudioQueueRequestFill(q, buffer), "AudioQueueRequestFill");
@@ -257,7 +272,7 @@ void KTAudioQueuePlayer::stop() {
     if (AudioQueueRef q = queue.load())
         AudioQueueStop(q, true);
     moveReadPositionLocked(rangeStartFrame_.load());
-    lastSampleTime.store(0);
+    restartQueueTimeLocked();
     setPlaying(false);
 }
 
@@ -335,6 +350,9 @@ void KTAudioQueuePlayer::moveReadPositionLocked(std::int64_t frame) {
     CheckError(seekFile(frame), "ExtAudioFileSeek");
     seeks.fetch_add(1); // a read under way is from before the move
     playheadFrame.store(std::int32_t(frame - rangeStartFrame_.load()));
+    // A turn read before the move is not the playhead's any more: it is heard (if the
+    // queue keeps it) before the new place, and the playhead is there already.
+    turnsAhead.clear();
 }
 
 // What the queue holds was read before the move. While playing it plays out (a few buffers,
@@ -344,7 +362,7 @@ void KTAudioQueuePlayer::seekLocked(std::int64_t frame) {
     moveReadPositionLocked(frame);
     if (queueStarted.load() && (!isPlaying() || isCompleted())) {
         setCompleted(false);
-        lastSampleTime.store(0);
+        restartQueueTimeLocked();
         AudioQueueReset(queue.load());
     }
 }
@@ -421,9 +439,91 @@ void KTAudioQueuePlayer::stopTimerOnMainThread() {
 void KTAudioQueuePlayer::playbackTimerCallback() {
     if (!isPlaying())
         return;
-    const std::int32_t t = currentSampleTime();
-    playheadFrame.fetch_add(t - lastSampleTime.load());
-    lastSampleTime.store(t);
+    followHeardPosition(queue.load());
     if (KTAudioQueuePlayerDelegate* d = delegate())
         d->playerDidMovePlayheadToFrame(this, int(currentFrame()));
+}
+
+bool KTAudioQueuePlayer::turnWithoutStopLocked() {
+    if (!isLooped() || held.load() || passPause.load() > 0 || rangeNumFrames.load() <= 0)
+        return false;
+    // Nothing read since the last turn (a read that fails): stop rather than spin.
+    if (lastTurnRead == framesEnqueued)
+        return false;
+    CheckError(seekFile(rangeStartFrame_.load()), "ExtAudioFileSeek");
+    seeks.fetch_add(1);
+    lastTurnRead = framesEnqueued;
+    seamPending = true;
+    if (passRead)
+        passRead();
+    // Read as the last pass (the observer cleared the loop), or in the belief that the loop
+    // goes on: then clearing it before the turn is heard ends playback at the turn.
+    turnsAhead.push_back({framesEnqueued, isLooped()});
+    return true;
+}
+
+// The range's start rarely goes on from its end: the step between where the end was heading
+// (its last two frames carried on) and the first frame of the new pass is eased into the
+// new pass's first frames, so the join does not click. Only the offset moves; the music's
+// own attack stays where it is, and a join that was smooth already is left as it is.
+void KTAudioQueuePlayer::joinSeamLocked(float* frames, std::uint32_t count) {
+    if (std::exchange(seamPending, false)) {
+        const std::uint32_t n = std::min(count, kSeamFrames);
+        for (std::size_t c = 0; c < 2; ++c) {
+            const float step = 2 * lastFramesRead[1][c] - lastFramesRead[0][c] - frames[c];
+            for (std::uint32_t i = 0; i < n; ++i)
+                frames[2 * i + c] += step * float(n - i) / float(n + 1);
+        }
+    }
+    for (std::size_t c = 0; c < 2; ++c) {
+        lastFramesRead[0][c] = count > 1 ? frames[2 * (count - 2) + c] : lastFramesRead[1][c];
+        lastFramesRead[1][c] = frames[2 * (count - 1) + c];
+    }
+}
+
+void KTAudioQueuePlayer::restartQueueTimeLocked() {
+    lastSampleTime.store(0);
+    framesEnqueued = 0;
+    lastTurnRead = -1;
+    turnsAhead.clear();
+    seamPending = false;
+}
+
+void KTAudioQueuePlayer::followHeardPosition(AudioQueueRef calling) {
+    int heard = 0;
+    {
+        std::lock_guard guard(gate->lock);
+        if (!calling || calling != gate->liveQueue.load() || !isPlaying())
+            return;
+        // Where the sound is now, carried on between device cycles; never back within a
+        // run (a carried-on time can run a little ahead of the next cycle's).
+        double heardTime = 0;
+        const std::int32_t t =
+            std::max(lastSampleTime.load(),
+                     AudioQueueGetHeardSampleTime(calling, std::chrono::steady_clock::now(),
+                                                  &heardTime) == noErr
+                         ? std::int32_t(heardTime)
+                         : currentSampleTime());
+        playheadFrame.fetch_add(t - lastSampleTime.load());
+        lastSampleTime.store(t);
+        // The playhead of a turn heard is what has been heard of the new pass.
+        while (!turnsAhead.empty() && t >= turnsAhead.front().queueTime) {
+            if (turnsAhead.front().loopGoesOn && !isLooped()) {
+                // The loop was turned off during the pass before, after this turn was
+                // read: that pass was the last, and playback completes here, as at the
+                // range end (the listener reports it).
+                turnsAhead.clear();
+                setCompleted(true);
+                AudioQueueStop(calling, true);
+                break;
+            }
+            playheadFrame.store(std::int32_t(t - turnsAhead.front().queueTime));
+            turnsAhead.pop_front();
+            ++heard;
+        }
+    }
+    seamlessTurns.fetch_add(std::uint64_t(heard));
+    if (KTAudioQueuePlayerDelegate* d = delegate())
+        for (int i = 0; i < heard; ++i)
+            d->playerDidCompleteLoopPass(this);
 }

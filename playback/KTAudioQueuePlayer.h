@@ -1,14 +1,18 @@
 #pragma once
 
 // The looping player: plays the range [rangeStartFrame, rangeEndFrame) of one audio file
-// through an output queue with time/pitch processing, reports its playhead about 14 times
-// a second and, at the end of the range, either stops or starts the range again.
+// through an output queue with time/pitch processing, reports its playhead at the display's
+// pace (60 times a second) and, at the end of the range, either stops or starts the range
+// again.
 //
 //   file read position ---> 3 queue buffers ---> time/pitch ---> device ---> heard
 //   (up to 3000 frames ahead of what is heard, plus what the stretcher holds)
 //
 // playheadFrame counts frames since rangeStartFrame. It moves by the queue's own sample
-// time at each 0.07 s timer tick, so the reported playhead is where the sound is.
+// time at each timer tick: the time heard as the device's last cycle stamped it, carried on
+// to the tick at the pace of the sound (AudioQueueGetHeardSampleTime), so the reported
+// playhead is where the sound is, moves every tick and goes back only at a turn of the loop
+// or a move of the playhead.
 //
 // States (playing / completed): Loaded (no / yes) after setAudioFile; Playing (yes / no);
 // Paused (no / no); Draining (yes / yes) while the last buffers play out, and paused there
@@ -16,6 +20,16 @@
 // running-state listener goes back to the range start, drops whatever is queued, and either
 // plays again (looped) or reports completion, whatever stopped it, so stop() on a looped
 // player starts the range again.
+//
+// A looped range with no pause between passes turns without a stop: the output callback
+// reads on from the range start when it reaches the range end, so the time/pitch stage
+// never starts cold and the last frame of a pass is followed by the first of the next.
+// The turn is noted at the queue time it was read at and reported (playhead back to the
+// range start, loop pass to the delegate) once the queue's time says it is heard; a loop
+// turned off in between ends playback at that turn instead (up to a tick late):
+//
+//   read    ...|end][start ... pass 2 ...              (noted: turn at queue time T)
+//   heard   ............|end][start ...                (time reaches T: pass reported)
 //
 // A pause is always taken: isPlaying() is false when pause() returns, the queue holds
 // where it is (also while the last buffers of a pass play out) and nothing restarts the
@@ -49,6 +63,8 @@
 #include <array>
 #include <atomic>
 #include <cstdint>
+#include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <vector>
@@ -63,7 +79,9 @@ public:
     static constexpr std::uint32_t kBufferFrames = 1000;
     static constexpr std::uint32_t kBytesPerFrame = 8;
     static constexpr std::uint32_t kBufferBytes = kBufferFrames * kBytesPerFrame;
-    static constexpr int kPlaybackTimerMilliseconds = 70;
+    static constexpr int kPlaybackTimerMilliseconds = 16;
+    // Frames over which the step where a pass joins the next is eased out (1.5 ms).
+    static constexpr std::uint32_t kSeamFrames = 64;
 
     explicit KTAudioQueuePlayer(QObject* parent = nullptr);
     // A player whose queues play through `device` instead of the default output (an offline
@@ -133,6 +151,14 @@ public:
 
     // For diagnostics (benchmarks, tests): the current queue, null before setAudioFile.
     platform::AudioQueueRef audioQueue() const { return queue.load(); }
+    // Passes that began without a stop of the queue, counted as they are heard. Any thread.
+    std::uint64_t turnsWithoutStop() const { return seamlessTurns.load(); }
+
+    // Called on the queue's thread each time the range is about to be read again for a new
+    // pass (with or without a stop), before it is heard, with the player's lock held: it
+    // may set the loop flag and nothing else. Clearing the flag there makes the pass
+    // starting the last. Set it before play().
+    void setPassReadObserver(std::function<void()> observer) { passRead = std::move(observer); }
 
     // The queue's callbacks, with the player as user data.
     static void outputCallback(void* userData, platform::AudioQueueRef queue,
@@ -154,6 +180,18 @@ private:
     platform::OSStatus seekFile(std::int64_t frame) const;
     // `frame`, truncated, within [0, totalFrames] of the current file.
     std::int64_t insideFile(double frame) const;
+    // With the gate's lock held, at the range end: goes on from the range start if the loop
+    // turns without a stop, noting the turn. False when the queue is to stop instead.
+    bool turnWithoutStopLocked();
+    // With the gate's lock held: the queue's time starts again at 0 (a start from stopped,
+    // a reset), and no turn read before is still to come.
+    void restartQueueTimeLocked();
+    // With the gate's lock held, on `count` frames just read: eases the join of a turn
+    // into them, and keeps their last frame for the next join.
+    void joinSeamLocked(float* frames, std::uint32_t count);
+    // Moves the playhead by the queue's time and takes the turns now heard; reports them
+    // to the delegate. From the queue's thread (`calling`) or the main thread (the timer).
+    void followHeardPosition(platform::AudioQueueRef calling);
 
     const std::shared_ptr<platform::AudioDevice> outputDevice; // null: the default output
     std::atomic<platform::AudioQueueRef> queue{nullptr};
@@ -189,4 +227,18 @@ private:
     // The live queue's buffers the player holds unfilled (the range was used up, or the
     // player stopped); the next play has the queue's thread fill them. Under the gate's lock.
     std::vector<platform::AudioQueueBufferRef> idle;
+    // Under the gate's lock: source frames enqueued since the queue's time last started
+    // from 0, the queue times at which passes read without a stop begin (not yet heard),
+    // and the queue time of the last such turn read (-1: none since the restart).
+    std::int64_t framesEnqueued = 0;
+    struct Turn {
+        std::int64_t queueTime;
+        bool loopGoesOn; // the loop flag just after the turn was read
+    };
+    std::deque<Turn> turnsAhead;
+    std::int64_t lastTurnRead = -1;
+    bool seamPending = false;        // the next frames read begin a pass read without a stop
+    float lastFramesRead[2][2] = {}; // the last two frames read, oldest first
+    std::atomic<std::uint64_t> seamlessTurns{0};
+    std::function<void()> passRead; // set before play, called on the queue's thread
 };

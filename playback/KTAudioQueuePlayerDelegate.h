@@ -4,9 +4,10 @@
 // nothing. The player holds its delegate without owning it.
 //
 // Threads: playerDidMovePlayheadToFrame arrives on the main thread (timer ticks, rewind,
-// ffwd). playerDidCompletePlayback and playerDidCompleteLoopPass arrive on the audio
-// queue's own thread; a delegate that touches the interface moves them to the main thread
-// itself.
+// ffwd). playerDidCompletePlayback arrives on the audio queue's own thread;
+// playerDidCompleteLoopPass there too, or on the main thread when a loop that turns without
+// a stop is heard turning at a timer tick. A delegate that touches the interface moves them
+// to the main thread itself.
 
 class KTAudioQueuePlayer;
 
@@ -23,7 +24,7 @@ public:
     // The range has been played out (or the queue stopped) and the player is not looped.
     virtual void playerDidCompletePlayback(KTAudioQueuePlayer* player) { (void)player; }
 
-    // A pass of a looped range has been played out and the next one is about to start.
-    // Arrives on the audio queue's own thread.
+    // A pass of a looped range has been played out and the next one starts (or, with a
+    // pause between passes, is about to). On the queue's thread or the main thread.
     virtual void playerDidCompleteLoopPass(KTAudioQueuePlayer* player) { (void)player; }
 };

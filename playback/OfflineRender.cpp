@@ -26,20 +26,11 @@ public:
 
 void LoopPasses::attach(KTAudioQueuePlayer& watched) {
     player = &watched;
-    platform::AudioQueueAddPropertyListener(
-        watched.audioQueue(), platform::kAudioQueueProperty_IsRunning, &LoopPasses::listener, this);
+    watched.setPassReadObserver([this] {
+        if (++turns == loops - 1)
+            player->setLooped(false);
+    });
     watched.setLooped(loops > 1);
-}
-
-void LoopPasses::listener(void* self, platform::AudioQueueRef queue,
-                          platform::AudioQueuePropertyID property) {
-    auto* passes = static_cast<LoopPasses*>(self);
-    std::uint32_t running = 0, size = sizeof running;
-    if (platform::AudioQueueGetProperty(queue, property, &running, &size) != platform::noErr ||
-        running)
-        return;
-    if (++passes->stops == passes->loops - 1)
-        passes->player->setLooped(false);
 }
 
 bool pullPlayedUntil(platform::OfflineAudioDevice& device, const std::function<bool()>& done,

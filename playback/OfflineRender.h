@@ -37,24 +37,21 @@ struct LoopRenderSettings {
     int loops = 1;               // passes of the range
 };
 
-// Plays a looped range of `player` exactly `loops` times: counts the queue's stops and clears
-// the loop flag before the last pass begins, so that the player then reports completion. Its
-// listener runs after the player's own, on the queue's thread. Make it before the player's
-// queue is used and keep it until the player is gone.
+// Plays a looped range of `player` exactly `loops` times: counts the passes the player
+// begins to read and clears the loop flag as the last one begins, so that the player then
+// reports completion at its end. Keep it until the player is gone.
 class LoopPasses {
 public:
     explicit LoopPasses(int loops) : loops(loops) {}
     LoopPasses(const LoopPasses&) = delete;
     LoopPasses& operator=(const LoopPasses&) = delete;
-    // After the player has its file (and so its queue).
+    // After the player has its file, before it plays.
     void attach(KTAudioQueuePlayer& player);
 
 private:
-    static void listener(void* self, platform::AudioQueueRef queue,
-                         platform::AudioQueuePropertyID property);
     KTAudioQueuePlayer* player = nullptr;
     int loops;
-    int stops = 0; // the queue's thread
+    int turns = 0; // the queue's thread
 };
 
 // Stopped: the sink said so. Unreadable: the file could not be opened (it was removed,

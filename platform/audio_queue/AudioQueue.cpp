@@ -136,4 +136,14 @@ OSStatus AudioQueueSetLeadIn(AudioQueueRef queue, const AudioQueueLeadIn& leadIn
     return queue ? queue->setLeadIn(leadIn) : kInvalidQueue;
 }
 
+OSStatus AudioQueueGetHeardSampleTime(AudioQueueRef queue,
+                                      std::chrono::steady_clock::time_point time,
+                                      double* outSampleTime) {
+    if (!queue)
+        return kInvalidQueue;
+    if (!outSampleTime)
+        return kAudioQueueErr_InvalidParameter;
+    return queue->heardSampleTime(time, outSampleTime);
+}
+
 } // namespace platform

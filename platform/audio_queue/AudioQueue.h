@@ -33,6 +33,7 @@
 
 #include "platform/audio_file/AudioTypes.h"
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 
@@ -178,5 +179,14 @@ struct AudioQueueLeadIn {
     std::uint32_t beatsPerBar = 4;
 };
 OSStatus AudioQueueSetLeadIn(AudioQueueRef queue, const AudioQueueLeadIn& leadIn);
+
+// Beyond the audio-queue service: the sample time (as AudioQueueGetCurrentTime counts it)
+// heard at `time`, carried on from what the device's last cycle took at the pace it plays
+// the source, so that it moves smoothly between cycles (HeardClock.h).
+// kAudioQueueErr_InvalidRunState while nothing of the current run has been heard; the
+// current time is the answer then. Any thread.
+OSStatus AudioQueueGetHeardSampleTime(AudioQueueRef queue,
+                                      std::chrono::steady_clock::time_point time,
+                                      double* outSampleTime);
 
 } // namespace platform

@@ -210,7 +210,8 @@ OSStatus OpaqueAudioQueue::stop(bool immediate) {
             if (immediate) {
                 dropEnqueuedLocked();
                 stopPending = false;
-                requestResetLocked();
+                resetRequested = true;
+                ringStale.store(true, std::memory_order_release);
                 returnFedLocked();
             } else {
                 stopPending = true;
@@ -228,7 +229,8 @@ OSStatus OpaqueAudioQueue::stop(bool immediate) {
             resumeStopping = false;
             rtPlaying.store(false, std::memory_order_release);
             ring.requestDiscardUpTo(ring.writePosition());
-            requestResetLocked();
+            resetRequested = true;
+            ringStale.store(true, std::memory_order_release);
             returnFedLocked();
             drainCount = 0;
             setRunning(false);
@@ -257,7 +259,9 @@ OSStatus OpaqueAudioQueue::reset() {
         // until it has, no frame maps to a source time.
         ring.requestDiscardUpTo(ring.writePosition());
         timeline.restart(UINT64_MAX);
-        requestResetLocked();
+        heard.invalidate();
+        resetRequested = true;
+        ringStale.store(true, std::memory_order_release);
     }
     wake.post();
     return noErr;
@@ -449,6 +453,11 @@ OSStatus OpaqueAudioQueue::currentTime(AudioTimeStamp* out) {
     return noErr;
 }
 
+OSStatus OpaqueAudioQueue::heardSampleTime(std::chrono::steady_clock::time_point time,
+                                           double* out) const {
+    return heard.at(time, out) ? noErr : kAudioQueueErr_InvalidRunState;
+}
+
 // ---- real-time side -------------------------------------------------------------------
 
 std::uint32_t OpaqueAudioQueue::renderLeadIn(float* out, std::uint32_t frames) noexcept {
@@ -470,14 +479,23 @@ std::uint32_t OpaqueAudioQueue::renderAudio(float* out, std::uint32_t frames) no
     if (!rtPlaying.load(std::memory_order_acquire))
         return 0;
     renderCycles.fetch_add(1, std::memory_order_acq_rel);
+    if (ringStale.load(std::memory_order_acquire))
+        return 0; // a reset or stop the queue thread has not taken yet: nothing to hear
+    const auto handedAt = std::chrono::steady_clock::now();
     const std::uint32_t leadIn = renderLeadIn(out, frames);
-    if (ringStale.load(std::memory_order_acquire)) {
-        wake.post();
-        return leadIn;
+    ring.readableCount(); // takes a discard: the position below is the next frame read
+    const std::uint64_t firstFrame = ring.readPosition() / 2;
+    const auto fromRing = std::uint32_t(
+        ring.read(out + 2 * std::size_t(leadIn), 2 * std::size_t(frames - leadIn)) / 2);
+    const std::uint32_t got = leadIn + fromRing;
+    if (fromRing > 0) {
+        const double delay =
+            double(latencyFrames.load(std::memory_order_relaxed) + leadIn) / deviceRate;
+        heard.publish(firstFrame,
+                      handedAt + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                                     std::chrono::duration<double>(delay)),
+                      fromRing);
     }
-    const auto got = leadIn + std::uint32_t(ring.read(out + 2 * std::size_t(leadIn),
-                                                      2 * std::size_t(frames - leadIn)) /
-                                            2);
     // Below its level: the queue thread tops the ring up (it sleeps until told).
     if (ring.writePosition() - ring.readPosition() <
         2 * std::uint64_t(ringTarget.load(std::memory_order_relaxed)))
@@ -561,7 +579,8 @@ void OpaqueAudioQueue::threadMain() {
             if (end != UINT64_MAX && ring.readPosition() >= end && !awaitsFirstCycle()) {
                 run = RunState::Stopped;
                 rtPlaying.store(false, std::memory_order_release);
-                requestResetLocked();
+                resetRequested = true;
+                ringStale.store(true, std::memory_order_release);
                 returnFedLocked();
                 setRunning(false);
             }
@@ -571,14 +590,6 @@ void OpaqueAudioQueue::threadMain() {
     lock.unlock();
     if (freeSelf)
         delete this;
-}
-
-// A round of the queue thread already under way may still write what it made before the
-// reset into the ring; the real-time side reads nothing from the ring until the thread has
-// taken the reset and discarded all it wrote.
-void OpaqueAudioQueue::requestResetLocked() {
-    resetRequested = true;
-    ringStale.store(true, std::memory_order_release);
 }
 
 void OpaqueAudioQueue::returnFedLocked() {
@@ -643,18 +654,21 @@ std::vector<AudioQueueBufferRef> OpaqueAudioQueue::pump(bool priming) {
         if (disposed)
             return used;
         reset = std::exchange(resetRequested, false);
+        if (reset) {
+            // What a round under way wrote after the caller's discard is dropped with the
+            // rest, before the real-time thread may read again.
+            ring.requestDiscardUpTo(ring.writePosition());
+            ringStale.store(false, std::memory_order_release);
+        }
         active = priming || run == RunState::Running || run == RunState::Stopping;
     }
     if (reset) {
-        ring.requestDiscardUpTo(ring.writePosition());
         offsetInFront = 0;
         prepared = false;
-        std::lock_guard guard(stateLock);
-        if (!resetRequested)
-            ringStale.store(false, std::memory_order_release);
     }
     if (!active)
         return used;
+    latencyFrames.store(device->outputLatencyFrames(), std::memory_order_relaxed);
     if (!prepared)
         prepareRunLocked();
     applyParametersLocked();
@@ -735,6 +749,7 @@ void OpaqueAudioQueue::prepareRunLocked() {
     endCommitted.store(false);
     endPosition.store(UINT64_MAX);
     timeline.restart(ring.writePosition() / 2);
+    heard.restart(ring.writePosition() / 2);
     prepared = true;
 }
 
@@ -766,6 +781,7 @@ bool OpaqueAudioQueue::drainStretcherLocked(std::size_t targetFrames) {
             interleaved.data(), std::min(available, targetFrames - level), &sourceStart);
         if (count > 0) {
             timeline.append(ring.writePosition() / 2, sourceStart, timePitch.sourcePerOutput());
+            heard.note(ring.writePosition() / 2, sourceStart, timePitch.sourcePerOutput());
             ring.write(interleaved.data(), 2 * count);
         }
     }

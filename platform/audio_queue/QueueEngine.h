@@ -15,6 +15,7 @@
 #include "platform/audio_device/WakeSignal.h"
 #include "platform/audio_queue/AudioQueue.h"
 #include "platform/audio_queue/CountIn.h"
+#include "platform/audio_queue/HeardClock.h"
 #include "platform/audio_queue/PlaybackTimeline.h"
 #include "platform/audio_queue/SpscRing.h"
 #include "platform/time_pitch/TimePitchStage.h"
@@ -56,6 +57,7 @@ struct platform::OpaqueAudioQueue final : platform::AudioRenderSource {
                             void* userData);
     OSStatus currentTime(AudioTimeStamp* out);
     OSStatus setLeadIn(const AudioQueueLeadIn& leadIn);
+    OSStatus heardSampleTime(std::chrono::steady_clock::time_point time, double* out) const;
 
     // AudioRenderSource, real-time thread.
     std::uint32_t renderAudio(float* out, std::uint32_t frames) noexcept override;
@@ -81,7 +83,6 @@ private:
     void deliverCallbacks(const std::vector<AudioQueueBufferRef>& used);
     void deliverRunningEvents(const std::vector<bool>& values);
     void setRunning(bool running); // stateLock held: records the change for the listeners
-    void requestResetLocked();     // stateLock held: drop the ring and restart the stretcher
     void returnFedLocked();        // stateLock held: the run is over, every fed buffer goes back
     void dropEnqueuedLocked();     // stateLock held: every enqueued buffer goes back unplayed
     bool ownsLocked(AudioQueueBufferRef buffer) const; // stateLock held
@@ -132,12 +133,16 @@ private:
     // Shared with the real-time thread.
     SpscRing<float> ring;
     PlaybackTimeline timeline;
+    HeardClock heard{deviceRate};
+    std::atomic<std::uint32_t> latencyFrames{0}; // the device's, copied for the real-time side
     std::atomic<bool> rtPlaying{false};
-    std::atomic<bool> ringStale{false}; // a reset is asked for and the ring not yet cleared
     std::atomic<std::uint64_t> endPosition{UINT64_MAX}; // ring position of the last sample
     std::atomic<float> volume{1.0f}, rate{1.0f}, pitchCents{0.0f};
     std::atomic<double> publishedSourceFed{0};
     std::atomic<bool> freshStart{true}; // no frame delivered since the last start
+    // Set with resetRequested: what the ring holds may be from before a reset or stop, until
+    // the queue thread has discarded it.
+    std::atomic<bool> ringStale{false};
     // Device cycles rendered while playing, and their count when the current run started:
     // a run ends only once the device has rendered at least once since, as a hardware
     // queue's does. Without it a looped empty range would start and stop as fast as the

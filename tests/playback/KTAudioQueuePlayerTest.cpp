@@ -4,8 +4,10 @@
 #include "tests/playback/SignalAnalysis.h"
 #include "tests/support/Signals.h"
 
+#include <algorithm>
 #include <cmath>
 #include <ostream>
+#include <thread>
 
 namespace playback_test {
 namespace {
@@ -82,12 +84,14 @@ TEST_F(PlayerTest, NewFileWhilePlayingIsLoadedAndPlaysOnItsOwn) {
     EXPECT_EQ(delegate.completions.load(), 1);
 }
 
-// A pause is taken whenever it comes, also while the last buffers of a looped pass play out:
-// nothing more is heard, no loop pass starts the range again, and play goes on from there.
+// A pause is taken whenever it comes, also while the last buffers of a looped pass play out
+// before the pause between passes: nothing more is heard, no loop pass starts the range
+// again, and play goes on from there.
 TEST_F(PlayerTest, PauseWhileDrainingHoldsThePass) {
     load(makeSine(kRate, 2, kRate, 440), "drain");
     player->setRangeStartFrameNumFrames(0, 2500); // fewer frames than the three buffers hold
     player->setLooped(true);
+    player->setPassPause(0.1, 0);
     player->play();
     // The queue takes the buffers as it needs them; the read that finds the range used up
     // follows shortly, with nothing pulled yet.
@@ -147,22 +151,65 @@ INSTANTIATE_TEST_SUITE_P(Rates, RatePitchTest,
                                     std::to_string(int(std::fabs(info.param.cents)));
                          });
 
-TEST_F(PlayerTest, LoopedRangePlaysAgainUntilTheLoopIsCleared) {
+// With no pause between passes the loop turns without stopping the queue: a range of a
+// whole number of the tone's periods plays as one unbroken tone, with no dip, bump or
+// click where a pass joins the next, at any speed.
+class LoopTurnTest : public PlayerTest, public ::testing::WithParamInterface<double> {};
+
+TEST_P(LoopTurnTest, LoopedRangePlaysAgainUnbrokenUntilTheLoopIsCleared) {
+    const double rate = GetParam();
     load(makeSine(2 * kRate, 2, kRate, 440), "loop");
-    const int length = kRate / 2;
+    const int length = kRate / 2; // 220 periods of the tone
     player->setRangeStartFrameNumFrames(kRate / 4, length);
+    player->setPlaybackRate(rate);
     player->setLooped(true);
     player->play();
-    std::vector<float> out = render([&] { return stopCounter.stops.load() >= 3; }, 10 * kRate);
+    std::vector<float> out = render([&] { return delegate.passes.load() >= 3; }, 20 * kRate);
     EXPECT_EQ(delegate.completions.load(), 0);
-    EXPECT_TRUE(waitUntil([&] { return player->isPlaying(); }));
+    EXPECT_EQ(stopCounter.stops.load(), 0);
     player->setLooped(false);
     const std::vector<float> rest = renderToCompletion();
     out.insert(out.end(), rest.begin(), rest.end());
     EXPECT_EQ(delegate.completions.load(), 1);
-    // The counting listener runs after the player's, which reported the completion.
-    EXPECT_TRUE(waitUntil([&] { return stopCounter.stops.load() == 4; }));
-    EXPECT_NEAR(double(out.size() / 2), 4.0 * length, 0.005 * 4 * length);
+    EXPECT_EQ(delegate.passes.load(), 3);
+    EXPECT_TRUE(waitUntil([&] { return stopCounter.stops.load() == 1; }));
+    const double passFrames = length / rate;
+    ASSERT_NEAR(double(out.size() / 2), 4.0 * passFrames, 0.005 * 4 * passFrames);
+    // Level over every few milliseconds, and the largest step between samples, across
+    // the turns: as in the middle of a pass.
+    const std::vector<float> left = channelOf(out, 0);
+    const double steady = rms(left, kEdge, left.size() - kEdge);
+    const std::size_t window = kRate / 200;
+    for (std::size_t at = kEdge; at + window < left.size() - kEdge; at += window)
+        ASSERT_NEAR(20 * std::log10(rms(left, at, at + window) / steady), 0.0, 0.5)
+            << "at frame " << at << " of " << left.size();
+    float largestStep = 0;
+    for (std::size_t i = kEdge; i < left.size() - kEdge; ++i)
+        largestStep = std::max(largestStep, std::fabs(left[i] - left[i - 1]));
+    EXPECT_LT(largestStep, 1.05 * 2 * M_PI * 440 / kRate * std::sqrt(2.0) * steady);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rates, LoopTurnTest, ::testing::Values(0.5, 1.0, 1.5),
+                         [](const auto& info) {
+                             return "rate" + std::to_string(int(info.param * 100));
+                         });
+
+// The loop turned off late in a pass, when the next pass has been read already: playback
+// still completes at the end of the pass heard (within a tick), not one pass later.
+TEST_F(PlayerTest, LoopTurnedOffLateInAPassCompletesAtItsEnd) {
+    load(makeSine(2 * kRate, 2, kRate, 440), "late-unloop");
+    const int length = kRate / 2;
+    player->setRangeStartFrameNumFrames(kRate / 4, length);
+    player->setLooped(true);
+    player->play();
+    std::vector<float> out = renderFrames(2 * length - 1000);
+    player->setLooped(false);
+    const std::vector<float> rest = renderToCompletion();
+    out.insert(out.end(), rest.begin(), rest.end());
+    EXPECT_EQ(delegate.completions.load(), 1);
+    // The turn is looked for at each buffer the queue takes back and each tick: what the
+    // device rendered meanwhile (at most a few thousand frames when pulled flat out) is heard.
+    EXPECT_NEAR(double(out.size() / 2), 2.0 * length, 0.15 * length);
 }
 
 TEST_F(PlayerTest, RangeOfZeroFramesCompletesAtOnceOrLoops) {
@@ -182,6 +229,68 @@ TEST_F(PlayerTest, RangeOfZeroFramesCompletesAtOnceOrLoops) {
     player->setLooped(false);
     EXPECT_TRUE(render([&] { return delegate.completions.load() == 2; }, kRate).empty());
     EXPECT_EQ(player->currentFrame(), 1000.0);
+}
+
+using Clock = std::chrono::steady_clock;
+struct Report {
+    Clock::time_point time;
+    int frame;
+};
+struct TimedReports : RecordingDelegate {
+    void playerDidMovePlayheadToFrame(KTAudioQueuePlayer*, int frame) override {
+        reports.push_back({Clock::now(), frame});
+    }
+    std::vector<Report> reports;
+};
+
+// The device pulled at the pace of a sound card: every playhead report is where the sound
+// is at that moment (a block is heard over its own length from when it is taken), within
+// 5 ms either way, and the playhead goes back only at a turn of the loop.
+TEST_F(PlayerTest, PlayheadMovesWithTheSound) {
+    TimedReports timed;
+    load(makeSine(2 * kRate, 2, kRate, 440), "playhead");
+    const int start = kRate / 4, length = kRate / 3;
+    player->setDelegate(&timed);
+    player->setRangeStartFrameNumFrames(start, length);
+    player->setLooped(true);
+    player->play();
+    constexpr std::uint32_t kBlock = 512;
+    std::vector<Report> pulls(160); // when each block was taken, and the frames before it
+    std::thread card([&] {
+        std::vector<float> block(2 * kBlock);
+        int heard = 0;
+        auto next = Clock::now();
+        for (Report& pull : pulls) {
+            std::this_thread::sleep_until(next);
+            pull = {Clock::now(), heard};
+            heard += int(device->pullPlayed(block.data(), kBlock, std::chrono::milliseconds(0)));
+            next += std::chrono::microseconds(1000000 * kBlock / kRate);
+        }
+    });
+    waitUntil([&] { return timed.reports.size() > 100; });
+    card.join();
+    player->setLooped(false);
+    player->stop();
+    EXPECT_TRUE(waitUntil([&] { return timed.completions.load() == 1; }));
+    player->setDelegate(&delegate);
+    // The first few reports come before the sound has started.
+    for (std::size_t i = 20; i < std::min<std::size_t>(timed.reports.size(), 100); ++i) {
+        const Report& r = timed.reports[i];
+        auto pull =
+            std::upper_bound(pulls.begin(), pulls.end(), r.time,
+                             [](Clock::time_point t, const Report& p) { return t < p.time; });
+        ASSERT_NE(pull, pulls.begin());
+        --pull;
+        const double heard =
+            pull->frame + std::chrono::duration<double>(r.time - pull->time).count() * kRate;
+        double behind = std::fmod(start + std::fmod(heard, length) - r.frame + length, length);
+        behind = behind > length / 2 ? behind - length : behind;
+        EXPECT_LT(std::fabs(behind), 0.005 * kRate) << "report " << i << " at frame " << r.frame;
+        const int step = r.frame - timed.reports[i - 1].frame;
+        // Back only by about a pass (a turn), forward by about a tick.
+        EXPECT_TRUE(step >= 0 || std::abs(step + length) < 0.05 * kRate) << "report " << i;
+        EXPECT_LT(step, 0.05 * kRate) << "report " << i;
+    }
 }
 
 TEST_F(PlayerTest, StopOnLoopedPlayerStartsTheRangeAgain) {

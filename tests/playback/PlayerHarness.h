@@ -36,13 +36,16 @@ public:
             },
             Qt::BlockingQueuedConnection);
     }
+    void playerDidCompleteLoopPass(KTAudioQueuePlayer*) override { passes.fetch_add(1); }
     std::vector<int> moves; // main thread only
     std::atomic<int> completions{0};
+    std::atomic<int> passes{0};
     std::atomic<bool> completedOnMainThread{false};
     std::atomic<bool> completionThreadWasQueueThread{false};
 };
 
-// Counts how often the queue stopped (passes of a looped range end with a stop).
+// Counts how often the queue stopped (a looped pass ends with a stop only with a pause
+// between passes).
 struct StopCounter {
     std::atomic<int> stops{0};
     static void listener(void* self, platform::AudioQueueRef queue,

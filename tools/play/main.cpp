@@ -141,7 +141,7 @@ private:
     int passes = 0; // main thread
 };
 
-// What only the queue player has: volume, and passes counted by its running-state listener.
+// What only the queue player has: volume, and passes counted as the player begins them.
 void setUpEngine(KTAudioQueuePlayer& player, const Options& options, playback::LoopPasses& passes) {
     player.setVolume(options.volume.value_or(1.0));
     passes.attach(player);
