@@ -2,23 +2,18 @@
 
 #include "app/BackgroundAnalysis.h"
 #include "app/PlayerWindow.h"
+#include "app/WindowSettings.h"
 #include "resources/palette/PaletteQColor.h"
 #include "waveform_view/KTFixedWaveformView.h"
 
 #include <QBoxLayout>
 #include <QLabel>
 #include <QMenu>
-#include <QSettings>
 #include <algorithm>
 
 namespace {
 
 const QString kShowGridSetting = QStringLiteral("view/showBeatGrid");
-
-// The window's settings, in the user's configuration folder (studyloop.conf).
-QSettings settings() {
-    return QSettings(QSettings::UserScope, QStringLiteral("studyloop"));
-}
 
 // The grid as the view draws it: each beat's frame, and the bar it starts, if it does.
 waveform_view::BeatMarks beatMarks(const session::Session& session) {
@@ -53,7 +48,7 @@ BarTools::BarTools(session::Session& session, PlayerWindow& window,
     makeLabels();
     analysis_ = new BackgroundAnalysis(session_, analysisLabel_, this);
     makeMenu();
-    setShowsGrid(settings().value(kShowGridSetting, true).toBool());
+    setShowsGrid(windowSettings().value(kShowGridSetting, true).toBool());
     session_.addObserver(this);
 }
 
@@ -96,7 +91,7 @@ void BarTools::makeMenu() {
     showGridAction_ = bars->addAction(QStringLiteral("Show Beat Grid"));
     showGridAction_->setCheckable(true);
     connect(showGridAction_, &QAction::triggered, this, [this](bool shows) {
-        settings().setValue(kShowGridSetting, shows);
+        windowSettings().setValue(kShowGridSetting, shows);
         setShowsGrid(shows);
     });
     bars->addSeparator();

@@ -1,5 +1,6 @@
 #include "app/NoteStripPanel.h"
 
+#include "app/WindowSettings.h"
 #include "playback/KTAudioQueuePlayer.h"
 #include "waveform_view/KTFixedWaveformView.h"
 
@@ -7,20 +8,12 @@
 #include <QCoreApplication>
 #include <QGuiApplication>
 #include <QScreen>
-#include <QSettings>
 #include <algorithm>
 #include <cmath>
 
 namespace {
 
 const QString kShownSetting = QStringLiteral("noteStrip/shown");
-
-// The window's settings, in ~/.config/Study Loop/Study Loop.conf on Linux. The program names
-// no organisation (that would move its data folder), and settings without one cannot be
-// written, so the application's name stands for both.
-QString settingsName() {
-    return QCoreApplication::applicationName();
-}
 
 int displayIntervalMilliseconds() {
     const QScreen* screen = QGuiApplication::primaryScreen();
@@ -41,10 +34,9 @@ NoteStripPanel::NoteStripPanel(session::Session& session, KTAudioQueuePlayer& pl
     connect(&feed_, &NoteStripFeed::spectrumReady, this,
             [this](const NoteStripView::Spectrum& spectrum) { take(spectrum); });
     showAction.setCheckable(true);
-    showAction.setChecked(
-        QSettings(settingsName(), settingsName()).value(kShownSetting, false).toBool());
+    showAction.setChecked(windowSettings().value(kShownSetting, false).toBool());
     connect(&showAction, &QAction::toggled, this, [this](bool shown) {
-        QSettings(settingsName(), settingsName()).setValue(kShownSetting, shown);
+        windowSettings().setValue(kShownSetting, shown);
         setShown(shown);
     });
     session_.addObserver(this);
