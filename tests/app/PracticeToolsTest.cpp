@@ -1,4 +1,4 @@
-// The practice tools beyond the design's commands, through the controller and the real
+// The practice tools beyond the window's first commands, through the controller and the real
 // window: the loop edits from the keyboard at the file's ends, the speed trainer's
 // schedule over passes, the pause settings reaching the player, tap tempo; and the small
 // pieces of arithmetic behind them.

@@ -1,7 +1,7 @@
 // The Loops menu through the controller and the real window: loops saved, chosen on their
 // keys, renamed and deleted; a recording's loops and its last speed and pitch coming back
 // after the program starts again and after the file was moved; and with Restore Speed and
-// Pitch off, a load as the design has it. The corrections of a beat grid come back too.
+// Pitch off, a load at speed 1 and pitch 0. The corrections of a beat grid come back too.
 
 #include "app/BackgroundAnalysis.h"
 #include "app/BarTools.h"
