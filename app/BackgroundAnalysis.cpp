@@ -15,13 +15,14 @@ namespace {
 
 // Jobs being dropped. A job's destructor cancels it and joins its worker, which may take a
 // while (or never end, on a share that stopped answering): a thread of its own does that,
-// not the window. The program's exit waits a moment for them, since a worker may be
-// decoding with libraries that exit tears down, but no longer than kExitWait: a worker stuck
-// on a share is left to the exit. Made once and never destroyed, so a thread that outlives
-// the wait still finds it.
+// not the window. The program's exit waits for them, since a worker may be decoding with
+// libraries that exit tears down; the workers run at the lowest priority, so on a busy
+// machine a cancelled one can take seconds to reach its next check. The wait ends after
+// kExitWait all the same: a worker stuck on a share is left to the exit. Made once and never
+// destroyed, so a thread that outlives the wait still finds it.
 class JobReaper {
 public:
-    static constexpr std::chrono::milliseconds kExitWait{2000};
+    static constexpr std::chrono::milliseconds kExitWait{30000};
 
     static JobReaper& shared() {
         static JobReaper* reaper = [] {
