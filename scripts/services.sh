@@ -7,24 +7,24 @@ studyloop_start_display() {
     if [ -n "${DISPLAY:-}" ] && xdpyinfo >/dev/null 2>&1; then
         return 0
     fi
-    local number
-    for number in 99 98 97 96 95; do
-        [ -e "/tmp/.X11-unix/X$number" ] && DISPLAY=":$number" xdpyinfo >/dev/null 2>&1 && {
+    # Xvfb picks a free display number itself (-displayfd) and writes it once it listens, so
+    # lock files left behind by servers that died with an earlier machine do not matter.
+    local number_file log_file tries number
+    number_file=$(mktemp) log_file=$(mktemp)
+    Xvfb -displayfd 3 -screen 0 1600x1200x24 +extension GLX -nolisten tcp \
+        3>"$number_file" >"$log_file" 2>&1 &
+    for tries in $(seq 100); do
+        number=$(tr -dc '0-9' <"$number_file")
+        if [ -n "$number" ] && DISPLAY=":$number" xdpyinfo >/dev/null 2>&1; then
             export DISPLAY=":$number"
+            rm -f "$number_file" "$log_file"
             return 0
-        }
-        [ -e "/tmp/.X$number-lock" ] && continue
-        Xvfb ":$number" -screen 0 1600x1200x24 +extension GLX -nolisten tcp >/dev/null 2>&1 &
-        local tries
-        for tries in $(seq 50); do
-            DISPLAY=":$number" xdpyinfo >/dev/null 2>&1 && {
-                export DISPLAY=":$number"
-                return 0
-            }
-            sleep 0.1
-        done
+        fi
+        sleep 0.1
     done
-    echo "Could not start Xvfb" >&2
+    echo "Could not start Xvfb:" >&2
+    cat "$log_file" >&2
+    rm -f "$number_file" "$log_file"
     return 1
 }
 
