@@ -1,5 +1,6 @@
 # Sourced by the two commands: makes sure there is a display and a sound server.
-# - No usable $DISPLAY: starts Xvfb (Mesa's llvmpipe gives it OpenGL) and exports DISPLAY.
+# - No usable $DISPLAY: uses a running X server, or starts Xvfb (Mesa's llvmpipe gives it
+#   OpenGL), and exports DISPLAY.
 # - No PulseAudio server answering: starts one with a null sink "null" as the default sink,
 #   whose monitor "null.monitor" the tests record from.
 
@@ -7,6 +8,13 @@ studyloop_start_display() {
     if [ -n "${DISPLAY:-}" ] && xdpyinfo >/dev/null 2>&1; then
         return 0
     fi
+    local socket
+    for socket in /tmp/.X11-unix/X*; do
+        [ -S "$socket" ] && DISPLAY=":${socket##*/X}" xdpyinfo >/dev/null 2>&1 && {
+            export DISPLAY=":${socket##*/X}"
+            return 0
+        }
+    done
     # Xvfb picks a free display number itself (-displayfd) and writes it once it listens, so
     # lock files left behind by servers that died with an earlier machine do not matter.
     local number_file log_file tries number
