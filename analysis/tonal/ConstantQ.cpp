@@ -110,10 +110,15 @@ OctaveKernel buildKernel(double rate, int firstBin, int endBin) {
 }
 
 std::shared_ptr<const std::vector<OctaveKernel>> sharedKernels(const OctaveCascade& cascade) {
-    static std::mutex mutex;
-    static std::map<std::pair<double, int>, std::shared_ptr<const std::vector<OctaveKernel>>> cache;
-    const std::lock_guard lock(mutex);
-    auto& kernels = cache[{cascade.inputRate(), cascade.levelCount()}];
+    // Never destroyed: an analysis worker left running at the program's exit may still be
+    // building its kernels while static objects are torn down.
+    struct Cache {
+        std::mutex mutex;
+        std::map<std::pair<double, int>, std::shared_ptr<const std::vector<OctaveKernel>>> kernels;
+    };
+    static Cache* const cache = new Cache;
+    const std::lock_guard lock(cache->mutex);
+    auto& kernels = cache->kernels[{cascade.inputRate(), cascade.levelCount()}];
     if (!kernels) {
         auto built = std::make_shared<std::vector<OctaveKernel>>();
         for (int level = 0; level < cascade.levelCount(); ++level) {
