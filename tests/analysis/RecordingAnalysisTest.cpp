@@ -6,6 +6,7 @@
 #include "analysis/rhythm/OnsetFeatures.h"
 #include "analysis/signal/SignalPass.h"
 #include "tests/support/Fixtures.h"
+#include "tests/support/Labelled.h"
 #include "tests/support/Music.h"
 
 #include <chrono>
@@ -75,12 +76,9 @@ TEST(AnalysisJob, FinishesWithTheResultAndFullProgress) {
     EXPECT_NEAR(result.rhythm.tempoBpm, 120, 4);
 }
 
-struct BadFile {
-    const char* name;
+struct BadFile : test_support::Labelled {
     std::filesystem::path (*make)();
 };
-
-void PrintTo(const BadFile& file, std::ostream* out) { *out << file.name; }
 
 class BadFiles : public testing::TestWithParam<BadFile> {};
 
@@ -95,7 +93,7 @@ INSTANTIATE_TEST_SUITE_P(Analysis, BadFiles,
                                          BadFile{"empty", test_support::emptyFile},
                                          BadFile{"text_named_mp3", test_support::textFileNamedMp3},
                                          BadFile{"directory", test_support::directoryPath}),
-                         [](const auto& info) { return std::string(info.param.name); });
+                         test_support::byLabel);
 
 // A file cut short is analysed as far as it goes.
 TEST(Analysis, ACutShortFileIsAnalysedAsFarAsItGoes) {

@@ -6,6 +6,7 @@
 #include "controls/KTDualModeButton.h"
 #include "tests/app/ControllerFixture.h"
 #include "tests/playback/OfflinePull.h"
+#include "tests/support/Labelled.h"
 #include "waveform_view/KTFixedWaveformView.h"
 
 #include <cmath>
@@ -15,17 +16,12 @@ namespace {
 
 using namespace app_test;
 
-struct OddFile {
-    const char* name;
+struct OddFile : test_support::Labelled {
     std::int64_t frames;
     int sampleRate;
     int channels;
     const char* encoding;
 };
-
-void PrintTo(const OddFile& file, std::ostream* out) {
-    *out << file.name;
-}
 
 class OddFilesTest : public ControllerTest, public testing::WithParamInterface<OddFile> {};
 
@@ -33,7 +29,7 @@ TEST_P(OddFilesTest, OpensPlaysToItsEndAndDraws) {
     const OddFile& odd = GetParam();
     const Signal signal = makeSine(odd.frames, odd.channels, odd.sampleRate, 440);
     const std::string path =
-        makeFixture(signal, encoding(odd.encoding), std::string("odd-") + odd.name).string();
+        makeFixture(signal, encoding(odd.encoding), std::string("odd-") + odd.label).string();
     QSignalSpy refused(controller.get(), &KTAppController::fileRefused);
     load(path);
     EXPECT_EQ(refused.count(), 0);
@@ -66,6 +62,6 @@ INSTANTIATE_TEST_SUITE_P(Files, OddFilesTest,
                                          OddFile{"eightChannels", 24000, 48000, 8, "wav24"},
                                          OddFile{"int32", 22050, 44100, 2, "wavs32"},
                                          OddFile{"float64", 22050, 44100, 2, "wavf64"}),
-                         [](const auto& info) { return std::string(info.param.name); });
+                         test_support::byLabel);
 
 } // namespace

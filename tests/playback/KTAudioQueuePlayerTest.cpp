@@ -2,6 +2,7 @@
 
 #include "tests/playback/PlayerHarness.h"
 #include "tests/playback/SignalAnalysis.h"
+#include "tests/support/Labelled.h"
 #include "tests/support/Signals.h"
 
 #include <algorithm>
@@ -339,15 +340,11 @@ INSTANTIATE_TEST_SUITE_P(Moves, AfterPauseTest, ::testing::Bool(),
 
 // rewind and ffwd move 2 seconds and stop at the range ends, asymmetrically: past the end
 // gives the last frame, exactly on the end stays there.
-struct MoveCase {
-    const char* name;
+struct MoveCase : test_support::Labelled {
     int rangeStart, rangeLength, playhead;
     bool forward;
     int expectedPlayhead;
 };
-void PrintTo(const MoveCase& c, std::ostream* out) {
-    *out << c.name;
-}
 class TransportTest : public PlayerTest, public ::testing::WithParamInterface<MoveCase> {};
 
 TEST_P(TransportTest, MovesTwoSecondsWithinTheRange) {
@@ -373,7 +370,7 @@ INSTANTIATE_TEST_SUITE_P(
                       MoveCase{"FfwdInside", 1000, 5 * kRate, kRate, true, 3 * kRate},
                       MoveCase{"FfwdPastEnd", 1000, 5 * kRate, 4 * kRate, true, 5 * kRate - 1},
                       MoveCase{"FfwdExactlyOnEnd", 1000, 5 * kRate, 3 * kRate, true, 5 * kRate}),
-    [](const auto& info) { return std::string(info.param.name); });
+    test_support::byLabel);
 
 TEST_F(PlayerTest, ReadPositionPastTheRangeEndReadsOnToTheFileEnd) {
     load(makeSine(3 * kRate, 2, kRate, 440), "past-end");

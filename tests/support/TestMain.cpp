@@ -3,12 +3,13 @@
 // a widget application for the tests that show or render widgets.
 //
 // - Listing the tests (done at build time) makes no application, so it needs no display.
-// - What the desktop remembers (recent files, saved loops) goes to a data folder of this
-//   run's own, never the user's.
+// - What the desktop remembers (recent files, saved loops, the window's settings) goes to a
+//   folder of this run's own, never the user's.
 // - A busy X server now and then turns a new client away when its queue of connections is
 //   full, which says nothing about the code under test. Qt tries each platform of a list in
 //   turn, so naming the X one several times retries the connection.
 
+#include <QSettings>
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 #ifdef STUDYLOOP_TEST_WIDGETS
@@ -38,8 +39,10 @@ int main(int argc, char** argv) {
         return RUN_ALL_TESTS();
     QTemporaryDir dataHome;
     qputenv("XDG_DATA_HOME", dataHome.path().toUtf8());
+    qputenv("XDG_CONFIG_HOME", dataHome.path().toUtf8());
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM") && qEnvironmentVariableIsSet("DISPLAY"))
         qputenv("QT_QPA_PLATFORM", "xcb;xcb;xcb;xcb;xcb");
     TestApplication application(argc, argv);
+    QSettings::setPath(QSettings::NativeFormat, QSettings::UserScope, dataHome.path());
     return RUN_ALL_TESTS();
 }

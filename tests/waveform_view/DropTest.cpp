@@ -1,6 +1,7 @@
 // The drop target: which drags the view accepts at entry, the drop zone's animation while
 // one hovers, and the path that reaches the delegate after the drop.
 
+#include "tests/support/Labelled.h"
 #include "tests/waveform_view/ViewFixture.h"
 #include "waveform_view/KTFixedWaveformViewDelegate.h"
 
@@ -37,16 +38,11 @@ public:
     QStringList paths;
 };
 
-struct DropCase {
-    const char* name;
+struct DropCase : test_support::Labelled {
     std::vector<const char*> files; // none: the drag carries text
     bool accepted;
     bool delivered; // the first file's path reaches the delegate at the drop
 };
-
-void PrintTo(const DropCase& c, std::ostream* out) {
-    *out << c.name;
-}
 
 class DropTest : public testing::Test {
 protected:
@@ -125,7 +121,7 @@ INSTANTIATE_TEST_SUITE_P(
                     DropCase{"TextFile", {"notes.txt"}, false, false},
                     // Shown and accepted, and dropped without a word to the delegate.
                     DropCase{"NoFileNames", {}, true, false}),
-    [](const testing::TestParamInfo<DropCase>& info) { return std::string(info.param.name); });
+    test_support::byLabel);
 
 TEST_F(DropTest, LeavingStopsTheAnimationAndResetsTheArrow) {
     const std::unique_ptr<QMimeData> data = mimeData({"take.wav"});

@@ -58,34 +58,12 @@ INSTANTIATE_TEST_SUITE_P(, FramePixelMapping,
                              return "frame" + std::to_string(info.param.frame);
                          });
 
-TEST_F(GeometryTest, PixelToFrameTruncatesTowardZeroOnBothSidesOfTheMargin) {
-    EXPECT_EQ(view().frameAtPixel(26.5), 1500);
-    EXPECT_EQ(view().frameAtPixel(24.9995), 0);
-    EXPECT_EQ(view().frameAtPixel(24.5), -500);
-}
-
 TEST_F(GeometryTest, ShortFileSharesPixelColumnsWithFractionalFramesPerPixel) {
     view().setWaveform(makeWaveform(300, 0.25f));
     EXPECT_DOUBLE_EQ(view().framesPerPixel(), 0.5);
     view().setRangeStartFrame(1);
     EXPECT_DOUBLE_EQ(view().rangeStartPixel(), 27.0);
     EXPECT_EQ(view().frameAtPixel(27.9), 1);
-}
-
-TEST_F(GeometryTest, HandlesLieOutsideTheRangeWithAGapBeforeTheStart) {
-    view().setRangeStartFrame(100000);
-    view().setRangeEndFrame(200000);
-    const double height = view().documentView()->height();
-    EXPECT_EQ(view().rangeStartHandleRect(), QRectF(125.0 - 17.0, 0.0, 16.0, height));
-    EXPECT_EQ(view().rangeEndHandleRect(), QRectF(225.0, 0.0, 16.0, height));
-    EXPECT_DOUBLE_EQ(view().rangeWidthInPixels(), 100.0);
-}
-
-TEST_F(GeometryTest, RangeEndingAtTheFileEndPutsTheEndHandleInTheRightMargin) {
-    const double documentWidth = view().documentView()->width();
-    EXPECT_EQ(view().rangeEndFrame(), kFrames);
-    EXPECT_DOUBLE_EQ(view().rangeEndPixel(), documentWidth - 25.0);
-    EXPECT_LE(view().rangeEndHandleRect().right(), documentWidth);
 }
 
 TEST_F(GeometryTest, SetWaveformResetsPlayheadRangeAndZoom) {
@@ -106,20 +84,6 @@ TEST_F(GeometryTest, FitWidthMakesTheDocumentAsWideAsTheScrollAreaAndTheViewCove
     EXPECT_EQ(view().documentView()->width(), 650);
     EXPECT_DOUBLE_EQ(view().framesPerPixel(), 1000.0);
     EXPECT_EQ(view().geometry(), view().documentVisibleRect());
-}
-
-TEST_F(GeometryTest, ViewStaysOverTheVisibleStripWhileScrolled) {
-    zoomInSteps(3);
-    window.userScrollTo(700);
-    EXPECT_EQ(view().documentVisibleRect().x(), 700);
-    EXPECT_EQ(view().geometry(), view().documentVisibleRect());
-}
-
-TEST_F(GeometryTest, ZoomInStopsAtTheDeepestZoom) {
-    zoomInSteps(40);
-    EXPECT_LE(view().framesPerPixel(), KTFixedWaveformView::kDeepestFramesPerPixel);
-    EXPECT_GT(view().framesPerPixel() * KTFixedWaveformView::kZoomFactor,
-              KTFixedWaveformView::kDeepestFramesPerPixel * 0.99);
 }
 
 class FollowTest : public GeometryTest {
@@ -160,14 +124,6 @@ TEST_F(FollowTest, RecentUserScrollSuspendsFollowingForOneSecond) {
     EXPECT_TRUE(QTest::qWaitFor([&] { return !view().isScrolling(); }, 3000));
     view().setPlayheadFrame(400001);
     EXPECT_TRUE(playheadInView());
-}
-
-TEST_F(FollowTest, EachUserScrollRestartsTheSecond) {
-    window.userScrollTo(10);
-    QTest::qWait(600);
-    window.userScrollTo(20);
-    QTest::qWait(600);
-    EXPECT_TRUE(view().isScrolling());
 }
 
 TEST_F(FollowTest, PlaybackPositionIsDroppedWhileDragging) {

@@ -3,6 +3,7 @@
 // and repairs of each drag, scrolling while the button is held at an edge, zoom steps and
 // their accumulators, and the open hand over the grips.
 
+#include "tests/support/Labelled.h"
 #include "tests/waveform_view/ViewFixture.h"
 #include "waveform_view/KTFixedWaveformViewDelegate.h"
 
@@ -98,18 +99,13 @@ protected:
 
 // A press, then its release without movement.
 
-struct PressCase {
-    const char* name;
+struct PressCase : test_support::Labelled {
     double x;
     bool shift;
     std::int32_t playheadAfterPress;
     const char* atPress;
     const char* atRelease;
 };
-
-void PrintTo(const PressCase& c, std::ostream* out) {
-    *out << c.name << " (x " << c.x << ")";
-}
 
 class PressCases : public InteractionTest, public testing::WithParamInterface<PressCase> {};
 
@@ -137,22 +133,17 @@ INSTANTIATE_TEST_SUITE_P(
         // The body moves the playhead at once and tells the player only at release.
         PressCase{"BodyFirstPixel", 125, false, 100000, "", "current 100000"},
         PressCase{"BodyLastPixel", 324, false, 299000, "", "current 299000"}),
-    [](const testing::TestParamInfo<PressCase>& info) { return std::string(info.param.name); });
+    test_support::byLabel);
 
 // A grip pressed at one x and dragged to another.
 
-struct GripDragCase {
-    const char* name;
+struct GripDragCase : test_support::Labelled {
     double pressX;
     double dragX;
     std::int32_t start;
     std::int32_t end;
     const char* whileDragging;
 };
-
-void PrintTo(const GripDragCase& c, std::ostream* out) {
-    *out << c.name << " (" << c.pressX << " to " << c.dragX << ")";
-}
 
 class GripDrags : public InteractionTest, public testing::WithParamInterface<GripDragCase> {};
 
@@ -182,7 +173,7 @@ INSTANTIATE_TEST_SUITE_P(
         // Landing exactly on the start is no inversion: the range is left empty.
         GripDragCase{"EndOntoTheStartLeavesItEmpty", 325, 125, 100000, 100000,
                      "drag 100000; will change"}),
-    [](const testing::TestParamInfo<GripDragCase>& info) { return std::string(info.param.name); });
+    test_support::byLabel);
 
 TEST_F(InteractionTest, GripDragSaysWillChangeRangeOnce) {
     view().setPlayheadFrame(100000);
@@ -224,17 +215,12 @@ TEST_F(InteractionTest, ShiftRangeTakesItsDirectionFromTheFirstSidewaysMove) {
 // range edge drawn or dragged within 6 pixels of a beat lands on it; Alt held, or the grid
 // hidden, it goes where the pointer is.
 
-struct SnapCase {
-    const char* name;
+struct SnapCase : test_support::Labelled {
     double pressX, dragX;
     Qt::KeyboardModifiers keys;
     bool gridShown;
     std::int32_t start, end;
 };
-
-void PrintTo(const SnapCase& c, std::ostream* out) {
-    *out << c.name;
-}
 
 class Snapping : public InteractionTest, public testing::WithParamInterface<SnapCase> {};
 
@@ -267,7 +253,7 @@ INSTANTIATE_TEST_SUITE_P(
         // The end grip, grabbed 5 pixels past the range end, keeps that distance.
         SnapCase{"EndGripSnaps", 330, 428, {}, true, 100000, 400000},
         SnapCase{"EndGripBeyondSixPixelsDoesNot", 330, 422, {}, true, 100000, 392000}),
-    [](const testing::TestParamInfo<SnapCase>& info) { return std::string(info.param.name); });
+    test_support::byLabel);
 
 // A double-click picks out its frame for the delegate while the grid shows; without a
 // grid it is a second press in the range body, as ever.
@@ -290,15 +276,10 @@ TEST_F(InteractionTest, ADoubleClickNamesItsFrameOnlyWhileTheGridShows) {
 
 // Scrolling while the button is held at an edge.
 
-struct EdgeCase {
-    const char* name;
+struct EdgeCase : test_support::Labelled {
     int viewportX; // where the pointer is held, in the scroll area
     int direction;
 };
-
-void PrintTo(const EdgeCase& c, std::ostream* out) {
-    *out << c.name << " (held at " << c.viewportX << ")";
-}
 
 class HeldAtAnEdge : public InteractionTest, public testing::WithParamInterface<EdgeCase> {};
 
@@ -325,9 +306,7 @@ TEST_P(HeldAtAnEdge, KeepsScrollingEveryTickWithThePlayheadUnderThePointer) {
 INSTANTIATE_TEST_SUITE_P(, HeldAtAnEdge,
                          testing::Values(EdgeCase{"BeyondTheRightEdge", 700, 1},
                                          EdgeCase{"InTheLeftBand", 5, -1}),
-                         [](const testing::TestParamInfo<EdgeCase>& info) {
-                             return std::string(info.param.name);
-                         });
+                         test_support::byLabel);
 
 // A held button whose release never reaches the view: a shortcut opened a modal dialog, the
 // window lost activation, or the button went up while something else had the pointer. The
@@ -335,18 +314,13 @@ INSTANTIATE_TEST_SUITE_P(, HeldAtAnEdge,
 
 enum class LostRelease { ModalDialog, PopupMenu, WindowDeactivated, MoveWithoutButton };
 
-struct LostReleaseCase {
-    const char* name;
+struct LostReleaseCase : test_support::Labelled {
     double pressX;
     bool shift;
     double dragX;
     LostRelease how;
     const char* atTheEnd;
 };
-
-void PrintTo(const LostReleaseCase& c, std::ostream* out) {
-    *out << c.name;
-}
 
 class LostReleases : public InteractionTest, public testing::WithParamInterface<LostReleaseCase> {};
 
@@ -403,9 +377,7 @@ INSTANTIATE_TEST_SUITE_P(
                                     LostRelease::WindowDeactivated, "current 299000"},
                     LostReleaseCase{"ShiftRangeWhenAMoveComesWithoutTheButton", 300, true, 450,
                                     LostRelease::MoveWithoutButton, "range 275000 425000"}),
-    [](const testing::TestParamInfo<LostReleaseCase>& info) {
-        return std::string(info.param.name);
-    });
+    test_support::byLabel);
 
 // The wheel and the two-finger gesture.
 
@@ -444,17 +416,12 @@ public:
     int count = 0;
 };
 
-struct WheelCase {
-    const char* name;
+struct WheelCase : test_support::Labelled {
     int zoomStepsBefore;
     std::vector<Wheel> events;
     int documentWidthAfter;
     bool lastPassedOn; // to the scroll area, which scrolls with it
 };
-
-void PrintTo(const WheelCase& c, std::ostream* out) {
-    *out << c.name;
-}
 
 class WheelZoom : public InteractionTest, public testing::WithParamInterface<WheelCase> {};
 
@@ -515,7 +482,7 @@ INSTANTIATE_TEST_SUITE_P(
                   {{kBegin, 0, 0}, {kUpdate, 0, 20}, {kEnd, 0, 0}, {Qt::ScrollMomentum, 0, 10}},
                   975,
                   true}),
-    [](const testing::TestParamInfo<WheelCase>& info) { return std::string(info.param.name); });
+    test_support::byLabel);
 
 TEST_F(InteractionTest, ZoomStopsAtTheDeepestZoomAndAtTheScrollAreaWidth) {
     for (int step = 0; step < 40; ++step)
@@ -530,15 +497,10 @@ TEST_F(InteractionTest, ZoomStopsAtTheDeepestZoomAndAtTheScrollAreaWidth) {
 
 // The pinch: a step per quarter of magnification, truncated toward zero.
 
-struct PinchCase {
-    const char* name;
+struct PinchCase : test_support::Labelled {
     std::vector<std::pair<Qt::NativeGestureType, double>> events;
     int documentWidthAfter;
 };
-
-void PrintTo(const PinchCase& c, std::ostream* out) {
-    *out << c.name;
-}
 
 class Pinch : public InteractionTest, public testing::WithParamInterface<PinchCase> {};
 
@@ -567,7 +529,7 @@ INSTANTIATE_TEST_SUITE_P(
         PinchCase{"EachGestureStartsFromNothing",
                   {{kPinchBegin, 0}, {kPinch, 0.2}, {kPinchBegin, 0}, {kPinch, 0.2}},
                   650}),
-    [](const testing::TestParamInfo<PinchCase>& info) { return std::string(info.param.name); });
+    test_support::byLabel);
 
 // The open hand over the grips.
 

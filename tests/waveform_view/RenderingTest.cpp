@@ -2,6 +2,7 @@
 // under Xvfb in CI). Colours are compared per 8-bit channel with a tolerance of a few
 // steps: the gradients are interpolated per pixel and the blends rounded.
 
+#include "tests/support/Labelled.h"
 #include "tests/waveform_view/ViewFixture.h"
 #include "waveform_view/BeatGridDrawing.h"
 
@@ -112,30 +113,6 @@ TEST_F(RenderingTest, GlobalMaximumReachesNineTenthsOfTheHalfHeightOthersScale) 
     EXPECT_FALSE(isWaveform(pixelAt(image, 329, static_cast<int>(0.96 * height))));
 }
 
-TEST_F(RenderingTest, OutsideTheRangeIsDimmedEvenlyBeforeAndLighterBelowAfter) {
-    view().setWaveform(makeWaveform(kFrames, 0.25f));
-    view().setRangeStartFrame(200000); // pixel 225
-    view().setRangeEndFrame(400000);   // pixel 425
-    const QImage image = grab(view());
-    const int height = image.height();
-    for (int row : {30, 60, 140, 170}) {
-        SCOPED_TRACE(row);
-        const Rgb background = backgroundAt(row, height);
-        const double up = 1.0 - (row + 0.5) / height;
-        EXPECT_TRUE(near(pixelAt(image, 100, row), mix(background, kWaveform, 0.95)));
-        EXPECT_TRUE(near(pixelAt(image, 500, row), mix(background, kWaveform, 0.80 + 0.10 * up)));
-        EXPECT_TRUE(isWaveform(pixelAt(image, 300, row)));
-        EXPECT_TRUE(opaque(image, 100, row));
-        EXPECT_TRUE(opaque(image, 500, row));
-        // The edges (under the grips' gaps): one undimmed pixel before the start, dimming
-        // from the end on.
-        EXPECT_TRUE(near(pixelAt(image, 205, row), mix(background, kWaveform, 0.95)));
-        EXPECT_TRUE(isWaveform(pixelAt(image, 224, row)));
-        EXPECT_TRUE(
-            near(pixelAt(image, 425 + 16, row), mix(background, kWaveform, 0.80 + 0.10 * up)));
-    }
-}
-
 TEST_F(RenderingTest, PlayheadIsOneWhiteColumnAtTheTruncatedPixel) {
     view().setWaveform(makeWaveform(kFrames, 0.25f));
     view().setPlayheadFrame(123456); // floor(123.456) + 25
@@ -200,15 +177,10 @@ INSTANTIATE_TEST_SUITE_P(, RangeFrameRendering,
                              return "width" + std::to_string(info.param.width);
                          });
 
-struct EmptyStripCase {
-    const char* name;
+struct EmptyStripCase : test_support::Labelled {
     std::int32_t frames;
     float level;
 };
-
-void PrintTo(const EmptyStripCase& c, std::ostream* out) {
-    *out << c.name;
-}
 
 class EmptyStrip : public RenderingTest, public testing::WithParamInterface<EmptyStripCase> {};
 
@@ -227,9 +199,7 @@ INSTANTIATE_TEST_SUITE_P(, EmptyStrip,
                          testing::Values(EmptyStripCase{"silent", kFrames, 0.0f},
                                          EmptyStripCase{"noBuckets", 0, 0.0f},
                                          EmptyStripCase{"oneBucket", 1000, 0.3f}),
-                         [](const testing::TestParamInfo<EmptyStripCase>& info) {
-                             return std::string(info.param.name);
-                         });
+                         test_support::byLabel);
 
 // The screen is drawn again only where an edit changed the frame; after each edit it shows
 // what the whole frame of that state is.

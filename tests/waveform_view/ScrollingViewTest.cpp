@@ -3,6 +3,7 @@
 // back from GL, is the fixed view's frame of the same state. The editing rules, gestures,
 // drop and drawing steps are shared with the fixed view and tested through it.
 
+#include "tests/support/Labelled.h"
 #include "tests/waveform_view/ViewFixture.h"
 #include "waveform_view/KTWaveformView.h"
 #include "waveform_view/KTWaveformViewDelegate.h"
@@ -98,17 +99,12 @@ TEST_F(ScrollingViewInput, PressesAndDragsAreTakenInOwnCoordinates) {
 // What is drawn: the scrolling view's frame, read back from its GL surface, is the fixed
 // view's frame of the same state, pixel for pixel.
 
-struct PictureCase {
-    const char* name;
+struct PictureCase : test_support::Labelled {
     std::int32_t frames;
     int zoomSteps;
     int scrollX;
     int windowWidth; // the window is resized to this last
 };
-
-void PrintTo(const PictureCase& c, std::ostream* out) {
-    *out << c.name;
-}
 
 // Puts either view into the state of `c`.
 template <class Window> void applyState(Window& window, const PictureCase& c) {
@@ -156,12 +152,12 @@ TEST_P(ScrollingViewRendering, DrawsWhatTheFixedViewDrawsInTheSameState) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    , ScrollingViewRendering,
-    testing::Values(PictureCase{"ZoomedThenNarrowed", kFrames, 2, 300, 500},
-                    // Ten million frames at the deepest zoom: the view is some 56,000
-                    // pixels wide, more than GL makes a framebuffer.
-                    PictureCase{"DeepestZoomOfALongFile", 10000000, 11, 27800, 650}),
-    [](const testing::TestParamInfo<PictureCase>& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(, ScrollingViewRendering,
+                         testing::Values(PictureCase{"ZoomedThenNarrowed", kFrames, 2, 300, 500},
+                                         // Ten million frames at the deepest zoom: the view is some
+                                         // 56,000 pixels wide, more than GL makes a framebuffer.
+                                         PictureCase{"DeepestZoomOfALongFile", 10000000, 11, 27800,
+                                                     650}),
+                         test_support::byLabel);
 
 } // namespace
