@@ -88,20 +88,6 @@ TEST_F(ControllerTest, ASecondFileWhilePlayingResetsSpeedAndPitchAndKeepsLoopAnd
     EXPECT_EQ(platform::desktop::RecentFiles().list().value(0).toStdString(), second);
 }
 
-TEST_F(ControllerTest, AnOpenRequestLoadsAfterItsDeferralLikeATimerCarryingTheUrl) {
-    const std::string path = toneFile("deferred");
-    QSignalSpy loaded(controller.get(), &KTAppController::fileLoaded);
-    EXPECT_TRUE(controller->applicationOpenFile(QString::fromStdString(path)));
-    EXPECT_EQ(loaded.count(), 0) << "loaded before the deferral";
-    ASSERT_TRUE(loaded.wait(2000));
-    EXPECT_EQ(loaded.takeFirst().at(0).toString().toStdString(), path);
-
-    QTimer timer;
-    timer.setProperty("userInfo", QUrl::fromLocalFile(QString::fromStdString(path)));
-    controller->openFileWithURL(&timer);
-    EXPECT_TRUE(loaded.wait(5000));
-}
-
 TEST_F(ControllerTest, ALongFileFillsAProgressBarWhileItIsRead) {
     const auto path =
         makeFixture(makeNoise(70 * kRate + 777, 2, kRate, 11, 0.4), encoding("flac"), "long");

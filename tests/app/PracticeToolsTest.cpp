@@ -111,13 +111,6 @@ TEST_F(PracticeToolsTest, ALoopEditWhilePlayingPausesAsAMouseEditDoes) {
     EXPECT_EQ(controller->player()->currentFrame(), double(20 * kRate));
 }
 
-TEST_F(PracticeToolsTest, TheEditKeysDoNothingBeforeAFileIsLoaded) {
-    press(Qt::Key_PageDown);
-    press(Qt::Key_Left, Qt::ControlModifier);
-    EXPECT_FALSE(ui().moveLoopForwardAction->isEnabled()) << "submenu items follow the menu";
-    EXPECT_EQ(viewLoop(), (LoopRange{0, 0}));
-}
-
 TEST_F(PracticeToolsTest, TheTrainerStepsTheSpeedOnScheduleAndStopsAtTheTarget) {
     load(toneFile("trainer"));
     controller->practice()->startSpeedTrainer({0.6, 0.1, 2, 0.85});
@@ -200,27 +193,6 @@ TEST_F(PracticeToolsTest, FourTapsOfTSetTheCountInTempoAndTheLcdShowsIt) {
     EXPECT_LE(controller->session().passPause().beatsPerMinute, 300.0);
     EXPECT_EQ(double(ui().timerView->flashValue()),
               controller->session().passPause().beatsPerMinute);
-}
-
-TEST(TapTempo, AveragesTheLastFourTapsAndStartsAgainAfterALongGap) {
-    TapTempo taps;
-    const auto t0 = TapTempo::Clock::now();
-    const auto at = [&](int ms) { return t0 + std::chrono::milliseconds(ms); };
-    EXPECT_FALSE(taps.tap(at(0)));
-    EXPECT_FALSE(taps.tap(at(600)));
-    EXPECT_FALSE(taps.tap(at(1200)));
-    EXPECT_DOUBLE_EQ(*taps.tap(at(1800)), 100.0);
-    EXPECT_DOUBLE_EQ(*taps.tap(at(2300)), 60.0 * 3 / 1.7); // the last four: 600, 1200...
-    EXPECT_FALSE(taps.tap(at(5000))) << "a pause of more than two seconds starts over";
-    EXPECT_EQ(taps.tapsInRow(), 1);
-}
-
-TEST(LoopEditing, LeavesEmptyOrInvertedRangesAsTheyAre) {
-    EXPECT_EQ(steppedLoop({500, 500}, 1, 1000), (LoopRange{500, 500}));
-    EXPECT_EQ(steppedLoop({600, 400}, -1, 1000), (LoopRange{600, 400}));
-    EXPECT_EQ(resizedLoop({600, 400}, 2.0, 1000, 10), (LoopRange{600, 400}));
-    // A loop longer than the file (a file that shrank) is not stepped at all.
-    EXPECT_EQ(steppedLoop({0, 2000}, 1, 1000), (LoopRange{0, 2000}));
 }
 
 } // namespace

@@ -108,25 +108,4 @@ TEST_P(FromFile, ReadingTheFileGivesThePeaksOfItsDecodedSamples) {
 
 INSTANTIATE_TEST_SUITE_P(KTWaveform, FromFile, testing::Values("flac", "mp3cbr"));
 
-// Ogg Vorbis with drum-like attacks: the peaks are those of the reference decoder's output
-// (libvorbisfile through oggdec), up to its rounding to 16 bits, which can move a value by
-// one step of the peak scale.
-TEST(KTWaveform, VorbisPeaksAreThoseOfTheReferenceDecode) {
-    const auto path =
-        makeFixture(makeDrumBursts(70 * 44100 + 321, 44100), encoding("vorbis"), "long");
-    std::vector<float> reference = decodeWithOggdec(path);
-    for (float& value : reference)
-        value = std::clamp(value, -1.0f, 1.0f);
-    const Reference expected = referenceReduction(reference);
-
-    testing::internal::CaptureStderr();
-    const KTWaveform waveform(path.string());
-    testing::internal::GetCapturedStderr();
-    EXPECT_EQ(waveform.totalFrames(), std::int32_t(reference.size() / 2));
-    ASSERT_EQ(waveform.samples().size(), expected.peaks.size());
-    for (std::size_t i = 0; i < expected.peaks.size(); ++i)
-        ASSERT_NEAR(waveform.samples()[i], expected.peaks[i], 1) << "peak " << i;
-    EXPECT_NEAR(waveform.globalMaxValue(), expected.globalMax, 1);
-}
-
 } // namespace

@@ -123,16 +123,6 @@ INSTANTIATE_TEST_SUITE_P(
                     DropCase{"NoFileNames", {}, true, false}),
     test_support::byLabel);
 
-TEST_F(DropTest, LeavingStopsTheAnimationAndResetsTheArrow) {
-    const std::unique_ptr<QMimeData> data = mimeData({"take.wav"});
-    ASSERT_TRUE(enter(data.get()));
-    ASSERT_TRUE(animates());
-    leave();
-    EXPECT_EQ(view().dropzoneDelta(), 0.0f);
-    EXPECT_FALSE(animates());
-    EXPECT_TRUE(delegate.paths.isEmpty());
-}
-
 TEST_F(DropTest, EnteringTwiceLeavesNoAnimationRunningAfterTheExit) {
     const std::unique_ptr<QMimeData> data = mimeData({"take.wav"});
     ASSERT_TRUE(enter(data.get()));

@@ -175,15 +175,6 @@ INSTANTIATE_TEST_SUITE_P(
                      "drag 100000; will change"}),
     test_support::byLabel);
 
-TEST_F(InteractionTest, GripDragSaysWillChangeRangeOnce) {
-    view().setPlayheadFrame(100000);
-    press(330);
-    move(400);
-    move(420);
-    release(420);
-    EXPECT_EQ(delegate.take(), "will change; range 100000 390000");
-}
-
 TEST_F(InteractionTest, PlayheadDragStaysInTheRangeAPixelShortOfItsEnd) {
     // 1000.8333 frames a pixel, so the last place is a fraction, truncated.
     view().setWaveform(makeWaveform(600500, 0.25f));

@@ -347,22 +347,4 @@ INSTANTIATE_TEST_SUITE_P(, GridThinning, testing::Values(100.0, 1000.0, 3000.0, 
                              return "framesPerPixel" + std::to_string(std::lround(info.param));
                          });
 
-class DropzoneTest : public testing::Test {
-protected:
-    KTFixedWaveformView& view() { return window.view(); }
-    ViewWindow window{650, 400};
-};
-
-TEST_F(DropzoneTest, EmptyViewShowsTheCentredPictureWithItsTray) {
-    const QImage image = grab(view());
-    const int centreX = image.width() / 2;
-    const int top = image.height() / 2 - 128;
-    // The tray's floor, 198 pixels down the picture; the picture ends 256 down.
-    EXPECT_TRUE(isWhite(pixelAt(image, centreX, top + 198)));
-    EXPECT_TRUE(near(pixelAt(image, centreX, top + 262), backgroundAt(top + 262, image.height())));
-    EXPECT_TRUE(near(pixelAt(image, 20, 20), backgroundAt(20, image.height())));
-    for (int y = top; y < top + 256; y += 3)
-        ASSERT_TRUE(opaque(image, centreX + 60, y)) << y;
-}
-
 } // namespace
