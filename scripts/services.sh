@@ -58,5 +58,29 @@ studyloop_start_sound() {
     return 1
 }
 
+# For the benchmarks that record what they play: a PulseAudio server of this shell's own, its
+# null sink the default sink and the sink's monitor the default source, so that no other
+# program's sound reaches the recording and the defaults of a server the user runs are left
+# alone. Every PulseAudio client started from this shell uses it; it stops when the shell
+# exits.
+studyloop_private_sound() {
+    local dir tries
+    dir=$(mktemp -d)
+    export PULSE_RUNTIME_PATH="$dir" PULSE_SERVER="unix:$dir/native"
+    pulseaudio --daemonize=yes --exit-idle-time=-1 -n \
+        --load="module-null-sink sink_name=null" --load=module-native-protocol-unix \
+        >/dev/null 2>&1 || true
+    trap 'pulseaudio --kill >/dev/null 2>&1; rm -rf "$PULSE_RUNTIME_PATH"' EXIT
+    for tries in $(seq 50); do
+        if pactl info >/dev/null 2>&1; then
+            pactl set-default-sink null && pactl set-default-source null.monitor
+            return
+        fi
+        sleep 0.1
+    done
+    echo "Could not start a PulseAudio server of the benchmark's own" >&2
+    return 1
+}
+
 studyloop_start_display
 studyloop_start_sound || true

@@ -2,7 +2,7 @@
 # Prints the application window's figures against references measured in the same run:
 # launch to a window showing the demo recording (reference: studyloop-inspect on the same
 # file), the open flow of a 60-minute FLAC and the loading sheet's repaints, and Space to
-# the first sound on the null sink (started if none runs).
+# the first sound on the null sink (a sound server of its own).
 # Usage: bench/app/app_bench.sh [BUILD_DIR]   (default build/release)
 set -euo pipefail
 root=$(cd "$(dirname "$0")/../.." && pwd)
@@ -44,6 +44,6 @@ printf '%-44s %9.1f ms  %-16s reference (%s) %8.1f ms  ratio %5.2f\n' \
     "launch to a window showing the demo" "$launch" "" "studyloop-inspect" "$inspect" \
     "$(awk -v a="$launch" -v b="$inspect" 'BEGIN { printf "%.2f", a / b }')"
 
-# The recording side reads the server's default source: the null sink's monitor.
-pactl set-default-source null.monitor
+# Played and recorded on a sound server of the benchmark's own, its null sink and monitor.
+studyloop_private_sound
 "$build/bench/app/studyloop-app-bench" "$demo" "$long" 2>/dev/null

@@ -13,7 +13,7 @@ if [ ! -f "$build/build.ninja" ]; then
     cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release >/dev/null
 fi
 cmake --build "$build" --target studyloop-loop-bench studyloop-play demo_recording >/dev/null
-# The recording side reads the server's default source: the null sink's monitor.
-pactl set-default-source null.monitor
+# Played and recorded on a sound server of the benchmark's own, its null sink and monitor.
+studyloop_private_sound
 "$build/bench/playback/studyloop-loop-bench" "$build/tools/play/studyloop-play" \
     "$build/resources/demo.wav"
