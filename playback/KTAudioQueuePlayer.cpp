@@ -85,6 +85,7 @@ void KTAudioQueuePlayer::setupAudioQueue() {
     CheckError(AudioQueueSetProperty(made, kAudioQueueProperty_TimePitchAlgorithm, &algorithm,
                                      sizeof algorithm),
                "Failed to choose time/pitch algorithm");
+    AudioQueueSetClick(made, click);
     AudioQueueAddPropertyListener(made, kAudioQueueProperty_IsRunning,
                                   &KTAudioQueuePlayer::isRunningListener, this);
     for (AudioQueueBufferRef& buffer : buffers)
@@ -115,6 +116,7 @@ void KTAudioQueuePlayer::outputCallback(void* userData, AudioQueueRef calling,
         std::shared_ptr<KTAudioFile> audioFile;
         std::uint32_t toRead = 0;
         std::uint64_t seeksAtTell = 0;
+        std::int64_t position = 0;
         {
             std::lock_guard guard(gate->lock);
             if (calling != gate->liveQueue.load())
@@ -126,7 +128,6 @@ void KTAudioQueuePlayer::outputCallback(void* userData, AudioQueueRef calling,
             }
             audioFile = player->audioFile_.load();
             seeksAtTell = player->seeks.load();
-            std::int64_t position = 0;
             CheckError(ExtAudioFileTell(audioFile ? audioFile->extAudioFile() : nullptr, &position),
                        "ExtAudioFileTell");
             if (position == player->rangeEndFrame() && player->turnWithoutStopLocked())
@@ -156,6 +157,7 @@ void KTAudioQueuePlayer::outputCallback(void* userData, AudioQueueRef calling,
             continue;
         if (toRead > 0) {
             player->joinSeamLocked(static_cast<float*>(buffer->mAudioData), toRead);
+            player->click->noteRead(player->framesEnqueued, position, toRead);
             player->framesEnqueued += toRead;
             buffer->mAudioDataByteSize = toRead * kBytesPerFrame;
             AudioQueueEnqueueBuffer(calling, buffer, 0, nullptr);
@@ -318,6 +320,11 @@ void KTAudioQueuePlayer::setPassPause(double seconds, double countInBeatsPerMinu
     countInTempo.store(std::isfinite(countInBeatsPerMinute) && countInBeatsPerMinute > 0
                            ? countInBeatsPerMinute
                            : 0.0);
+}
+
+void KTAudioQueuePlayer::setClick(std::vector<platform::ClickBeat> beats, double level) {
+    click->setBeats(std::move(beats));
+    click->setLevel(std::isfinite(level) ? float(std::max(level, 0.0)) : 0.0f);
 }
 
 void KTAudioQueuePlayer::setPitchShift(float cents) {
@@ -487,6 +494,7 @@ void KTAudioQueuePlayer::restartQueueTimeLocked() {
     lastTurnRead = -1;
     turnsAhead.clear();
     seamPending = false;
+    click->restart();
 }
 
 void KTAudioQueuePlayer::followHeardPosition(AudioQueueRef calling) {

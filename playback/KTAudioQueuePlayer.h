@@ -57,6 +57,7 @@
 
 #include "audio/KTAudioFile.h"
 #include "platform/audio_queue/AudioQueue.h"
+#include "platform/audio_queue/BeatClick.h"
 #include "playback/KTAudioQueuePlayerDelegate.h"
 
 #include <QObject>
@@ -115,6 +116,13 @@ public:
     void setPassPause(double seconds, double countInBeatsPerMinute);
     double passPauseSeconds() const { return passPause.load(); }
     double countInBeatsPerMinute() const { return countInTempo.load(); }
+
+    // A metronome click on `beats` (file frames), mixed in after the time/pitch stage, so
+    // each click falls where its beat is heard at any speed; at `level` (1: as loud as the
+    // count-in, 0: off, the default, which leaves what is heard untouched). New beats take
+    // over without a break in the sound. Kept across files. Any thread.
+    void setClick(std::vector<platform::ClickBeat> beats, double level);
+    double clickLevel() const { return click->level(); }
 
     // The absolute frame the playhead stands on. Any thread.
     double currentFrame() const;
@@ -241,4 +249,6 @@ private:
     float lastFramesRead[2][2] = {}; // the last two frames read, oldest first
     std::atomic<std::uint64_t> seamlessTurns{0};
     std::function<void()> passRead; // set before play, called on the queue's thread
+    // Given every queue; told under the gate's lock what is enqueued at which queue time.
+    const std::shared_ptr<platform::BeatClick> click = std::make_shared<platform::BeatClick>();
 };

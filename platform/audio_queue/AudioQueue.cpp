@@ -136,6 +136,10 @@ OSStatus AudioQueueSetLeadIn(AudioQueueRef queue, const AudioQueueLeadIn& leadIn
     return queue ? queue->setLeadIn(leadIn) : kInvalidQueue;
 }
 
+OSStatus AudioQueueSetClick(AudioQueueRef queue, std::shared_ptr<BeatClick> click) {
+    return queue ? queue->setClick(std::move(click)) : kInvalidQueue;
+}
+
 OSStatus AudioQueueGetHeardSampleTime(AudioQueueRef queue,
                                       std::chrono::steady_clock::time_point time,
                                       double* outSampleTime) {

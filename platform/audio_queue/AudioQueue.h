@@ -40,6 +40,7 @@
 namespace platform {
 
 class AudioDevice;
+class BeatClick;
 
 struct OpaqueAudioQueue;
 using AudioQueueRef = OpaqueAudioQueue*;
@@ -179,6 +180,14 @@ struct AudioQueueLeadIn {
     std::uint32_t beatsPerBar = 4;
 };
 OSStatus AudioQueueSetLeadIn(AudioQueueRef queue, const AudioQueueLeadIn& leadIn);
+
+// Beyond the audio-queue service: a metronome click on the beats of the caller's file
+// (BeatClick.h), mixed into the output after the time/pitch stage, so that it keeps its
+// sound at any rate and pitch and each click falls where its beat is heard. The caller
+// notes in `click` which file frames it enqueues, restarts it whenever the sample time
+// starts again from 0, and sets its beats and level at any time; level 0 leaves the output
+// untouched. Null (the default) takes it off. Any thread but the real-time one.
+OSStatus AudioQueueSetClick(AudioQueueRef queue, std::shared_ptr<BeatClick> click);
 
 // Beyond the audio-queue service: the sample time (as AudioQueueGetCurrentTime counts it)
 // heard at `time`, carried on from what the device's last cycle took at the pace it plays

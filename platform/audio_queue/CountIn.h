@@ -10,7 +10,8 @@
 // Only whole clicks are heard: a click that would have begun before the lead-in is left
 // out. The click a whole number of bars before the run (4, 8... in 4/4) is pitched higher.
 //
-// Thread contract: pure functions of their arguments; called on the real-time thread.
+// Thread contract: pure functions of their arguments; called on the real-time thread (and
+// clickSample on the queue thread too).
 
 #include <cmath>
 #include <cstdint>
@@ -30,6 +31,16 @@ inline constexpr double kCountInLevel = 0.5;
 inline constexpr double kCountInBeatHz = 1320;
 inline constexpr double kCountInBarHz = 1760;
 
+// One click, `t` seconds after it began (silent outside [0, kCountInClickSeconds)): the
+// higher tone marks a bar line. The metronome that follows the music sounds the same.
+inline float clickSample(double t, bool barStart) noexcept {
+    if (t < 0 || t >= kCountInClickSeconds)
+        return 0.0f;
+    const double hz = barStart ? kCountInBarHz : kCountInBeatHz;
+    return float(kCountInLevel * std::exp(-t / kCountInDecaySeconds) *
+                 std::sin(2.0 * M_PI * hz * t));
+}
+
 // The sample `framesLeft` frames before the run's first frame (1 <= framesLeft <=
 // leadInFrames).
 inline float countInSample(const CountIn& countIn, std::uint32_t framesLeft) noexcept {
@@ -40,12 +51,7 @@ inline float countInSample(const CountIn& countIn, std::uint32_t framesLeft) noe
     if (clickStart > countIn.leadInFrames)
         return 0.0f;
     const double t = double(clickStart - framesLeft) / countIn.sampleRate;
-    if (t >= kCountInClickSeconds)
-        return 0.0f;
-    const bool barStart = countIn.beatsPerBar > 0 && beat % countIn.beatsPerBar == 0;
-    const double hz = barStart ? kCountInBarHz : kCountInBeatHz;
-    return float(kCountInLevel * std::exp(-t / kCountInDecaySeconds) *
-                 std::sin(2.0 * M_PI * hz * t));
+    return clickSample(t, countIn.beatsPerBar > 0 && beat % countIn.beatsPerBar == 0);
 }
 
 } // namespace platform

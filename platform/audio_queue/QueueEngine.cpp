@@ -780,6 +780,9 @@ bool OpaqueAudioQueue::drainStretcherLocked(std::size_t targetFrames) {
         const std::size_t count = timePitch.retrieve(
             interleaved.data(), std::min(available, targetFrames - level), &sourceStart);
         if (count > 0) {
+            if (const std::shared_ptr<BeatClick> metronome = click.load())
+                metronome->mix(interleaved.data(), count, sourceStart, timePitch.sourcePerOutput(),
+                               deviceRate);
             timeline.append(ring.writePosition() / 2, sourceStart, timePitch.sourcePerOutput());
             heard.note(ring.writePosition() / 2, sourceStart, timePitch.sourcePerOutput());
             ring.write(interleaved.data(), 2 * count);

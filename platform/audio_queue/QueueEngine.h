@@ -14,6 +14,7 @@
 #include "platform/audio_device/AudioDevice.h"
 #include "platform/audio_device/WakeSignal.h"
 #include "platform/audio_queue/AudioQueue.h"
+#include "platform/audio_queue/BeatClick.h"
 #include "platform/audio_queue/CountIn.h"
 #include "platform/audio_queue/HeardClock.h"
 #include "platform/audio_queue/PlaybackTimeline.h"
@@ -57,6 +58,10 @@ struct platform::OpaqueAudioQueue final : platform::AudioRenderSource {
                             void* userData);
     OSStatus currentTime(AudioTimeStamp* out);
     OSStatus setLeadIn(const AudioQueueLeadIn& leadIn);
+    OSStatus setClick(std::shared_ptr<BeatClick> beats) {
+        click.store(std::move(beats));
+        return noErr;
+    }
     OSStatus heardSampleTime(std::chrono::steady_clock::time_point time, double* out) const;
 
     // AudioRenderSource, real-time thread.
@@ -151,6 +156,8 @@ private:
     std::atomic<bool> endCommitted{false}; // a stop's end is being fed (set under stateLock)
     // Frames the ring is kept filled to: what the device takes at a time, with room.
     std::atomic<std::uint32_t> ringTarget{0};
+    // The metronome mixed into the stretcher's output on its way to the ring; null: none.
+    std::atomic<std::shared_ptr<BeatClick>> click;
     // The lead-in of the run being started: published before rtPlaying, and taken by the
     // real-time thread when it sees a new generation (every start from stopped makes one).
     std::atomic<std::uint32_t> leadInFrames{0}, leadInBeatFrames{0}, leadInBeatsPerBar{4};

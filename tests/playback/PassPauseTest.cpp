@@ -1,13 +1,16 @@
 // The pause between the passes of a looped range and its count-in, measured in what the
 // offline device renders: the pause keeps its length and the clicks their beat at any
 // speed, the last click falls one beat before the next pass, and a pause of the player
-// holds the lead-in where it is.
+// holds the lead-in where it is. The metronome click, mixed after the time stretcher too:
+// each beat of a looped range clicks where it is heard at any speed, the loop's turn
+// included, the higher click on the bar line; off, the sound is bit for bit as without it.
 
 #include "platform/audio_queue/CountIn.h"
 #include "tests/playback/PlayerHarness.h"
 #include "tests/playback/SignalAnalysis.h"
 
 #include <cmath>
+#include <optional>
 
 namespace playback_test {
 namespace {
@@ -98,6 +101,53 @@ TEST_F(PlayerTest, APauseOfThePlayerHoldsTheLeadInWhereItIs) {
     const auto runs = soundRuns(channelOf(out, 0), 0.02f, kRate / 200);
     ASSERT_EQ(runs.size(), 2u);
     EXPECT_NEAR(double(runs[1].first - runs[0].second), 1.0 * kRate, 0.003 * kRate);
+}
+
+class ClickTest : public PlayerTest, public testing::WithParamInterface<double> {
+protected:
+    // Two passes of [0.1 s, 1.1 s) of a tone too quiet to count as sound, at `rate`, with
+    // a bar of four beats clicking at `level` (and beats outside the loop that never click).
+    std::vector<float> twoPasses(double rate, std::optional<double> level) {
+        load(makeSine(2 * kRate, 2, kRate, 440, 0.01), "click");
+        player->setRangeStartFrameNumFrames(kRate / 10, kRate);
+        player->setPlaybackRate(rate);
+        player->setLooped(true);
+        if (level)
+            player->setClick({{0.05 * kRate, true},
+                              {0.45 * kRate, false},
+                              {0.2 * kRate, true},
+                              {0.7 * kRate, false},
+                              {0.95 * kRate, false},
+                              {1.5 * kRate, true}},
+                             *level);
+        player->play();
+        return renderFrames(std::size_t(2 * kRate / rate));
+    }
+};
+
+TEST_P(ClickTest, EachBeatClicksWhereItIsHeard) {
+    const double rate = GetParam();
+    const std::vector<float> left = channelOf(twoPasses(rate, 1.0), 0);
+    const auto runs = soundRuns(left, 0.02f, kRate / 200);
+    ASSERT_EQ(runs.size(), 8u);
+    for (std::size_t click = 0; click < runs.size(); ++click) {
+        const double secondsAtSpeedOne = double(click / 4) + 0.1 + 0.25 * double(click % 4);
+        EXPECT_NEAR(double(runs[click].first), secondsAtSpeedOne / rate * kRate, 0.001 * kRate)
+            << "click " << click;
+        EXPECT_NEAR(sineFrequency(left, kRate, runs[click].first, runs[click].first + kRate / 100),
+                    click % 4 == 0 ? platform::kCountInBarHz : platform::kCountInBeatHz, 20);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Rates, ClickTest, testing::Values(0.5, 1.0), [](const auto& info) {
+    return "rate" + std::to_string(int(info.param * 100));
+});
+
+TEST_F(ClickTest, OffLeavesTheSoundBitForBit) {
+    const std::vector<float> without = twoPasses(0.5, std::nullopt);
+    TearDown();
+    SetUp();
+    EXPECT_EQ(twoPasses(0.5, 0.0), without);
 }
 
 } // namespace
