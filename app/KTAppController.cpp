@@ -4,6 +4,7 @@
 #include "app/KTAppController.h"
 
 #include "app/BarTools.h"
+#include "app/ClickTools.h"
 #include "app/ColorBandWindow.h"
 #include "app/FileRefusal.h"
 #include "app/HarmonyPanel.h"
@@ -51,6 +52,7 @@ KTAppController::~KTAppController() {
     noteStrip_.reset();
     harmony_.reset();
     delete barTools_;
+    delete clickTools_;
     windowFollows_.reset();
     playerFollows_.reset();
     memory_.reset();
@@ -109,6 +111,7 @@ void KTAppController::makeParts() {
     connect(this, &KTAppController::fileLoaded, this, [this] { harmony_->refresh(); });
     barTools_ = new BarTools(
         session_, *window_, [this](LoopRange loop) { editLoop(loop); }, this);
+    clickTools_ = new ClickTools(session_, *window_, *player_, this);
     new OpenRecentMenu(
         window_->ui.openRecentMenu, [this](const QString& path) { applicationOpenFile(path); },
         this);

@@ -21,7 +21,8 @@
 // The parts: RecordingLoader (opening), PracticeTools (loop edits, trainer, pause between
 // passes), LoopExport (File > Export Loop), LoopsMenu and RecordingMemory (saved loops and
 // what is remembered of each recording), OpenRecentMenu, BarTools (the analysis in the
-// background once the waveform shows, the beat grid and the commands in bars).
+// background once the waveform shows, the beat grid and the commands in bars), ClickTools
+// (the metronome click on the grid's beats).
 //
 // Threads: everything runs on the main thread except the player's reports of a completed
 // range or loop pass, which come from its queue's thread. A completion waits there until
@@ -46,6 +47,7 @@
 
 class ColorBandWindow;
 class BarTools;
+class ClickTools;
 class KTCustomSliderCell;
 class KTDualModeButton;
 class KTFixedWaveformView;
@@ -154,6 +156,7 @@ public:
     NoteStripPanel* noteStrip() const { return noteStrip_.get(); }
     HarmonyPanel* harmony() const { return harmony_.get(); }
     BarTools* barTools() const { return barTools_; }
+    ClickTools* clickTools() const { return clickTools_; }
 
 signals:
     // After every load that ended with the file in place.
@@ -205,6 +208,7 @@ private:
     LoopExport* loopExport_ = nullptr;
     LoopsMenu* loopsMenu_ = nullptr;
     BarTools* barTools_ = nullptr;
+    ClickTools* clickTools_ = nullptr;
 
     std::atomic<bool> shuttingDown_{false};
 };

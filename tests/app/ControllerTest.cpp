@@ -4,6 +4,7 @@
 
 #include "app/BackgroundAnalysis.h"
 #include "app/BarTools.h"
+#include "app/ClickTools.h"
 #include "app/HarmonyPanel.h"
 #include "controls/KTCustomSliderCell.h"
 #include "controls/KTDualModeButton.h"
@@ -281,6 +282,8 @@ TEST_F(ControllerTest, TheGridFoundAfterLoadingIsDrawnNamedAndLoopedInBars) {
     load(path);
     const auto* mark = window->findChild<QLabel*>(QStringLiteral("analysisStatusLabel"));
     EXPECT_TRUE(mark->isVisible());
+    EXPECT_FALSE(window->findChild<QAction*>(QStringLiteral("clickAction"))->isEnabled())
+        << "no click before the grid is found";
     controller->playToggle(nullptr);
     EXPECT_TRUE(controller->player()->isPlaying());
     controller->playToggle(nullptr);
@@ -309,6 +312,14 @@ TEST_F(ControllerTest, TheGridFoundAfterLoadingIsDrawnNamedAndLoopedInBars) {
     // The count-in between passes follows the grid's tempo as it is heard.
     controller->changeRate(0.5);
     EXPECT_NEAR(PlayerFollowsSession::countInTempo(controller->session()), 60.0, 2.0);
+    // K turns the click on at its level, and the next run has it on again.
+    press(Qt::Key_K);
+    EXPECT_EQ(controller->player()->clickLevel(), ClickTools::kDefaultLevelPercent / 100.0);
+    controller.reset();
+    controller = std::make_unique<KTAppController>(window.get());
+    controller->applicationDidFinishLaunching();
+    EXPECT_TRUE(controller->clickTools()->isOn());
+    controller->clickTools()->setOn(false);
 }
 
 // The player's completion report waits for the main thread; destroying the controller (and
