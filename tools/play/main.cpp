@@ -34,20 +34,32 @@ struct Options {
     std::string renderPath;
     bool wav16 = false;
     bool graphEngine = false;
+    double clickBeatSeconds = 0; // 0: no click
+    int clickBeatsPerBar = 4;
 };
 
 const char* const kUsage =
     "usage: studyloop-play FILE [--rate R] [--pitch CENTS] [--volume V] [--range START:END]\n"
     "                            [--loops N] [--render OUT.wav|.flac|.mp3 [--wav16]]\n"
-    "                            [--engine queue|graph]\n"
+    "                            [--engine queue|graph] [--click SECONDS[:BEATS_PER_BAR]]\n"
     "  --render writes what would be heard (WAV 32-bit float, or 16-bit with --wav16;\n"
     "  FLAC; MP3), at the file's own rate, as fast as it can.\n"
-    "  --engine graph plays through the audio-unit graph player, which has no volume.\n";
+    "  --engine graph plays through the audio-unit graph player, which has no volume.\n"
+    "  --click adds the metronome click on a steady beat from the file's start (the first\n"
+    "  of each bar higher), heard at the speed played; it is not rendered.\n";
 
 template <typename T> bool parseNumber(const std::string& text, T& out) {
     const char* end = text.data() + text.size();
     auto [ptr, ec] = std::from_chars(text.data(), end, out);
     return ec == std::errc() && ptr == end;
+}
+
+// "A:B" as two numbers, each checked by `valid`.
+template <typename T, typename U, typename Valid>
+bool parsePair(const std::string& text, T& first, U& second, Valid valid) {
+    const auto colon = text.find(':');
+    return colon != std::string::npos && parseNumber(text.substr(0, colon), first) &&
+           parseNumber(text.substr(colon + 1), second) && valid(first, second);
 }
 
 std::optional<Options> parseArguments(int argc, char** argv) {
@@ -79,14 +91,19 @@ std::optional<Options> parseArguments(int argc, char** argv) {
             if (!(v = value()) || !parseNumber(*v, options.loops) || options.loops < 1)
                 return std::nullopt;
         } else if (arg == "--range") {
-            if (!(v = value()))
-                return std::nullopt;
-            const auto colon = v->find(':');
             long long start = 0, end = 0;
-            if (colon == std::string::npos || !parseNumber(v->substr(0, colon), start) ||
-                !parseNumber(v->substr(colon + 1), end) || start < 0 || end < start)
+            if (!(v = value()) ||
+                !parsePair(*v, start, end, [](auto s, auto e) { return s >= 0 && e >= s; }))
                 return std::nullopt;
             options.range = {start, end};
+        } else if (arg == "--click") {
+            Options& o = options;
+            if (!(v = value()) ||
+                (!parseNumber(*v, o.clickBeatSeconds) &&
+                 !parsePair(*v, o.clickBeatSeconds, o.clickBeatsPerBar,
+                            [](double, int bar) { return bar > 0; })) ||
+                !(o.clickBeatSeconds > 0))
+                return std::nullopt;
         } else if (arg == "--render") {
             if (!(v = value()))
                 return std::nullopt;
@@ -101,7 +118,8 @@ std::optional<Options> parseArguments(int argc, char** argv) {
             return std::nullopt;
         }
     }
-    if (options.file.empty() || (options.graphEngine && options.volume) ||
+    if (options.file.empty() ||
+        (options.graphEngine && (options.volume || options.clickBeatSeconds)) ||
         (!options.renderPath.empty() &&
          !platform::exportFormatForPath(options.renderPath, options.wav16)))
         return std::nullopt;
@@ -145,6 +163,14 @@ private:
 void setUpEngine(KTAudioQueuePlayer& player, const Options& options, playback::LoopPasses& passes) {
     player.setVolume(options.volume.value_or(1.0));
     passes.attach(player);
+    if (!(options.clickBeatSeconds > 0))
+        return;
+    const std::shared_ptr<KTAudioFile> file = player.audioFile();
+    const double beatFrames = options.clickBeatSeconds * file->sampleRate();
+    std::vector<platform::ClickBeat> beats;
+    for (long long beat = 0; double(beat) * beatFrames < double(file->totalFrames()); ++beat)
+        beats.push_back({double(beat) * beatFrames, beat % options.clickBeatsPerBar == 0});
+    player.setClick(std::move(beats), 1.0);
 }
 void setUpEngine(KTPlayer& player, const Options& options, playback::LoopPasses&) {
     player.setLooped(options.loops > 1);
