@@ -62,56 +62,45 @@ bool parsePair(const std::string& text, T& first, U& second, Valid valid) {
            parseNumber(text.substr(colon + 1), second) && valid(first, second);
 }
 
+// The value `text` of option `arg` into `options`; false for an option that takes no value
+// (or none known) or a value it does not take.
+bool parseValue(const std::string& arg, const std::string& text, Options& options) {
+    if (arg == "--rate")
+        return parseNumber(text, options.rate) && options.rate > 0;
+    if (arg == "--pitch")
+        return parseNumber(text, options.pitchCents);
+    if (arg == "--volume")
+        return parseNumber(text, options.volume.emplace());
+    if (arg == "--engine") {
+        options.graphEngine = text == "graph";
+        return text == "queue" || text == "graph";
+    }
+    if (arg == "--loops")
+        return parseNumber(text, options.loops) && options.loops >= 1;
+    if (arg == "--range")
+        return parsePair(text, options.range.emplace().first, options.range->second,
+                         [](auto start, auto end) { return start >= 0 && end >= start; });
+    if (arg == "--click")
+        return (parseNumber(text, options.clickBeatSeconds) ||
+                parsePair(text, options.clickBeatSeconds, options.clickBeatsPerBar,
+                          [](double, int perBar) { return perBar > 0; })) &&
+               options.clickBeatSeconds > 0;
+    if (arg == "--render") {
+        options.renderPath = text;
+        return true;
+    }
+    return false;
+}
+
 std::optional<Options> parseArguments(int argc, char** argv) {
     Options options;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
-        auto value = [&]() -> std::optional<std::string> {
-            if (i + 1 >= argc)
-                return std::nullopt;
-            return std::string(argv[++i]);
-        };
-        std::optional<std::string> v;
-        if (arg == "--rate") {
-            if (!(v = value()) || !parseNumber(*v, options.rate) || !(options.rate > 0))
-                return std::nullopt;
-        } else if (arg == "--pitch") {
-            if (!(v = value()) || !parseNumber(*v, options.pitchCents))
-                return std::nullopt;
-        } else if (arg == "--volume") {
-            double volume = 0;
-            if (!(v = value()) || !parseNumber(*v, volume))
-                return std::nullopt;
-            options.volume = volume;
-        } else if (arg == "--engine") {
-            if (!(v = value()) || (*v != "queue" && *v != "graph"))
-                return std::nullopt;
-            options.graphEngine = *v == "graph";
-        } else if (arg == "--loops") {
-            if (!(v = value()) || !parseNumber(*v, options.loops) || options.loops < 1)
-                return std::nullopt;
-        } else if (arg == "--range") {
-            long long start = 0, end = 0;
-            if (!(v = value()) ||
-                !parsePair(*v, start, end, [](auto s, auto e) { return s >= 0 && e >= s; }))
-                return std::nullopt;
-            options.range = {start, end};
-        } else if (arg == "--click") {
-            Options& o = options;
-            if (!(v = value()) ||
-                (!parseNumber(*v, o.clickBeatSeconds) &&
-                 !parsePair(*v, o.clickBeatSeconds, o.clickBeatsPerBar,
-                            [](double, int bar) { return bar > 0; })) ||
-                !(o.clickBeatSeconds > 0))
-                return std::nullopt;
-        } else if (arg == "--render") {
-            if (!(v = value()))
-                return std::nullopt;
-            options.renderPath = *v;
-        } else if (arg == "--wav16") {
+        if (arg == "--wav16") {
             options.wav16 = true;
         } else if (!arg.empty() && arg[0] == '-') {
-            return std::nullopt;
+            if (i + 1 >= argc || !parseValue(arg, argv[++i], options))
+                return std::nullopt;
         } else if (options.file.empty()) {
             options.file = arg;
         } else {
