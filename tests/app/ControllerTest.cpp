@@ -102,18 +102,6 @@ TEST_F(ControllerTest, ALongFileFillsAProgressBarWhileItIsRead) {
     EXPECT_EQ(controller->audioFile()->totalFrames(), 70 * kRate + 777);
 }
 
-TEST_F(ControllerTest, PlayToggleTwiceReturnsPlayerButtonAndMenuToWhereTheyWere) {
-    load(toneFile("toggle"));
-    controller->playToggle(nullptr);
-    EXPECT_TRUE(controller->player()->isPlaying());
-    EXPECT_EQ(ui().playPauseButton->mode(), 1);
-    EXPECT_EQ(ui().playPauseAction->text(), "Pause");
-    controller->playToggle(nullptr);
-    EXPECT_FALSE(controller->player()->isPlaying());
-    EXPECT_EQ(ui().playPauseButton->mode(), 0);
-    EXPECT_EQ(ui().playPauseAction->text(), "Play");
-}
-
 TEST_F(ControllerTest, KeysStepSpeedPitchAndVolumeWithinTheirLimitsAndFlashTheValue) {
     load(toneFile("keys"));
     KTTimerView* lcd = ui().timerView;

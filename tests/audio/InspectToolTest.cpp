@@ -45,14 +45,4 @@ TEST(InspectTool, DecodeWritesTheFramesAsTheProgramReadsThem) {
     EXPECT_EQ(inspect(path + " --from 5").status, 2);
 }
 
-TEST(InspectTool, ABadFileGetsOneLineAndStatusOne) {
-    for (const auto& path : {missingFile(), textFileNamedMp3(), directoryPath(), emptyFile()}) {
-        const Result result = inspect(shellQuote(path.string()));
-        EXPECT_EQ(result.status, 1);
-        EXPECT_EQ(std::count(result.output.begin(), result.output.end(), '\n'), 1) << result.output;
-        EXPECT_NE(result.output.find(path.string()), std::string::npos) << result.output;
-    }
-    EXPECT_EQ(inspect("").status, 2);
-}
-
 } // namespace

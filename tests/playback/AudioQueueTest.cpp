@@ -222,17 +222,5 @@ TEST_F(QueueTest, StopWhilePausedGivesBackEveryBufferItFed) {
         EXPECT_EQ(AudioQueueEnqueueBuffer(queue, buffer, 0, nullptr), kAudioQueueErr_BufferInQueue);
 }
 
-TEST_F(QueueTest, RefusesFormatsOtherThanStereoFloat) {
-    AudioStreamBasicDescription mono = stereoFloatFormat(kRate);
-    mono.mChannelsPerFrame = 1;
-    mono.mBytesPerFrame = mono.mBytesPerPacket = 4;
-    AudioQueueRef other = nullptr;
-    EXPECT_EQ(AudioQueueNewOutput(&mono, &QueueTest::callback, this, nullptr, nullptr, 0, &other),
-              kAudioFormatUnsupportedDataFormatError);
-    const AudioStreamBasicDescription none{};
-    EXPECT_NE(AudioQueueNewOutput(&none, &QueueTest::callback, this, nullptr, nullptr, 0, &other),
-              noErr);
-}
-
 } // namespace
 } // namespace playback_test
