@@ -4,7 +4,8 @@
 //
 // - Listing the tests (done at build time) makes no application, so it needs no display.
 // - What the desktop remembers (recent files, saved loops, the window's settings) goes to a
-//   folder of this run's own, never the user's.
+//   folder of this run's own, never the user's. The configuration folder itself stays: with
+//   no XDG_RUNTIME_DIR, libpulse finds the sound server through it.
 // - A busy X server now and then turns a new client away when its queue of connections is
 //   full, which says nothing about the code under test. Qt tries each platform of a list in
 //   turn, so naming the X one several times retries the connection.
@@ -39,7 +40,6 @@ int main(int argc, char** argv) {
         return RUN_ALL_TESTS();
     QTemporaryDir dataHome;
     qputenv("XDG_DATA_HOME", dataHome.path().toUtf8());
-    qputenv("XDG_CONFIG_HOME", dataHome.path().toUtf8());
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM") && qEnvironmentVariableIsSet("DISPLAY"))
         qputenv("QT_QPA_PLATFORM", "xcb;xcb;xcb;xcb;xcb");
     TestApplication application(argc, argv);
