@@ -4,13 +4,19 @@
 
 #include "platform/audio_device/OfflineAudioDevice.h"
 #include "platform/audio_queue/PlaybackTimeline.h"
+#include "platform/audio_queue/RunStateMachine.h"
 #include "platform/audio_queue/SpscRing.h"
 #include "tests/playback/SignalAnalysis.h"
+#include "tests/support/Labelled.h"
 #include "tests/support/Signals.h"
 
 #include <atomic>
 #include <cmath>
+#include <functional>
 #include <gtest/gtest.h>
+#include <map>
+#include <sstream>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -75,6 +81,48 @@ TEST(PlaybackTimeline, MapsOutputFramesThroughRateChangesAndRestarts) {
     timeline.restart(400);
     EXPECT_EQ(timeline.sourceFrameAt(350, 1e9), 0.0); // the old run's tail is not counted
 }
+
+// Call sequences on the run state machine alone that the threaded tests meet only by luck:
+// where each leaves the queue, the IsRunning news, and whether the feeder must start afresh.
+struct RunCase : test_support::Labelled {
+    const char* calls;
+    RunState state;
+    std::vector<bool> news;
+    bool feederReset;
+};
+class RunStates : public ::testing::TestWithParam<RunCase> {};
+TEST_P(RunStates, EndWhereTheCallsLeaveThem) {
+    RunStateMachine m;
+    std::istringstream calls(GetParam().calls);
+    const std::map<std::string, std::function<void()>> does{
+        {"start", [&] { m.start(false); }},
+        {"startFed", [&] { m.start(true); }},
+        {"pause", [&] { m.pause(); }},
+        {"stop", [&] { m.stop(false, 1); }},
+        {"stopNow", [&] { m.stop(true, 1); }},
+        {"reset", [&] { m.reset(); }},
+        {"enqueue", [&] { m.bufferEnqueued(); }},
+        {"finish", [&] { m.finishStop(); }}};
+    for (std::string call; calls >> call;)
+        does.at(call)();
+    EXPECT_EQ(m.state(), GetParam().state);
+    EXPECT_EQ(m.takeNews(), GetParam().news);
+    EXPECT_EQ(m.takeReset(), GetParam().feederReset);
+}
+using enum RunState;
+INSTANTIATE_TEST_SUITE_P(
+    Calls, RunStates,
+    testing::Values(
+        RunCase{{"StopWhilePausedThenStart"}, "start pause stop start", Running, {1, 0, 1}, 1},
+        RunCase{{"ResetWhilePausedDropsItsStop"}, "start stop pause reset start", Running, {1}, 1},
+        RunCase{{"PauseWhileStoppingResumesIt"}, "start stop pause start", Stopping, {1}, 0},
+        RunCase{{"ResetWhileStoppingRunsOn"}, "start stop reset", Running, {1}, 1},
+        RunCase{{"StartTakesBackAStopNotYetFed"}, "start stop start", Running, {1}, 0},
+        RunCase{{"StartKeepsAFedStop"}, "start stop startFed finish", Stopped, {1, 0}, 1},
+        RunCase{{"StopBeforeStartPlaysOut"}, "stop start", Stopping, {1}, 0},
+        RunCase{{"EnqueueAfterAnEarlyStopRunsOn"}, "stop enqueue start", Running, {1}, 0},
+        RunCase{{"ImmediateStopWhileStopped"}, "stopNow", Stopped, {}, 1}),
+    test_support::byLabel);
 
 // A queue fed from a sine by its output callback until the signal runs out.
 class QueueTest : public ::testing::Test {
