@@ -45,4 +45,15 @@ TEST(InspectTool, DecodeWritesTheFramesAsTheProgramReadsThem) {
     EXPECT_EQ(inspect(path + " --from 5").status, 2);
 }
 
+// The command-line tools check a file before the readers that end the process on an error,
+// so a bad file gets one line naming it.
+TEST(InspectTool, ABadFileGetsOneLineAndStatusOne) {
+    for (const auto& path : {missingFile(), textFileNamedMp3(), directoryPath(), emptyFile()}) {
+        const Result result = inspect(shellQuote(path.string()));
+        EXPECT_EQ(result.status, 1);
+        EXPECT_EQ(std::count(result.output.begin(), result.output.end(), '\n'), 1) << result.output;
+        EXPECT_NE(result.output.find(path.string()), std::string::npos) << result.output;
+    }
+}
+
 } // namespace
