@@ -2,10 +2,11 @@
 
 #include "analysis/signal/AnalysisRate.h"
 #include "analysis/signal/FrameCutter.h"
+#include "analysis/signal/RealFft.h"
 
 #include <algorithm>
 #include <cmath>
-#include <dsp/transforms/FFT.h>
+#include <complex>
 #include <numbers>
 
 namespace analysis {
@@ -20,10 +21,11 @@ constexpr double kBassHz = 160.0;
 // Log compression of band magnitudes: quiet attacks count, loud ones do not swamp them.
 constexpr double kCompression = 100.0;
 
-std::vector<double> hann(int length) {
-    std::vector<double> window(static_cast<std::size_t>(length));
+std::vector<float> hann(int length) {
+    std::vector<float> window(static_cast<std::size_t>(length));
     for (int i = 0; i < length; ++i)
-        window[std::size_t(i)] = 0.5 - 0.5 * std::cos(2 * std::numbers::pi * (i + 0.5) / length);
+        window[std::size_t(i)] =
+            float(0.5 - 0.5 * std::cos(2 * std::numbers::pi * (i + 0.5) / length));
     return window;
 }
 
@@ -51,9 +53,8 @@ public:
                          [this](std::int64_t, const float* w) { profileFrame(w); }),
           onsetFft_(kOnsetWindow), profileFft_(kProfileWindow), onsetWindow_(hann(kOnsetWindow)),
           profileWindow_(hann(kProfileWindow)), bands_(makeBands()),
-          input_(std::size_t(kProfileWindow)),
-          magnitude_(std::size_t(kProfileWindow)) /* the FFT writes all n values */,
-          previous_(bands_.size(), 0.0), current_(bands_.size(), 0.0) {
+          magnitude_(std::size_t(kProfileWindow / 2 + 1)), previous_(bands_.size(), 0.0),
+          current_(bands_.size(), 0.0) {
         for (int bin = 0; bin <= kProfileWindow / 2; ++bin) {
             const double hz = bin * kProfileBinHz;
             pitchClassOfBin_.push_back(
@@ -81,10 +82,18 @@ private:
         return span;
     }
 
+    // The magnitude spectrum of `window` through `shape`, into magnitude_.
+    void magnitudes(RealFft& fft, const float* window, const std::vector<float>& shape) {
+        float* input = fft.input();
+        for (std::size_t i = 0; i < shape.size(); ++i)
+            input[i] = window[i] * shape[i];
+        const std::complex<float>* spectrum = fft.forward();
+        for (int bin = 0; bin <= fft.length() / 2; ++bin)
+            magnitude_[std::size_t(bin)] = std::sqrt(std::norm(spectrum[bin]));
+    }
+
     void onsetFrame(std::int64_t index, const float* window) {
-        for (int i = 0; i < kOnsetWindow; ++i)
-            input_[std::size_t(i)] = window[i] * onsetWindow_[std::size_t(i)];
-        onsetFft_.forwardMagnitude(input_.data(), magnitude_.data());
+        magnitudes(onsetFft_, window, onsetWindow_);
         double flux = 0;
         double lowFlux = 0;
         for (std::size_t b = 0; b < bands_.size(); ++b) {
@@ -107,9 +116,7 @@ private:
     }
 
     void profileFrame(const float* window) {
-        for (int i = 0; i < kProfileWindow; ++i)
-            input_[std::size_t(i)] = window[i] * profileWindow_[std::size_t(i)];
-        profileFft_.forwardMagnitude(input_.data(), magnitude_.data());
+        magnitudes(profileFft_, window, profileWindow_);
         std::array<float, 12> classes{};
         double bass = 0;
         double total = 0;
@@ -135,13 +142,12 @@ private:
     std::int64_t firstOwned_;
     FrameCutter onsetCutter_;
     FrameCutter profileCutter_;
-    FFTReal onsetFft_;
-    FFTReal profileFft_;
-    std::vector<double> onsetWindow_;
-    std::vector<double> profileWindow_;
+    RealFft onsetFft_;
+    RealFft profileFft_;
+    std::vector<float> onsetWindow_;
+    std::vector<float> profileWindow_;
     std::vector<std::pair<int, int>> bands_;
-    std::vector<double> input_;
-    std::vector<double> magnitude_;
+    std::vector<double> magnitude_; // bins 0 to n / 2 of the latest window
     std::vector<double> previous_;
     std::vector<double> current_;
     std::vector<int> pitchClassOfBin_;

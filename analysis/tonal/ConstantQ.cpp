@@ -135,16 +135,8 @@ std::shared_ptr<const std::vector<OctaveKernel>> sharedKernels(const OctaveCasca
 ConstantQ::ConstantQ(const OctaveCascade& cascade)
     : geometry_(cascade.inputRate(), cascade.levelCount()), alignment_(cascade.alignment()),
       kernels_(sharedKernels(cascade)) {
-    std::size_t longest = 0;
-    for (const OctaveKernel& level : *kernels_) {
-        ffts_.push_back(std::make_unique<FFTReal>(level.fftLength));
-        longest = std::max(longest, std::size_t(level.fftLength));
-    }
-    frame_.resize(longest);
-    spectrumRe_.resize(longest);
-    spectrumIm_.resize(longest);
-    floatRe_.resize(longest);
-    floatIm_.resize(longest);
+    for (const OctaveKernel& level : *kernels_)
+        ffts_.push_back(std::make_unique<analysis::RealFft>(level.fftLength));
 }
 
 ConstantQ::~ConstantQ() = default;
@@ -184,18 +176,14 @@ bool ConstantQ::compute(const OctaveCascade& cascade, std::int64_t centre, float
     for (int index = 0; index < int(kernels_->size()); ++index) {
         const OctaveKernel& level = (*kernels_)[std::size_t(index)];
         const std::int64_t first = centre / cascade.inputStep(index) - level.fftLength / 2;
-        if (!cascade.copy(index, first, level.fftLength, frame_.data()))
+        analysis::RealFft& fft = *ffts_[std::size_t(index)];
+        if (!cascade.copy(index, first, level.fftLength, fft.input()))
             return false;
-        ffts_[std::size_t(index)]->forward(frame_.data(), spectrumRe_.data(), spectrumIm_.data());
-        for (int k = 0; k <= level.fftLength / 2; ++k) {
-            floatRe_[std::size_t(k)] = float(spectrumRe_[std::size_t(k)]);
-            floatIm_[std::size_t(k)] = float(spectrumIm_[std::size_t(k)]);
-        }
+        const std::complex<float>* spectrum = fft.forward();
         for (std::size_t i = 0; i < level.bins.size(); ++i) {
             const int offset = level.offsets[i];
             const int count = level.offsets[i + 1] - offset;
-            const float* xr = floatRe_.data() + level.firstIndex[i];
-            const float* xi = floatIm_.data() + level.firstIndex[i];
+            const std::complex<float>* x = spectrum + level.firstIndex[i];
             const float* kr = level.real.data() + offset;
             const float* ki = level.imag.data() + offset;
             // Four partial sums each, so the additions need not wait for one another.
@@ -203,12 +191,13 @@ bool ConstantQ::compute(const OctaveCascade& cascade, std::int64_t centre, float
             int e = 0;
             for (; e + 4 <= count; e += 4)
                 for (int j = 0; j < 4; ++j) {
-                    re[j] += xr[e + j] * kr[e + j] - xi[e + j] * ki[e + j];
-                    im[j] += xr[e + j] * ki[e + j] + xi[e + j] * kr[e + j];
+                    const std::complex<float> value = x[e + j];
+                    re[j] += value.real() * kr[e + j] - value.imag() * ki[e + j];
+                    im[j] += value.real() * ki[e + j] + value.imag() * kr[e + j];
                 }
             for (; e < count; ++e) {
-                re[0] += xr[e] * kr[e] - xi[e] * ki[e];
-                im[0] += xr[e] * ki[e] + xi[e] * kr[e];
+                re[0] += x[e].real() * kr[e] - x[e].imag() * ki[e];
+                im[0] += x[e].real() * ki[e] + x[e].imag() * kr[e];
             }
             const float sumRe = (re[0] + re[1]) + (re[2] + re[3]);
             const float sumIm = (im[0] + im[1]) + (im[2] + im[3]);

@@ -63,18 +63,18 @@ std::int64_t OctaveCascade::end(int level) const {
     return l.start + std::int64_t(l.samples.size());
 }
 
-bool OctaveCascade::copy(int level, std::int64_t first, int count, double* out) const {
+bool OctaveCascade::copy(int level, std::int64_t first, int count, float* out) const {
     const Level& l = levels_[std::size_t(level)];
     if (first + count > end(level))
         return false;
     for (int i = 0; i < count; ++i) {
         const std::int64_t index = first + i;
         if (index < l.origin)
-            out[i] = 0.0;
+            out[i] = 0.0f;
         else if (index < l.start)
             return false; // discarded
         else
-            out[i] = double(l.samples[std::size_t(index - l.start)]);
+            out[i] = l.samples[std::size_t(index - l.start)];
     }
     return true;
 }

@@ -46,9 +46,9 @@ public:
 
     // One past the last sample of `level` computed so far.
     std::int64_t end(int level) const;
-    // Copies `level` samples [first, first + count) as doubles; silence before the stream
+    // Copies `level` samples [first, first + count); silence before the stream
     // start. False when some of them are not computed yet or already discarded.
-    bool copy(int level, std::int64_t first, int count, double* out) const;
+    bool copy(int level, std::int64_t first, int count, float* out) const;
     void discardBefore(int level, std::int64_t index);
 
     // The first and one past the last input index that `level` sample `index` depends on
