@@ -53,7 +53,7 @@ public:
                          [this](std::int64_t, const float* w) { profileFrame(w); }),
           onsetFft_(kOnsetWindow), profileFft_(kProfileWindow), onsetWindow_(hann(kOnsetWindow)),
           profileWindow_(hann(kProfileWindow)), bands_(makeBands()),
-          magnitude_(std::size_t(kProfileWindow / 2 + 1)), previous_(bands_.size(), 0.0),
+          magnitude_(std::size_t(kOnsetWindow / 2 + 1)), previous_(bands_.size(), 0.0),
           current_(bands_.size(), 0.0) {
         for (int bin = 0; bin <= kProfileWindow / 2; ++bin) {
             const double hz = bin * kProfileBinHz;
@@ -61,6 +61,9 @@ public:
                 hz < 60 || hz > 2100
                     ? -1
                     : (int(std::lround(12 * std::log2(hz / 440.0))) % 12 + 12 + 9) % 12);
+            // Bins above the pitch classes and the bass add nothing.
+            if (pitchClassOfBin_.back() >= 0 || hz < kBassHz)
+                profileBinsEnd_ = bin + 1;
         }
     }
 
@@ -82,18 +85,19 @@ private:
         return span;
     }
 
-    // The magnitude spectrum of `window` through `shape`, into magnitude_.
-    void magnitudes(RealFft& fft, const float* window, const std::vector<float>& shape) {
+    // The spectrum of `window` through `shape`.
+    static const std::complex<float>* spectrum(RealFft& fft, const float* window,
+                                               const std::vector<float>& shape) {
         float* input = fft.input();
         for (std::size_t i = 0; i < shape.size(); ++i)
             input[i] = window[i] * shape[i];
-        const std::complex<float>* spectrum = fft.forward();
-        for (int bin = 0; bin <= fft.length() / 2; ++bin)
-            magnitude_[std::size_t(bin)] = std::sqrt(std::norm(spectrum[bin]));
+        return fft.forward();
     }
 
     void onsetFrame(std::int64_t index, const float* window) {
-        magnitudes(onsetFft_, window, onsetWindow_);
+        const std::complex<float>* bins = spectrum(onsetFft_, window, onsetWindow_);
+        for (int bin = bands_.front().first; bin < bands_.back().second; ++bin)
+            magnitude_[std::size_t(bin)] = std::sqrt(std::norm(bins[bin]));
         double flux = 0;
         double lowFlux = 0;
         for (std::size_t b = 0; b < bands_.size(); ++b) {
@@ -116,12 +120,12 @@ private:
     }
 
     void profileFrame(const float* window) {
-        magnitudes(profileFft_, window, profileWindow_);
+        const std::complex<float>* bins = spectrum(profileFft_, window, profileWindow_);
         std::array<float, 12> classes{};
         double bass = 0;
         double total = 0;
-        for (int bin = 1; bin <= kProfileWindow / 2; ++bin) {
-            const double energy = magnitude_[std::size_t(bin)] * magnitude_[std::size_t(bin)];
+        for (int bin = 1; bin < profileBinsEnd_; ++bin) {
+            const double energy = std::norm(bins[bin]);
             if (bin * kProfileBinHz < kBassHz)
                 bass += energy;
             const int pitchClass = pitchClassOfBin_[std::size_t(bin)];
@@ -147,10 +151,11 @@ private:
     std::vector<float> onsetWindow_;
     std::vector<float> profileWindow_;
     std::vector<std::pair<int, int>> bands_;
-    std::vector<double> magnitude_; // bins 0 to n / 2 of the latest window
+    std::vector<double> magnitude_; // of the latest onset window, in the bands' bins
     std::vector<double> previous_;
     std::vector<double> current_;
     std::vector<int> pitchClassOfBin_;
+    int profileBinsEnd_ = 1;
 };
 
 template <typename T> void append(std::vector<T>& to, std::vector<T>& from) {
