@@ -47,6 +47,63 @@ struct OctaveKernel {
 
 namespace {
 
+// The spectrum of one bin's atom, a Hann-windowed complex sine `length` samples long whose
+// window sums to 1, centred on the frame's centre (sample fftLength / 2).
+struct AtomSpectrum {
+    explicit AtomSpectrum(int fftLength)
+        : fft(fftLength), atomRe(std::size_t(fftLength)), atomIm(std::size_t(fftLength)),
+          re(std::size_t(fftLength)), im(std::size_t(fftLength)) {}
+
+    void compute(double hz, double rate, int length) {
+        const int fftLength = int(re.size());
+        std::fill(atomRe.begin(), atomRe.end(), 0.0);
+        std::fill(atomIm.begin(), atomIm.end(), 0.0);
+        const double centre = (length - 1) / 2.0;
+        window.resize(std::size_t(length));
+        double windowSum = 0;
+        for (std::size_t n = 0; n < window.size(); ++n) {
+            window[n] = 0.5 - 0.5 * std::cos(2 * std::numbers::pi * (double(n) + 0.5) / length);
+            windowSum += window[n];
+        }
+        for (int n = 0; n < length; ++n) {
+            const double phase = 2 * std::numbers::pi * hz * (n - centre) / rate;
+            const std::size_t at = std::size_t(fftLength / 2 - length / 2 + n);
+            atomRe[at] = window[std::size_t(n)] / windowSum * std::cos(phase);
+            atomIm[at] = window[std::size_t(n)] / windowSum * std::sin(phase);
+        }
+        fft.process(false, atomRe.data(), atomIm.data(), re.data(), im.data());
+    }
+
+    FFT fft;
+    std::vector<double> atomRe, atomIm, window;
+    std::vector<double> re, im; // the spectrum
+};
+
+// Appends the coefficients of the atom's spectrum above the threshold, as one run.
+void addSparse(OctaveKernel& level, int bin, const AtomSpectrum& atom) {
+    const int half = level.fftLength / 2;
+    std::vector<double> energy(std::size_t(half + 1));
+    for (std::size_t k = 0; k < energy.size(); ++k)
+        energy[k] = atom.re[k] * atom.re[k] + atom.im[k] * atom.im[k];
+    const double floor =
+        kSparseThreshold * kSparseThreshold * *std::max_element(energy.begin(), energy.end());
+    int first = half, last = 0;
+    for (int k = 0; k <= half; ++k)
+        if (energy[std::size_t(k)] >= floor) {
+            first = std::min(first, k);
+            last = std::max(last, k);
+        }
+    // The coefficient is sum(x · conj(atom)) = (1 / N) · sum(X · conj(ATOM)); doubled, so
+    // that a real sine of amplitude A reads A, not A / 2.
+    for (int k = first; k <= last; ++k) {
+        level.real.push_back(float(2.0 * atom.re[std::size_t(k)] / level.fftLength));
+        level.imag.push_back(float(-2.0 * atom.im[std::size_t(k)] / level.fftLength));
+    }
+    level.bins.push_back(bin);
+    level.firstIndex.push_back(first);
+    level.offsets.push_back(int(level.real.size()));
+}
+
 OctaveKernel buildKernel(double rate, int firstBin, int endBin) {
     OctaveKernel level;
     const int minWindow = int(std::ceil(ConstantQ::kMinWindowSeconds * rate));
@@ -60,51 +117,15 @@ OctaveKernel buildKernel(double rate, int firstBin, int endBin) {
             longest = std::max(longest, length);
     }
     level.fftLength = nextPowerOfTwo(longest);
-    const int fftLength = level.fftLength;
-    FFT complexFft(fftLength);
-    const std::size_t size = std::size_t(fftLength);
-    std::vector<double> atomRe(size), atomIm(size), outRe(size), outIm(size);
+    AtomSpectrum atom(level.fftLength);
     level.offsets.push_back(0);
     for (int bin = firstBin; bin < endBin; ++bin) {
         const double hz = centsToHz(fineBinCents(bin));
         if (hz >= kMaxShareOfRate * rate)
             continue;
-        const int length = std::min(windowLengths[std::size_t(bin - firstBin)], fftLength);
-        std::fill(atomRe.begin(), atomRe.end(), 0.0);
-        std::fill(atomIm.begin(), atomIm.end(), 0.0);
-        // The atom's centre sits on the frame's centre, sample fftLength / 2.
-        const double centre = (length - 1) / 2.0;
-        double windowSum = 0;
-        for (int n = 0; n < length; ++n)
-            windowSum += 0.5 - 0.5 * std::cos(2 * std::numbers::pi * (n + 0.5) / length);
-        for (int n = 0; n < length; ++n) {
-            const double window =
-                (0.5 - 0.5 * std::cos(2 * std::numbers::pi * (n + 0.5) / length)) / windowSum;
-            const double phase = 2 * std::numbers::pi * hz * (n - centre) / rate;
-            const std::size_t at = std::size_t(fftLength / 2 - length / 2 + n);
-            atomRe[at] = window * std::cos(phase);
-            atomIm[at] = window * std::sin(phase);
-        }
-        complexFft.process(false, atomRe.data(), atomIm.data(), outRe.data(), outIm.data());
-        // The coefficient is sum(x · conj(atom)) = (1 / N) · sum(X · conj(ATOM)); doubled, so
-        // that a real sine of amplitude A reads A, not A / 2.
-        double largest = 0;
-        for (int k = 0; k <= fftLength / 2; ++k)
-            largest = std::max(largest, std::hypot(outRe[std::size_t(k)], outIm[std::size_t(k)]));
-        int first = fftLength / 2, last = 0;
-        for (int k = 0; k <= fftLength / 2; ++k)
-            if (std::hypot(outRe[std::size_t(k)], outIm[std::size_t(k)]) >=
-                kSparseThreshold * largest) {
-                first = std::min(first, k);
-                last = std::max(last, k);
-            }
-        for (int k = first; k <= last; ++k) {
-            level.real.push_back(float(2.0 * outRe[std::size_t(k)] / fftLength));
-            level.imag.push_back(float(-2.0 * outIm[std::size_t(k)] / fftLength));
-        }
-        level.bins.push_back(bin);
-        level.firstIndex.push_back(first);
-        level.offsets.push_back(int(level.real.size()));
+        atom.compute(hz, rate,
+                     std::min(windowLengths[std::size_t(bin - firstBin)], level.fftLength));
+        addSparse(level, bin, atom);
     }
     return level;
 }
