@@ -58,8 +58,11 @@ public:
 
 private:
     struct Level {
+        // Discarded samples stay in front of `first` until they are many, so that letting
+        // a few go does not move all the others.
         std::vector<float> samples;
-        std::int64_t start = 0;  // level index of samples[0]
+        std::size_t first = 0;   // samples[first] is the first one kept
+        std::int64_t start = 0;  // level index of samples[first]
         std::int64_t origin = 0; // level index of the stream's first sample
         HalfbandDecimator toNext;
         std::vector<float> nextScratch;
