@@ -104,7 +104,8 @@ private:
             double sum = 0;
             for (int bin = bands_[b].first; bin < bands_[b].second; ++bin)
                 sum += magnitude_[std::size_t(bin)];
-            current_[b] = std::log1p(kCompression * sum / (bands_[b].second - bands_[b].first));
+            current_[b] =
+                std::log1p(float(kCompression * sum / (bands_[b].second - bands_[b].first)));
             const double rise = std::max(0.0, current_[b] - previous_[b]);
             flux += rise;
             if (bands_[b].second * kBinHz <= kLowOnsetHz)
