@@ -105,18 +105,64 @@ bool cancelRequested(const PassControl& control) {
     return control.cancel && control.cancel->load(std::memory_order_relaxed);
 }
 
-// Decodes one segment with its context and hands it to the segment's sinks.
-void decodeSegment(const std::string& path, ExtAudioFileRef openedFile, const Plan& plan,
-                   bool isLast, Segment& segment, const PassControl& control) {
-    OpenFile own;
+// The segment's file, `openedFile` or one opened here into `own`, moved to analysis frame
+// `decodeFrom`. Null, with the segment's error set, when it cannot be opened or moved.
+ExtAudioFileRef segmentFile(const std::string& path, ExtAudioFileRef openedFile, OpenFile& own,
+                            const Plan& plan, std::int64_t decodeFrom, Segment& segment) {
     ExtAudioFileRef file = openedFile;
     if (!file) {
         if (!openFile(path, own)) {
             segment.error = "the file could not be opened again";
-            return;
+            return nullptr;
         }
         file = own.file;
     }
+    if (ExtAudioFileSeek(file, decodeFrom / plan.alignFrames * plan.alignFileFrames) != noErr) {
+        segment.error = "the file could not be read to its end";
+        return nullptr;
+    }
+    return file;
+}
+
+// Reads the next block and appends its analysis frames to `pending`. False at the end of
+// the file, after the resampler's last frames.
+bool readBlock(ExtAudioFileRef file, std::vector<float>& stereo, MonoResampler& resampler,
+               std::vector<float>& pending) {
+    std::uint32_t frames = kReadFrames;
+    AudioBufferList buffers;
+    buffers.mNumberBuffers = 1;
+    buffers.mBuffers[0] = {2, kReadFrames * 8, stereo.data()};
+    if (ExtAudioFileRead(file, &frames, &buffers) != noErr || frames == 0) {
+        resampler.flush(pending);
+        return false;
+    }
+    resampler.push(stereo.data(), frames, pending);
+    return true;
+}
+
+// Hands the sinks what `pending` (analysis frames from pendingFrame on) holds inside
+// [delivered, deliverTo), and returns where the delivery then stands.
+std::int64_t deliver(Segment& segment, const std::vector<float>& pending, std::int64_t pendingFrame,
+                     std::int64_t delivered, std::int64_t deliverTo, const PassControl& control) {
+    const SegmentSpan& span = segment.span;
+    const std::int64_t upTo = std::min(pendingFrame + std::int64_t(pending.size()), deliverTo);
+    if (upTo <= delivered)
+        return delivered;
+    const float* first = pending.data() + (delivered - pendingFrame);
+    for (auto& sink : segment.sinks)
+        sink->consume(first, std::size_t(upTo - delivered), delivered);
+    if (control.progress) {
+        const std::int64_t owned =
+            std::min(upTo, span.endFrame) - std::clamp(delivered, span.firstFrame, span.endFrame);
+        if (owned > 0)
+            control.progress->doneFrames.fetch_add(owned, std::memory_order_relaxed);
+    }
+    return upTo;
+}
+
+// Decodes one segment with its context and hands it to the segment's sinks.
+void decodeSegment(const std::string& path, ExtAudioFileRef openedFile, const Plan& plan,
+                   bool isLast, Segment& segment, const PassControl& control) {
     const SegmentSpan& span = segment.span;
     const std::int64_t deliverFrom =
         std::max<std::int64_t>(0, span.firstFrame - span.contextFrames);
@@ -125,48 +171,25 @@ void decodeSegment(const std::string& path, ExtAudioFileRef openedFile, const Pl
     const std::int64_t decodeFrom =
         std::max<std::int64_t>(0, deliverFrom - kResamplerSettleFrames) / plan.alignFrames *
         plan.alignFrames;
-    if (ExtAudioFileSeek(file, decodeFrom / plan.alignFrames * plan.alignFileFrames) != noErr) {
-        segment.error = "the file could not be read to its end";
+    OpenFile own;
+    const ExtAudioFileRef file = segmentFile(path, openedFile, own, plan, decodeFrom, segment);
+    if (!file)
         return;
-    }
 
     MonoResampler resampler(double(plan.fileRate));
     std::vector<float> stereo(std::size_t(kReadFrames) * 2);
     std::vector<float> pending; // analysis frames from pendingFrame on
     std::int64_t pendingFrame = decodeFrom;
     std::int64_t delivered = deliverFrom;
-    bool ended = false;
-    while (!ended && delivered < deliverTo) {
+    bool more = true;
+    while (more && delivered < deliverTo) {
         if (cancelRequested(control)) {
             segment.cancelled = true;
             return;
         }
-        std::uint32_t frames = kReadFrames;
-        AudioBufferList buffers;
-        buffers.mNumberBuffers = 1;
-        buffers.mBuffers[0] = {2, kReadFrames * 8, stereo.data()};
-        if (ExtAudioFileRead(file, &frames, &buffers) != noErr || frames == 0) {
-            ended = true;
-            resampler.flush(pending);
-        } else {
-            resampler.push(stereo.data(), frames, pending);
-        }
-        // Hand over what lies inside [delivered, deliverTo).
-        const std::int64_t pendingEnd = pendingFrame + std::int64_t(pending.size());
-        const std::int64_t upTo = std::min(pendingEnd, deliverTo);
-        if (upTo > delivered) {
-            const float* first = pending.data() + (delivered - pendingFrame);
-            for (auto& sink : segment.sinks)
-                sink->consume(first, std::size_t(upTo - delivered), delivered);
-            if (control.progress) {
-                const std::int64_t owned = std::min(upTo, span.endFrame) -
-                                           std::clamp(delivered, span.firstFrame, span.endFrame);
-                if (owned > 0)
-                    control.progress->doneFrames.fetch_add(owned, std::memory_order_relaxed);
-            }
-            delivered = upTo;
-        }
-        pendingFrame = pendingEnd;
+        more = readBlock(file, stereo, resampler, pending);
+        delivered = deliver(segment, pending, pendingFrame, delivered, deliverTo, control);
+        pendingFrame += std::int64_t(pending.size());
         pending.clear();
     }
     segment.signalEndFrame = delivered;
