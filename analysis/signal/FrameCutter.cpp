@@ -9,8 +9,7 @@ FrameCutter::FrameCutter(const SegmentSpan& span, int hopFrames, int windowFrame
     : hop_(hopFrames), window_(windowFrames),
       firstIndex_((span.firstFrame + hopFrames - 1) / hopFrames),
       endIndex_((span.endFrame + hopFrames - 1) / hopFrames), nextIndex_(firstIndex_),
-      onFrame_(std::move(onFrame)), bufferStart_(windowStart(firstIndex_)),
-      scratch_(std::size_t(windowFrames)) {}
+      onFrame_(std::move(onFrame)), bufferStart_(windowStart(firstIndex_)) {}
 
 std::int64_t FrameCutter::windowStart(std::int64_t frameIndex) const {
     return frameIndex * hop_ - window_ / 2;
@@ -47,8 +46,7 @@ void FrameCutter::finish(std::int64_t signalEndFrame) {
 void FrameCutter::emitReady(std::int64_t lastUsableFrame) {
     while (nextIndex_ < endIndex_ && windowStart(nextIndex_) + window_ <= lastUsableFrame) {
         const std::int64_t offset = windowStart(nextIndex_) - bufferStart_;
-        std::copy_n(buffer_.begin() + offset, window_, scratch_.begin());
-        onFrame_(nextIndex_, scratch_.data());
+        onFrame_(nextIndex_, buffer_.data() + offset);
         ++nextIndex_;
     }
     // Drop what no later window reaches, in large steps so the copy stays cheap.

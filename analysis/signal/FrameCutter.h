@@ -19,6 +19,7 @@ namespace analysis {
 
 class FrameCutter {
 public:
+    // `window` holds windowFrames samples and is valid during the call only.
     using FrameHandler = std::function<void(std::int64_t frameIndex, const float* window)>;
 
     FrameCutter(const SegmentSpan& span, int hopFrames, int windowFrames, FrameHandler onFrame);
@@ -41,7 +42,6 @@ private:
     FrameHandler onFrame_;
     std::vector<float> buffer_; // samples from bufferStart_ on
     std::int64_t bufferStart_;
-    std::vector<float> scratch_;
 };
 
 } // namespace analysis

@@ -8,6 +8,8 @@
 #include <algorithm>
 #include <cmath>
 #include <exception>
+#include <future>
+#include <memory>
 #include <numeric>
 #include <thread>
 
@@ -23,6 +25,9 @@ constexpr std::int64_t kMinSegmentFrames = 30 * kAnalysisRateHz;
 // Decoded and thrown away before a segment's context, so the resampler's filter has
 // settled by the first frame that is delivered.
 constexpr std::int64_t kResamplerSettleFrames = 512;
+// Helper threads' files opened before the file's length is known: beyond this, helpers
+// open their own.
+constexpr unsigned kMaxFilesAhead = 3;
 
 struct OpenFile {
     ExtAudioFileRef file = nullptr;
@@ -100,18 +105,64 @@ bool cancelRequested(const PassControl& control) {
     return control.cancel && control.cancel->load(std::memory_order_relaxed);
 }
 
-// Decodes one segment with its context and hands it to the segment's sinks.
-void decodeSegment(const std::string& path, ExtAudioFileRef openedFile, const Plan& plan,
-                   bool isLast, Segment& segment, const PassControl& control) {
-    OpenFile own;
+// The segment's file, `openedFile` or one opened here into `own`, moved to analysis frame
+// `decodeFrom`. Null, with the segment's error set, when it cannot be opened or moved.
+ExtAudioFileRef segmentFile(const std::string& path, ExtAudioFileRef openedFile, OpenFile& own,
+                            const Plan& plan, std::int64_t decodeFrom, Segment& segment) {
     ExtAudioFileRef file = openedFile;
     if (!file) {
         if (!openFile(path, own)) {
             segment.error = "the file could not be opened again";
-            return;
+            return nullptr;
         }
         file = own.file;
     }
+    if (ExtAudioFileSeek(file, decodeFrom / plan.alignFrames * plan.alignFileFrames) != noErr) {
+        segment.error = "the file could not be read to its end";
+        return nullptr;
+    }
+    return file;
+}
+
+// Reads the next block and appends its analysis frames to `pending`. False at the end of
+// the file, after the resampler's last frames.
+bool readBlock(ExtAudioFileRef file, std::vector<float>& stereo, MonoResampler& resampler,
+               std::vector<float>& pending) {
+    std::uint32_t frames = kReadFrames;
+    AudioBufferList buffers;
+    buffers.mNumberBuffers = 1;
+    buffers.mBuffers[0] = {2, kReadFrames * 8, stereo.data()};
+    if (ExtAudioFileRead(file, &frames, &buffers) != noErr || frames == 0) {
+        resampler.flush(pending);
+        return false;
+    }
+    resampler.push(stereo.data(), frames, pending);
+    return true;
+}
+
+// Hands the sinks what `pending` (analysis frames from pendingFrame on) holds inside
+// [delivered, deliverTo), and returns where the delivery then stands.
+std::int64_t deliver(Segment& segment, const std::vector<float>& pending, std::int64_t pendingFrame,
+                     std::int64_t delivered, std::int64_t deliverTo, const PassControl& control) {
+    const SegmentSpan& span = segment.span;
+    const std::int64_t upTo = std::min(pendingFrame + std::int64_t(pending.size()), deliverTo);
+    if (upTo <= delivered)
+        return delivered;
+    const float* first = pending.data() + (delivered - pendingFrame);
+    for (auto& sink : segment.sinks)
+        sink->consume(first, std::size_t(upTo - delivered), delivered);
+    if (control.progress) {
+        const std::int64_t owned =
+            std::min(upTo, span.endFrame) - std::clamp(delivered, span.firstFrame, span.endFrame);
+        if (owned > 0)
+            control.progress->doneFrames.fetch_add(owned, std::memory_order_relaxed);
+    }
+    return upTo;
+}
+
+// Decodes one segment with its context and hands it to the segment's sinks.
+void decodeSegment(const std::string& path, ExtAudioFileRef openedFile, const Plan& plan,
+                   bool isLast, Segment& segment, const PassControl& control) {
     const SegmentSpan& span = segment.span;
     const std::int64_t deliverFrom =
         std::max<std::int64_t>(0, span.firstFrame - span.contextFrames);
@@ -120,48 +171,25 @@ void decodeSegment(const std::string& path, ExtAudioFileRef openedFile, const Pl
     const std::int64_t decodeFrom =
         std::max<std::int64_t>(0, deliverFrom - kResamplerSettleFrames) / plan.alignFrames *
         plan.alignFrames;
-    if (ExtAudioFileSeek(file, decodeFrom / plan.alignFrames * plan.alignFileFrames) != noErr) {
-        segment.error = "the file could not be read to its end";
+    OpenFile own;
+    const ExtAudioFileRef file = segmentFile(path, openedFile, own, plan, decodeFrom, segment);
+    if (!file)
         return;
-    }
 
     MonoResampler resampler(double(plan.fileRate));
     std::vector<float> stereo(std::size_t(kReadFrames) * 2);
     std::vector<float> pending; // analysis frames from pendingFrame on
     std::int64_t pendingFrame = decodeFrom;
     std::int64_t delivered = deliverFrom;
-    bool ended = false;
-    while (!ended && delivered < deliverTo) {
+    bool more = true;
+    while (more && delivered < deliverTo) {
         if (cancelRequested(control)) {
             segment.cancelled = true;
             return;
         }
-        std::uint32_t frames = kReadFrames;
-        AudioBufferList buffers;
-        buffers.mNumberBuffers = 1;
-        buffers.mBuffers[0] = {2, kReadFrames * 8, stereo.data()};
-        if (ExtAudioFileRead(file, &frames, &buffers) != noErr || frames == 0) {
-            ended = true;
-            resampler.flush(pending);
-        } else {
-            resampler.push(stereo.data(), frames, pending);
-        }
-        // Hand over what lies inside [delivered, deliverTo).
-        const std::int64_t pendingEnd = pendingFrame + std::int64_t(pending.size());
-        const std::int64_t upTo = std::min(pendingEnd, deliverTo);
-        if (upTo > delivered) {
-            const float* first = pending.data() + (delivered - pendingFrame);
-            for (auto& sink : segment.sinks)
-                sink->consume(first, std::size_t(upTo - delivered), delivered);
-            if (control.progress) {
-                const std::int64_t owned = std::min(upTo, span.endFrame) -
-                                           std::clamp(delivered, span.firstFrame, span.endFrame);
-                if (owned > 0)
-                    control.progress->doneFrames.fetch_add(owned, std::memory_order_relaxed);
-            }
-            delivered = upTo;
-        }
-        pendingFrame = pendingEnd;
+        more = readBlock(file, stereo, resampler, pending);
+        delivered = deliver(segment, pending, pendingFrame, delivered, deliverTo, control);
+        pendingFrame += std::int64_t(pending.size());
         pending.clear();
     }
     segment.signalEndFrame = delivered;
@@ -178,54 +206,56 @@ void runSegment(const std::string& path, ExtAudioFileRef openedFile, const Plan&
     }
 }
 
-} // namespace
+// A file for a helper thread, opened while the first one is: every open reads through
+// the whole file to measure it, and this way the helpers' reads take no time of their own.
+// Null when it cannot be opened (the helper then tries again, and says why).
+using FileAhead = std::future<std::unique_ptr<OpenFile>>;
 
-PassResult runSignalPass(const std::string& path, const std::vector<FeatureExtractor*>& extractors,
-                         const PassControl& control) {
-    PassResult result;
-    OpenFile first;
-    if (!openFile(path, first)) {
-        result.error = audioFileProblem(path);
-        if (result.error.empty())
-            result.error = "the file could not be opened for analysis";
-        return result;
-    }
-    result.fileRateHz = first.rateHz;
-    result.fileFrames = first.frames;
+FileAhead openAhead(const std::string& path) {
+    return std::async(std::launch::async, [&path] {
+        auto open = std::make_unique<OpenFile>();
+        try {
+            if (!openFile(path, *open))
+                open.reset();
+        } catch (const std::exception&) {
+            open.reset();
+        }
+        return open;
+    });
+}
 
-    Plan plan;
-    plan.fileRate = std::llround(first.rateHz);
-    const std::int64_t common = std::gcd(plan.fileRate, std::int64_t(kAnalysisRateHz));
-    plan.alignFrames = kAnalysisRateHz / common;
-    plan.alignFileFrames = plan.fileRate / common;
-    if (!MonoResampler(first.rateHz).isValid()) {
-        result.error = "its sample rate cannot be analysed";
-        return result;
-    }
-    for (const FeatureExtractor* extractor : extractors)
-        plan.contextFrames = std::max(plan.contextFrames, extractor->contextFrames());
+// The largest context the extractors ask for. Setting them up (the constant-Q kernels)
+// takes a few milliseconds, spent while the file opens.
+std::future<std::int64_t> contextAhead(const std::vector<FeatureExtractor*>& extractors) {
+    return std::async(std::launch::async, [&extractors] {
+        std::int64_t frames = 0;
+        for (const FeatureExtractor* extractor : extractors)
+            frames = std::max(frames, extractor->contextFrames());
+        return frames;
+    });
+}
 
-    const std::int64_t totalFrames =
-        (first.frames * kAnalysisRateHz + plan.fileRate - 1) / plan.fileRate;
-    if (control.progress) {
-        control.progress->doneFrames.store(0, std::memory_order_relaxed);
-        control.progress->totalFrames.store(totalFrames, std::memory_order_relaxed);
-    }
-    const unsigned threads =
-        control.threads ? control.threads : std::max(1u, std::thread::hardware_concurrency());
-    std::vector<Segment> segments = planSegments(totalFrames, threads, plan.contextFrames);
-    for (Segment& segment : segments)
-        for (FeatureExtractor* extractor : extractors)
-            segment.sinks.push_back(extractor->makeSink(segment.span));
-
+// Decodes every segment, the first on the calling thread with `first`, the others each on
+// a thread of its own with a file from `ahead` (one is opened where none is left).
+void decodeSegments(const std::string& path, ExtAudioFileRef first, std::vector<FileAhead>& ahead,
+                    const Plan& plan, std::vector<Segment>& segments, const PassControl& control) {
     std::vector<std::thread> helpers;
-    for (std::size_t i = 1; i < segments.size(); ++i)
-        helpers.emplace_back(runSegment, std::cref(path), nullptr, std::cref(plan),
-                             i + 1 == segments.size(), std::ref(segments[i]), std::cref(control));
-    runSegment(path, first.file, plan, segments.size() == 1, segments[0], control);
+    for (std::size_t i = 1; i < segments.size(); ++i) {
+        FileAhead file = i <= ahead.size() ? std::move(ahead[i - 1]) : FileAhead{};
+        helpers.emplace_back([&, i, file = std::move(file)]() mutable {
+            const std::unique_ptr<OpenFile> open = file.valid() ? file.get() : nullptr;
+            runSegment(path, open ? open->file : nullptr, plan, i + 1 == segments.size(),
+                       segments[i], control);
+        });
+    }
+    runSegment(path, first, plan, segments.size() == 1, segments[0], control);
     for (auto& helper : helpers)
         helper.join();
+}
 
+// Hands each extractor its sinks back, up to the segment where the file's data stopped.
+PassResult joinSegments(PassResult result, const std::vector<FeatureExtractor*>& extractors,
+                        std::vector<Segment>& segments) {
     for (const Segment& segment : segments) {
         if (segment.cancelled) {
             result.status = PassStatus::Cancelled;
@@ -255,6 +285,52 @@ PassResult runSignalPass(const std::string& path, const std::vector<FeatureExtra
     }
     result.status = PassStatus::Done;
     return result;
+}
+
+} // namespace
+
+PassResult runSignalPass(const std::string& path, const std::vector<FeatureExtractor*>& extractors,
+                         const PassControl& control) {
+    const unsigned threads =
+        control.threads ? control.threads : std::max(1u, std::thread::hardware_concurrency());
+    std::vector<FileAhead> ahead;
+    for (unsigned i = 1; i < std::min(threads, kMaxFilesAhead + 1); ++i)
+        ahead.push_back(openAhead(path));
+    std::future<std::int64_t> context = contextAhead(extractors);
+    PassResult result;
+    OpenFile first;
+    if (!openFile(path, first)) {
+        result.error = audioFileProblem(path);
+        if (result.error.empty())
+            result.error = "the file could not be opened for analysis";
+        return result;
+    }
+    result.fileRateHz = first.rateHz;
+    result.fileFrames = first.frames;
+
+    Plan plan;
+    plan.fileRate = std::llround(first.rateHz);
+    const std::int64_t common = std::gcd(plan.fileRate, std::int64_t(kAnalysisRateHz));
+    plan.alignFrames = kAnalysisRateHz / common;
+    plan.alignFileFrames = plan.fileRate / common;
+    if (!MonoResampler(first.rateHz).isValid()) {
+        result.error = "its sample rate cannot be analysed";
+        return result;
+    }
+    plan.contextFrames = context.get();
+
+    const std::int64_t totalFrames =
+        (first.frames * kAnalysisRateHz + plan.fileRate - 1) / plan.fileRate;
+    if (control.progress) {
+        control.progress->doneFrames.store(0, std::memory_order_relaxed);
+        control.progress->totalFrames.store(totalFrames, std::memory_order_relaxed);
+    }
+    std::vector<Segment> segments = planSegments(totalFrames, threads, plan.contextFrames);
+    for (Segment& segment : segments)
+        for (FeatureExtractor* extractor : extractors)
+            segment.sinks.push_back(extractor->makeSink(segment.span));
+    decodeSegments(path, first.file, ahead, plan, segments, control);
+    return joinSegments(std::move(result), extractors, segments);
 }
 
 } // namespace analysis

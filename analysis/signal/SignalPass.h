@@ -5,7 +5,8 @@
 // The file is opened through the program's own file layer (read only), cut into segments
 // on kSegmentGridFrames boundaries, and each segment is decoded from its own seek point by
 // its own thread (one per core, segments of at least 30 s), mixed to mono and resampled to
-// kAnalysisRateHz. Every extractor gets one sink per segment with the context around it
+// kAnalysisRateHz. The helper threads' files are opened, and the extractors set up, while
+// the first file opens, as the file's length is what the segments are planned by. Every extractor gets one sink per segment with the context around it
 // that it asked for, so features computed segment by segment and joined are those of one
 // unbroken pass. Memory stays bounded by the file layer's and the resampler's blocks: the
 // decoded recording is never held, only what the extractors keep.

@@ -2,10 +2,15 @@
 
 #include <algorithm>
 #include <cmath>
-#include <dsp/transforms/FFT.h>
+#include <complex>
 #include <map>
 #include <mutex>
 #include <numbers>
+#include <stdexcept>
+
+extern "C" {
+#include <libavutil/tx.h>
+}
 
 namespace tonal {
 
@@ -47,6 +52,77 @@ struct OctaveKernel {
 
 namespace {
 
+// The spectrum of one bin's atom, a Hann-windowed complex sine `length` samples long whose
+// window sums to 1, centred on the frame's centre (sample fftLength / 2), through FFmpeg's
+// transform in double precision.
+struct AtomSpectrum {
+    explicit AtomSpectrum(int fftLength)
+        : atom(std::size_t(fftLength)), spectrum(std::size_t(fftLength)) {
+        const double scale = 1.0;
+        av_tx_fn function = nullptr;
+        if (av_tx_init(&context, &function, AV_TX_DOUBLE_FFT, 0, fftLength, &scale,
+                       AV_TX_UNALIGNED) < 0)
+            throw std::runtime_error("no transform for the constant-Q kernels");
+        transform = function;
+    }
+    ~AtomSpectrum() { av_tx_uninit(&context); }
+    AtomSpectrum(const AtomSpectrum&) = delete;
+    AtomSpectrum& operator=(const AtomSpectrum&) = delete;
+
+    void compute(double hz, double rate, int length) {
+        const int fftLength = int(atom.size());
+        std::fill(atom.begin(), atom.end(), std::complex<double>{});
+        // The window's cosine and the sine's phase advance by a fixed angle a sample: each
+        // is the previous one turned by it (to within 1e-13 over the longest window).
+        const std::complex<double> windowStep = std::polar(1.0, 2 * std::numbers::pi / length);
+        std::complex<double> turn = std::polar(1.0, std::numbers::pi / length);
+        window.resize(std::size_t(length));
+        double windowSum = 0;
+        for (std::size_t n = 0; n < window.size(); ++n, turn *= windowStep) {
+            window[n] = 0.5 - 0.5 * turn.real();
+            windowSum += window[n];
+        }
+        const double centre = (length - 1) / 2.0;
+        const double phaseStep = 2 * std::numbers::pi * hz / rate;
+        const std::complex<double> sineStep = std::polar(1.0, phaseStep);
+        std::complex<double> sine = std::polar(1.0, -phaseStep * centre);
+        for (int n = 0; n < length; ++n, sine *= sineStep)
+            atom[std::size_t(fftLength / 2 - length / 2 + n)] =
+                window[std::size_t(n)] / windowSum * sine;
+        transform(context, spectrum.data(), atom.data(), sizeof(std::complex<double>));
+    }
+
+    AVTXContext* context = nullptr;
+    void (*transform)(AVTXContext*, void*, void*, std::ptrdiff_t) = nullptr;
+    std::vector<std::complex<double>> atom, spectrum;
+    std::vector<double> window;
+};
+
+// Appends the coefficients of the atom's spectrum above the threshold, as one run.
+void addSparse(OctaveKernel& level, int bin, const AtomSpectrum& atom) {
+    const int half = level.fftLength / 2;
+    std::vector<double> energy(std::size_t(half + 1));
+    for (std::size_t k = 0; k < energy.size(); ++k)
+        energy[k] = std::norm(atom.spectrum[k]);
+    const double floor =
+        kSparseThreshold * kSparseThreshold * *std::max_element(energy.begin(), energy.end());
+    int first = half, last = 0;
+    for (int k = 0; k <= half; ++k)
+        if (energy[std::size_t(k)] >= floor) {
+            first = std::min(first, k);
+            last = std::max(last, k);
+        }
+    // The coefficient is sum(x · conj(atom)) = (1 / N) · sum(X · conj(ATOM)); doubled, so
+    // that a real sine of amplitude A reads A, not A / 2.
+    for (int k = first; k <= last; ++k) {
+        level.real.push_back(float(2.0 * atom.spectrum[std::size_t(k)].real() / level.fftLength));
+        level.imag.push_back(float(-2.0 * atom.spectrum[std::size_t(k)].imag() / level.fftLength));
+    }
+    level.bins.push_back(bin);
+    level.firstIndex.push_back(first);
+    level.offsets.push_back(int(level.real.size()));
+}
+
 OctaveKernel buildKernel(double rate, int firstBin, int endBin) {
     OctaveKernel level;
     const int minWindow = int(std::ceil(ConstantQ::kMinWindowSeconds * rate));
@@ -60,51 +136,15 @@ OctaveKernel buildKernel(double rate, int firstBin, int endBin) {
             longest = std::max(longest, length);
     }
     level.fftLength = nextPowerOfTwo(longest);
-    const int fftLength = level.fftLength;
-    FFT complexFft(fftLength);
-    const std::size_t size = std::size_t(fftLength);
-    std::vector<double> atomRe(size), atomIm(size), outRe(size), outIm(size);
+    AtomSpectrum atom(level.fftLength);
     level.offsets.push_back(0);
     for (int bin = firstBin; bin < endBin; ++bin) {
         const double hz = centsToHz(fineBinCents(bin));
         if (hz >= kMaxShareOfRate * rate)
             continue;
-        const int length = std::min(windowLengths[std::size_t(bin - firstBin)], fftLength);
-        std::fill(atomRe.begin(), atomRe.end(), 0.0);
-        std::fill(atomIm.begin(), atomIm.end(), 0.0);
-        // The atom's centre sits on the frame's centre, sample fftLength / 2.
-        const double centre = (length - 1) / 2.0;
-        double windowSum = 0;
-        for (int n = 0; n < length; ++n)
-            windowSum += 0.5 - 0.5 * std::cos(2 * std::numbers::pi * (n + 0.5) / length);
-        for (int n = 0; n < length; ++n) {
-            const double window =
-                (0.5 - 0.5 * std::cos(2 * std::numbers::pi * (n + 0.5) / length)) / windowSum;
-            const double phase = 2 * std::numbers::pi * hz * (n - centre) / rate;
-            const std::size_t at = std::size_t(fftLength / 2 - length / 2 + n);
-            atomRe[at] = window * std::cos(phase);
-            atomIm[at] = window * std::sin(phase);
-        }
-        complexFft.process(false, atomRe.data(), atomIm.data(), outRe.data(), outIm.data());
-        // The coefficient is sum(x · conj(atom)) = (1 / N) · sum(X · conj(ATOM)); doubled, so
-        // that a real sine of amplitude A reads A, not A / 2.
-        double largest = 0;
-        for (int k = 0; k <= fftLength / 2; ++k)
-            largest = std::max(largest, std::hypot(outRe[std::size_t(k)], outIm[std::size_t(k)]));
-        int first = fftLength / 2, last = 0;
-        for (int k = 0; k <= fftLength / 2; ++k)
-            if (std::hypot(outRe[std::size_t(k)], outIm[std::size_t(k)]) >=
-                kSparseThreshold * largest) {
-                first = std::min(first, k);
-                last = std::max(last, k);
-            }
-        for (int k = first; k <= last; ++k) {
-            level.real.push_back(float(2.0 * outRe[std::size_t(k)] / fftLength));
-            level.imag.push_back(float(-2.0 * outIm[std::size_t(k)] / fftLength));
-        }
-        level.bins.push_back(bin);
-        level.firstIndex.push_back(first);
-        level.offsets.push_back(int(level.real.size()));
+        atom.compute(hz, rate,
+                     std::min(windowLengths[std::size_t(bin - firstBin)], level.fftLength));
+        addSparse(level, bin, atom);
     }
     return level;
 }
@@ -140,16 +180,8 @@ std::shared_ptr<const std::vector<OctaveKernel>> sharedKernels(const OctaveCasca
 ConstantQ::ConstantQ(const OctaveCascade& cascade)
     : geometry_(cascade.inputRate(), cascade.levelCount()), alignment_(cascade.alignment()),
       kernels_(sharedKernels(cascade)) {
-    std::size_t longest = 0;
-    for (const OctaveKernel& level : *kernels_) {
-        ffts_.push_back(std::make_unique<FFTReal>(level.fftLength));
-        longest = std::max(longest, std::size_t(level.fftLength));
-    }
-    frame_.resize(longest);
-    spectrumRe_.resize(longest);
-    spectrumIm_.resize(longest);
-    floatRe_.resize(longest);
-    floatIm_.resize(longest);
+    for (const OctaveKernel& level : *kernels_)
+        ffts_.push_back(std::make_unique<analysis::RealFft>(level.fftLength));
 }
 
 ConstantQ::~ConstantQ() = default;
@@ -189,18 +221,14 @@ bool ConstantQ::compute(const OctaveCascade& cascade, std::int64_t centre, float
     for (int index = 0; index < int(kernels_->size()); ++index) {
         const OctaveKernel& level = (*kernels_)[std::size_t(index)];
         const std::int64_t first = centre / cascade.inputStep(index) - level.fftLength / 2;
-        if (!cascade.copy(index, first, level.fftLength, frame_.data()))
+        analysis::RealFft& fft = *ffts_[std::size_t(index)];
+        if (!cascade.copy(index, first, level.fftLength, fft.input()))
             return false;
-        ffts_[std::size_t(index)]->forward(frame_.data(), spectrumRe_.data(), spectrumIm_.data());
-        for (int k = 0; k <= level.fftLength / 2; ++k) {
-            floatRe_[std::size_t(k)] = float(spectrumRe_[std::size_t(k)]);
-            floatIm_[std::size_t(k)] = float(spectrumIm_[std::size_t(k)]);
-        }
+        const std::complex<float>* spectrum = fft.forward();
         for (std::size_t i = 0; i < level.bins.size(); ++i) {
             const int offset = level.offsets[i];
             const int count = level.offsets[i + 1] - offset;
-            const float* xr = floatRe_.data() + level.firstIndex[i];
-            const float* xi = floatIm_.data() + level.firstIndex[i];
+            const std::complex<float>* x = spectrum + level.firstIndex[i];
             const float* kr = level.real.data() + offset;
             const float* ki = level.imag.data() + offset;
             // Four partial sums each, so the additions need not wait for one another.
@@ -208,12 +236,13 @@ bool ConstantQ::compute(const OctaveCascade& cascade, std::int64_t centre, float
             int e = 0;
             for (; e + 4 <= count; e += 4)
                 for (int j = 0; j < 4; ++j) {
-                    re[j] += xr[e + j] * kr[e + j] - xi[e + j] * ki[e + j];
-                    im[j] += xr[e + j] * ki[e + j] + xi[e + j] * kr[e + j];
+                    const std::complex<float> value = x[e + j];
+                    re[j] += value.real() * kr[e + j] - value.imag() * ki[e + j];
+                    im[j] += value.real() * ki[e + j] + value.imag() * kr[e + j];
                 }
             for (; e < count; ++e) {
-                re[0] += xr[e] * kr[e] - xi[e] * ki[e];
-                im[0] += xr[e] * ki[e] + xi[e] * kr[e];
+                re[0] += x[e].real() * kr[e] - x[e].imag() * ki[e];
+                im[0] += x[e].real() * ki[e] + x[e].imag() * kr[e];
             }
             const float sumRe = (re[0] + re[1]) + (re[2] + re[3]);
             const float sumIm = (im[0] + im[1]) + (im[2] + im[3]);

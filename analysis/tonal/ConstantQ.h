@@ -18,14 +18,13 @@
 // object of that rate (building them takes a few tens of milliseconds); `compute` uses
 // scratch buffers of its object, so one thread at a time per object.
 
+#include "analysis/signal/RealFft.h"
 #include "analysis/tonal/NoteScale.h"
 #include "analysis/tonal/OctaveCascade.h"
 
 #include <cstdint>
 #include <memory>
 #include <vector>
-
-class FFTReal;
 
 namespace tonal {
 
@@ -61,9 +60,7 @@ private:
     std::int64_t alignment_;
     // The kernels are the same for every transform of a rate: built once, then shared.
     std::shared_ptr<const std::vector<OctaveKernel>> kernels_;
-    std::vector<std::unique_ptr<FFTReal>> ffts_;
-    std::vector<double> frame_, spectrumRe_, spectrumIm_;
-    std::vector<float> floatRe_, floatIm_;
+    std::vector<std::unique_ptr<analysis::RealFft>> ffts_; // one per level
 };
 
 } // namespace tonal

@@ -27,6 +27,7 @@ void OctaveCascade::restart(std::int64_t firstInput) {
     for (int i = 0; i < levelCount(); ++i) {
         Level& level = levels_[std::size_t(i)];
         level.samples.clear();
+        level.first = 0;
         level.start = level.origin = firstInput / inputStep(i);
         level.toNext.reset();
     }
@@ -60,21 +61,21 @@ void OctaveCascade::append(int index, const float* samples, std::size_t count) {
 
 std::int64_t OctaveCascade::end(int level) const {
     const Level& l = levels_[std::size_t(level)];
-    return l.start + std::int64_t(l.samples.size());
+    return l.start + std::int64_t(l.samples.size() - l.first);
 }
 
-bool OctaveCascade::copy(int level, std::int64_t first, int count, double* out) const {
+bool OctaveCascade::copy(int level, std::int64_t first, int count, float* out) const {
     const Level& l = levels_[std::size_t(level)];
     if (first + count > end(level))
         return false;
     for (int i = 0; i < count; ++i) {
         const std::int64_t index = first + i;
         if (index < l.origin)
-            out[i] = 0.0;
+            out[i] = 0.0f;
         else if (index < l.start)
             return false; // discarded
         else
-            out[i] = double(l.samples[std::size_t(index - l.start)]);
+            out[i] = l.samples[l.first + std::size_t(index - l.start)];
     }
     return true;
 }
@@ -82,11 +83,15 @@ bool OctaveCascade::copy(int level, std::int64_t first, int count, double* out) 
 void OctaveCascade::discardBefore(int level, std::int64_t index) {
     Level& l = levels_[std::size_t(level)];
     const std::int64_t drop =
-        std::min<std::int64_t>(index - l.start, std::int64_t(l.samples.size()));
+        std::min<std::int64_t>(index - l.start, std::int64_t(l.samples.size() - l.first));
     if (drop <= 0)
         return;
-    l.samples.erase(l.samples.begin(), l.samples.begin() + drop);
+    l.first += std::size_t(drop);
     l.start += drop;
+    if (l.first >= 4096 && 2 * l.first >= l.samples.size()) {
+        l.samples.erase(l.samples.begin(), l.samples.begin() + std::ptrdiff_t(l.first));
+        l.first = 0;
+    }
 }
 
 std::int64_t OctaveCascade::firstInputFor(int level, std::int64_t index) const {

@@ -46,9 +46,9 @@ public:
 
     // One past the last sample of `level` computed so far.
     std::int64_t end(int level) const;
-    // Copies `level` samples [first, first + count) as doubles; silence before the stream
+    // Copies `level` samples [first, first + count); silence before the stream
     // start. False when some of them are not computed yet or already discarded.
-    bool copy(int level, std::int64_t first, int count, double* out) const;
+    bool copy(int level, std::int64_t first, int count, float* out) const;
     void discardBefore(int level, std::int64_t index);
 
     // The first and one past the last input index that `level` sample `index` depends on
@@ -58,8 +58,11 @@ public:
 
 private:
     struct Level {
+        // Discarded samples stay in front of `first` until they are many, so that letting
+        // a few go does not move all the others.
         std::vector<float> samples;
-        std::int64_t start = 0;  // level index of samples[0]
+        std::size_t first = 0;   // samples[first] is the first one kept
+        std::int64_t start = 0;  // level index of samples[first]
         std::int64_t origin = 0; // level index of the stream's first sample
         HalfbandDecimator toNext;
         std::vector<float> nextScratch;
