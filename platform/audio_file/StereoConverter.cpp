@@ -21,11 +21,24 @@ bool StereoConverter::configureFor(const AVFrame* frame) {
     if (resampler && frame->format == inputFormat && frame->sample_rate == inputRate &&
         channels == inputChannels && mask == inputLayoutMask)
         return true;
-    swr_free(&resampler);
+    // Some layouts a header may name (say, a back centre and a side left only) have no
+    // standard mix to stereo; their channels are then taken as the usual layout of that
+    // many channels, heard rather than dropped.
+    if (!(mask != 0 && makeResampler(frame, &frame->ch_layout)) && !makeResampler(frame, nullptr))
+        return false;
+    inputFormat = frame->format;
+    inputRate = frame->sample_rate;
+    inputChannels = channels;
+    inputLayoutMask = mask;
+    return true;
+}
 
+bool StereoConverter::makeResampler(const AVFrame* frame, const AVChannelLayout* layout) {
+    swr_free(&resampler);
+    const int channels = frame->ch_layout.nb_channels;
     AVChannelLayout inLayout{};
-    if (mask != 0)
-        av_channel_layout_copy(&inLayout, &frame->ch_layout);
+    if (layout)
+        av_channel_layout_copy(&inLayout, layout);
     else
         av_channel_layout_default(&inLayout, channels);
     // Mono is converted as mono and duplicated afterwards: the standard matrix would put
@@ -41,10 +54,6 @@ bool StereoConverter::configureFor(const AVFrame* frame) {
         swr_free(&resampler);
         return false;
     }
-    inputFormat = frame->format;
-    inputRate = frame->sample_rate;
-    inputChannels = channels;
-    inputLayoutMask = mask;
     return true;
 }
 

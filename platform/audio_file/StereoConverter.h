@@ -6,6 +6,7 @@
 
 #include <vector>
 
+struct AVChannelLayout;
 struct AVFrame;
 struct SwrContext;
 
@@ -28,6 +29,9 @@ public:
 
 private:
     bool configureFor(const AVFrame* frame);
+    // A converter from `frame`'s format and `layout` (null: the usual layout of its channel
+    // count) to stereo, or false when there is no mix.
+    bool makeResampler(const AVFrame* frame, const AVChannelLayout* layout);
 
     SwrContext* resampler = nullptr;
     int inputFormat = -1;
