@@ -72,13 +72,6 @@ void ClickTools::makeMenu() {
         levelItems_.push_back(item);
     }
     controls->insertMenu(before, levelMenu_);
-    // The window enables every item of the menu once a file is in; these two stay greyed
-    // until the file has a grid.
-    for (QAction* item : {clickAction_.data(), levelMenu_->menuAction()})
-        connect(item, &QAction::enabledChanged, this, [this, item](bool enabled) {
-            if (enabled && session_.grid().isEmpty())
-                item->setEnabled(false);
-        });
 }
 
 bool ClickTools::isOn() const {

@@ -251,6 +251,9 @@ void KTAppController::putRecordingInPlace(const std::shared_ptr<LoadedRecording>
     waveformView_->setWaveform(std::move(loaded->waveform));
     showPlayingState(false);
     practice_->stopSpeedTrainer(); // its schedule was for the file before
+    // Before the session hears of the recording: the tools whose items need more than a file
+    // (a grid, a known tuning) set those items again as they take the recording in.
+    setControlsEnabled(true);
     session_.setRecording({loaded->path, loaded->key, loaded->pin, loaded->file}, remembered.loops,
                           remembered.gridCorrection);
     // A recording played before comes back at the speed and pitch it was left at.
@@ -262,7 +265,6 @@ void KTAppController::putRecordingInPlace(const std::shared_ptr<LoadedRecording>
     window_->setWindowFilePath(loaded->path);
     window_->setWindowTitle(QFileInfo(loaded->path).fileName());
     platform::desktop::RecentFiles().add(loaded->path);
-    setControlsEnabled(true);
     emit fileLoaded(loaded->path);
 }
 
