@@ -9,16 +9,16 @@
 //
 // Run through bench/playback/loop_bench.sh; needs parecord.
 
+#include "bench/playback/Spawn.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
-#include <fcntl.h>
 #include <fstream>
 #include <iterator>
-#include <spawn.h>
 #include <string>
 #include <sys/wait.h>
 #include <thread>
@@ -35,22 +35,6 @@ constexpr long long kLoopFrames = 2 * kBarFrames;
 constexpr int kPasses = 4;
 constexpr float kSilent = 1e-3f; // what the listen tool calls a hole
 constexpr float kSound = 0.02f;  // the first sound of a run
-
-// Starts a command with its output discarded; its process id, or 0 if it failed.
-pid_t spawn(const std::vector<std::string>& command) {
-    std::vector<char*> argv;
-    for (const std::string& arg : command)
-        argv.push_back(const_cast<char*>(arg.c_str()));
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 2, "/dev/null", O_WRONLY, 0);
-    pid_t pid = 0;
-    const int spawned = posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    return spawned == 0 ? pid : 0;
-}
 
 bool waitFor(pid_t pid) {
     int status = 0;
@@ -82,12 +66,12 @@ std::vector<float> readWav(const std::string& path) {
 // rather than a capture in this process: it keeps every frame on a busy machine.
 std::vector<float> listen(const std::vector<std::string>& command) {
     const std::string path = "/tmp/studyloop-loop-bench.wav";
-    const pid_t recorder = spawn({"parecord", "--device=null.monitor", "--file-format=wav",
-                                  "--rate=44100", "--channels=2", "--format=s16le", path});
+    const pid_t recorder = spawnQuietly({"parecord", "--device=null.monitor", "--file-format=wav",
+                                         "--rate=44100", "--channels=2", "--format=s16le", path});
     if (!recorder)
         return {};
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    const pid_t player = spawn(command);
+    const pid_t player = spawnQuietly(command);
     const bool ok = player && waitFor(player);
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     kill(recorder, SIGINT);

@@ -12,6 +12,7 @@
 
 #include "audio/KTAudioFile.h"
 #include "bench/playback/MonitorCapture.h"
+#include "bench/playback/Spawn.h"
 #include "platform/audio_device/OfflineAudioDevice.h"
 #include "playback/KTAudioQueuePlayer.h"
 #include "tools/sound_check/Holes.h"
@@ -23,11 +24,9 @@
 #include <atomic>
 #include <cmath>
 #include <cstdio>
-#include <fcntl.h>
 #include <filesystem>
 #include <numeric>
 #include <rubberband/RubberBandStretcher.h>
-#include <spawn.h>
 #include <string>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -367,17 +366,8 @@ void benchDelays(const std::filesystem::path& folder) {
 
 // Runs a program to its end; its CPU seconds (user + system), or -1 if it failed.
 double runAndMeasureCpu(const std::vector<std::string>& command) {
-    std::vector<char*> argv;
-    for (const std::string& arg : command)
-        argv.push_back(const_cast<char*>(arg.c_str()));
-    argv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-    pid_t pid = 0;
-    const int spawned = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    if (spawned != 0)
+    const pid_t pid = spawnQuietly(command, true);
+    if (pid == 0)
         return -1;
     int status = 0;
     rusage usage{};

@@ -47,11 +47,15 @@ OSStatus QueueBufferPool::free(AudioQueueBufferRef buffer) {
     return noErr;
 }
 
-OSStatus QueueBufferPool::enqueue(AudioQueueBufferRef buffer) {
+OSStatus QueueBufferPool::outOfQueue(AudioQueueBufferRef buffer) const {
     if (!owns(buffer))
         return kAudioQueueErr_InvalidBuffer;
-    if (owner(buffer)->inQueue)
-        return kAudioQueueErr_BufferInQueue;
+    return owner(buffer)->inQueue ? kAudioQueueErr_BufferInQueue : noErr;
+}
+
+OSStatus QueueBufferPool::enqueue(AudioQueueBufferRef buffer) {
+    if (const OSStatus status = outOfQueue(buffer); status != noErr)
+        return status;
     if (buffer->mAudioDataByteSize > buffer->mAudioDataBytesCapacity ||
         buffer->mAudioDataByteSize % 8 != 0)
         return kAudioQueueErr_InvalidBuffer;
@@ -61,10 +65,8 @@ OSStatus QueueBufferPool::enqueue(AudioQueueBufferRef buffer) {
 }
 
 OSStatus QueueBufferPool::requestFill(AudioQueueBufferRef buffer) {
-    if (!owns(buffer))
-        return kAudioQueueErr_InvalidBuffer;
-    if (owner(buffer)->inQueue)
-        return kAudioQueueErr_BufferInQueue;
+    if (const OSStatus status = outOfQueue(buffer); status != noErr)
+        return status;
     owner(buffer)->inQueue = true;
     due.push_back(buffer);
     return noErr;

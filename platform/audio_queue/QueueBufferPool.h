@@ -60,6 +60,8 @@ public:
 
 private:
     bool owns(AudioQueueBufferRef buffer) const;
+    // noErr for a buffer of the pool that is not queued; else why it cannot be queued.
+    OSStatus outOfQueue(AudioQueueBufferRef buffer) const;
 
     std::vector<std::unique_ptr<QueueBuffer>> buffers;
     std::deque<AudioQueueBufferRef> enqueued;
