@@ -40,19 +40,15 @@ struct RecordingLoader::Job {
         recording->path = path;
         recording->pin = std::make_shared<PinnedRecording>(path.toStdString());
         const std::string reader = recording->pin->readerPath();
-        const AudioFilePreflight preflight = preflightAudioFile(reader);
-        if (!preflight.isReadable()) {
-            reason = QString::fromStdString(preflight.reason);
-            return;
-        }
-        platform::OSStatus status = platform::noErr;
-        recording->file = KTAudioFile::open(reader, status);
+        AudioFilePreflight opened;
+        recording->file = openCheckedAudioFile(reader, opened);
+        platform::OSStatus status = opened.status;
         if (recording->file) {
             totalFrames.store(recording->file->totalFrames());
             longFile.store(totalFrames.load() >
                            std::int64_t(kProgressBarSeconds) * recording->file->sampleRate());
             recording->key = platform::desktop::LoopStore::fileKey(QString::fromStdString(reader));
-            recording->waveform = KTWaveform::read(reader, framesRead, cancel, status);
+            recording->waveform = KTWaveform::read(*recording->file, framesRead, cancel, status);
         }
         if (status == platform::noErr)
             result = std::move(recording);

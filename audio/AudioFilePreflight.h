@@ -9,7 +9,10 @@
 
 #include "platform/audio_file/AudioTypes.h"
 
+#include <memory>
 #include <string>
+
+class KTAudioFile;
 
 struct AudioFilePreflight {
     platform::OSStatus status = platform::noErr; // of the first call that failed
@@ -19,6 +22,10 @@ struct AudioFilePreflight {
 };
 
 AudioFilePreflight preflightAudioFile(const std::string& url);
+// Opens `url` for playing with the same check, so that one open serves both: the file at
+// frame 0, or null with why in `preflight`.
+std::shared_ptr<KTAudioFile> openCheckedAudioFile(const std::string& url,
+                                                  AudioFilePreflight& preflight);
 
 // A failing status of the file layer in plain words: "the file does not exist".
 std::string describeAudioFileStatus(platform::OSStatus status);
@@ -26,3 +33,4 @@ std::string describeAudioFileStatus(platform::OSStatus status);
 // The same as one line with the status code: "not an audio file ('typ?')"; empty when the
 // file can be opened.
 std::string audioFileProblem(const std::string& url);
+std::string audioFileProblem(const AudioFilePreflight& preflight);

@@ -1,6 +1,7 @@
 #include "audio/KTWaveform.h"
 
 #include "audio/CheckError.h"
+#include "audio/KTAudioFile.h"
 #include "audio/PeakReducer.h"
 #include "audio/WaveformReader.h"
 #include "platform/log/Log.h"
@@ -35,11 +36,11 @@ KTWaveform::KTWaveform(const std::string& url, std::atomic<std::int64_t>* progre
     takePeaks(std::move(peaks));
 }
 
-std::unique_ptr<KTWaveform> KTWaveform::read(const std::string& url,
+std::unique_ptr<KTWaveform> KTWaveform::read(const KTAudioFile& file,
                                              std::atomic<std::int64_t>& progressFrames,
                                              const std::atomic<bool>& cancel,
                                              platform::OSStatus& status) {
-    PeakData peaks = readPeaks(url, &progressFrames, &cancel);
+    PeakData peaks = readPeaks(file.extAudioFile(), &progressFrames, &cancel);
     status = peaks.status;
     if (status != platform::noErr)
         return nullptr;

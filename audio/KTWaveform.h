@@ -23,6 +23,8 @@
 #include <string>
 #include <vector>
 
+class KTAudioFile;
+
 struct PeakData;
 
 class KTWaveform {
@@ -40,7 +42,8 @@ public:
     // The same without ending the process: null, with the failing status in `status`, for
     // a file that cannot be read to its end (replaced, removed or on a share that went away
     // since it was checked) or when `cancel` was set meanwhile (userCanceledErr).
-    static std::unique_ptr<KTWaveform> read(const std::string& url,
+    // The file is read from what its open measured, without another pass over it.
+    static std::unique_ptr<KTWaveform> read(const KTAudioFile& file,
                                             std::atomic<std::int64_t>& progressFrames,
                                             const std::atomic<bool>& cancel,
                                             platform::OSStatus& status);

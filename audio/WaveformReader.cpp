@@ -24,7 +24,9 @@ struct Segment {
 };
 
 struct Reading {
-    const std::string& url;
+    // Each segment's reader opens the file from these; without them the one segment is read
+    // through the file itself.
+    const AudioFileMeasurements* measured;
     std::atomic<std::int64_t>* progressFrames;
     const std::atomic<bool>* cancel;
     bool cancelled() const { return cancel && cancel->load(std::memory_order_relaxed); }
@@ -34,7 +36,7 @@ struct Reading {
 void reduceSegment(const Reading& reading, ExtAudioFileRef file, Segment& segment,
                    std::int16_t* out) {
     const bool ownFile = file == nullptr;
-    if (ownFile && !(file = ExtAudioFileOpenStereoFloat(reading.url, segment.status)))
+    if (ownFile && !(file = ExtAudioFileOpenMeasured(*reading.measured, segment.status)))
         return;
     if (segment.firstFrame != 0)
         segment.status = ExtAudioFileSeek(file, segment.firstFrame);
@@ -86,13 +88,13 @@ PeakData reduce(const Reading& reading, ExtAudioFileRef file, std::int64_t total
     PeakData peaks;
     peaks.samples.resize(std::size_t((totalFrames + KTWaveform::kFramesPerSample - 1) /
                                      KTWaveform::kFramesPerSample));
-    std::vector<Segment> segments = planSegments(totalFrames, cores);
+    std::vector<Segment> segments = planSegments(totalFrames, reading.measured ? cores : 1);
     std::vector<std::thread> helpers;
     for (std::size_t i = 1; i < segments.size(); ++i)
         helpers.emplace_back(reduceSegment, std::cref(reading), nullptr, std::ref(segments[i]),
                              peaks.samples.data() +
                                  segments[i].firstFrame / KTWaveform::kFramesPerSample);
-    reduceSegment(reading, file, segments[0], peaks.samples.data());
+    reduceSegment(reading, reading.measured ? nullptr : file, segments[0], peaks.samples.data());
     for (auto& helper : helpers)
         helper.join();
 
@@ -116,23 +118,19 @@ PeakData reduce(const Reading& reading, ExtAudioFileRef file, std::int64_t total
 
 } // namespace
 
-PeakData readPeaks(const std::string& url, std::atomic<std::int64_t>* progressFrames,
+PeakData readPeaks(ExtAudioFileRef file, std::atomic<std::int64_t>* progressFrames,
                    const std::atomic<bool>* cancel) {
     PeakData failed;
-    ExtAudioFileRef file = ExtAudioFileOpenStereoFloat(url, failed.status);
-    if (!file)
-        return failed;
     std::int64_t totalFrames = 0;
     std::uint32_t size = sizeof totalFrames;
     failed.status =
         ExtAudioFileGetProperty(file, kExtAudioFileProperty_FileLengthFrames, &size, &totalFrames);
-    if (failed.status != noErr) {
-        ExtAudioFileDispose(file);
+    if (failed.status != noErr)
         return failed;
-    }
     // Frame counts are 32-bit from here on, as everywhere the peak data are used.
     totalFrames = std::min<std::int64_t>(totalFrames, INT32_MAX);
-    const Reading reading{url, progressFrames, cancel};
+    const auto measured = ExtAudioFileCopyMeasurements(file);
+    const Reading reading{measured.get(), progressFrames, cancel};
     PeakData peaks =
         reduce(reading, file, totalFrames, std::max(1u, std::thread::hardware_concurrency()));
     if (peaks.framesRead < 0) {
@@ -140,8 +138,20 @@ PeakData readPeaks(const std::string& url, std::atomic<std::int64_t>* progressFr
         if (progressFrames)
             progressFrames->store(0, std::memory_order_relaxed);
         if (peaks.status == noErr)
-            peaks = reduce(reading, file, totalFrames, 1);
+            peaks = reduce(Reading{nullptr, progressFrames, cancel}, file, totalFrames, 1);
     }
+    if (const OSStatus rewound = ExtAudioFileSeek(file, 0); peaks.status == noErr)
+        peaks.status = rewound;
+    return peaks;
+}
+
+PeakData readPeaks(const std::string& url, std::atomic<std::int64_t>* progressFrames,
+                   const std::atomic<bool>* cancel) {
+    PeakData failed;
+    ExtAudioFileRef file = ExtAudioFileOpenStereoFloat(url, failed.status);
+    if (!file)
+        return failed;
+    PeakData peaks = readPeaks(file, progressFrames, cancel);
     ExtAudioFileDispose(file);
     return peaks;
 }

@@ -8,7 +8,7 @@
 // Nothing here ends the process: a file that cannot be opened or read (removed, replaced,
 // or on a share that went away after it was checked) gives the failing status.
 
-#include "platform/audio_file/AudioTypes.h"
+#include "platform/audio_file/ExtAudioFile.h"
 
 #include <atomic>
 #include <cstdint>
@@ -28,4 +28,11 @@ struct PeakData {
 // another thread (a file cut short may finish below its stated length). `cancel`, if
 // given, is watched between chunks: once set, the reading stops.
 PeakData readPeaks(const std::string& url, std::atomic<std::int64_t>* progressFrames = nullptr,
+                   const std::atomic<bool>* cancel = nullptr);
+
+// The same for a file already open: each reader opens it again from what the open
+// measured, without another pass over it. While no other thread reads `file`, which is
+// then back at frame 0.
+PeakData readPeaks(platform::ExtAudioFileRef file,
+                   std::atomic<std::int64_t>* progressFrames = nullptr,
                    const std::atomic<bool>* cancel = nullptr);

@@ -96,10 +96,61 @@ AudioDecoder::~AudioDecoder() {
         ::close(keptFile);
 }
 
-OSStatus AudioDecoder::openStream(const std::string& filePath) {
-    path = filePath;
-    keptFile = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (avformat_open_input(&format, path.c_str(), nullptr, nullptr) < 0)
+OSStatus AudioDecoder::openMeasured(const AudioFileMeasurements& measured,
+                                    std::unique_ptr<AudioDecoder>& decoder) {
+    setUpLibrary();
+    std::unique_ptr<AudioDecoder> opened(new AudioDecoder);
+    opened->path = measured.path;
+    opened->keptFile = ::fcntl(measured.file, F_DUPFD_CLOEXEC, 0);
+    if (opened->keptFile < 0)
+        return kAudioFileNotOpenError;
+    if (const OSStatus status =
+            opened->openContainer("/dev/fd/" + std::to_string(opened->keptFile));
+        status != noErr)
+        return status;
+    if (opened->stream->index != measured.streamIndex)
+        return kAudioFileInvalidFileError;
+    opened->byteSeeks = measured.byteSeeks;
+    opened->restamp = measured.restamp;
+    opened->prerollSamples = measured.prerollSamples;
+    opened->firstSample = measured.firstSample;
+    opened->labelOffset = measured.labelOffset;
+    opened->length = measured.length;
+    opened->index = measured.index;
+    opened->index.lose();
+    opened->demuxerTimeOffset = measured.demuxerTimeOffset;
+    if (opened->seek(0) != noErr)
+        return kAudioFileInvalidFileError;
+    decoder = std::move(opened);
+    return noErr;
+}
+
+std::shared_ptr<const AudioFileMeasurements> AudioDecoder::measurements() const {
+    auto measured = std::make_shared<AudioFileMeasurements>();
+    measured->file = ::fcntl(keptFile, F_DUPFD_CLOEXEC, 0);
+    if (measured->file < 0)
+        return nullptr;
+    measured->path = path;
+    measured->streamIndex = stream->index;
+    measured->byteSeeks = byteSeeks;
+    measured->restamp = restamp;
+    measured->prerollSamples = prerollSamples;
+    measured->firstSample = firstSample;
+    measured->labelOffset = labelOffset;
+    measured->length = length;
+    measured->index = index;
+    measured->demuxerTimeOffset = demuxerTimeOffset;
+    return measured;
+}
+
+AudioFileMeasurements::~AudioFileMeasurements() {
+    if (file >= 0)
+        ::close(file);
+}
+
+// The container and a decoder for its audio stream, before the stream is measured.
+OSStatus AudioDecoder::openContainer(const std::string& source) {
+    if (avformat_open_input(&format, source.c_str(), nullptr, nullptr) < 0)
         return kAudioFileUnsupportedFileTypeError;
     if (avformat_find_stream_info(format, nullptr) < 0)
         return kAudioFileInvalidFileError;
@@ -131,6 +182,15 @@ OSStatus AudioDecoder::openStream(const std::string& filePath) {
     if (!startDecoder())
         return kAudioFileUnsupportedDataFormatError;
 
+    return noErr;
+}
+
+OSStatus AudioDecoder::openStream(const std::string& filePath) {
+    path = filePath;
+    keptFile = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (const OSStatus status = openContainer(path); status != noErr)
+        return status;
+    const AVCodecParameters* parameters = stream->codecpar;
     const AVCodecID id = parameters->codec_id;
     prerollSamples = isLossless(id) ? 0 : kLossyPrerollSeconds * rate;
     // A duration in milliseconds cannot name the last sample, and a file cut short keeps

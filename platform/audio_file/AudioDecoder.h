@@ -36,9 +36,37 @@ struct AVStream;
 
 namespace platform {
 
+// What opening a file measured (its length, where frame 0 lies, the packet index seeking
+// takes), with a descriptor of its own on the file: enough to open the same file again
+// without a pass over it, for readers of parts of one file on several threads.
+struct AudioFileMeasurements {
+    AudioFileMeasurements() = default;
+    AudioFileMeasurements(const AudioFileMeasurements&) = delete;
+    AudioFileMeasurements& operator=(const AudioFileMeasurements&) = delete;
+    ~AudioFileMeasurements();
+
+    std::string path;
+    int file = -1;
+    int streamIndex = -1;
+    bool byteSeeks = false;
+    bool restamp = false;
+    std::int64_t prerollSamples = 0;
+    std::int64_t firstSample = 0;
+    std::int64_t labelOffset = 0;
+    std::int64_t length = 0;
+    PacketIndex index;
+    std::int64_t demuxerTimeOffset = 0;
+};
+
 class AudioDecoder {
 public:
     static OSStatus open(const std::string& path, std::unique_ptr<AudioDecoder>& decoder);
+    // Opens the file `measured` came from (the same file, whatever stands at its path now)
+    // and takes what it measured instead of measuring again.
+    static OSStatus openMeasured(const AudioFileMeasurements& measured,
+                                 std::unique_ptr<AudioDecoder>& decoder);
+    // What this decoder measured when it opened; null if its file cannot be kept open.
+    std::shared_ptr<const AudioFileMeasurements> measurements() const;
     ~AudioDecoder();
     AudioDecoder(const AudioDecoder&) = delete;
     AudioDecoder& operator=(const AudioDecoder&) = delete;
@@ -61,6 +89,7 @@ public:
 private:
     AudioDecoder() = default;
     OSStatus openStream(const std::string& path);
+    OSStatus openContainer(const std::string& source);
     void alignPcmFraming();
     void measurePcm();
     void measureByScanning();

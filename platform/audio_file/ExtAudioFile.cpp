@@ -78,18 +78,64 @@ template <typename T> OSStatus copyOut(const T& value, std::uint32_t* ioDataSize
 
 } // namespace
 
+namespace {
+
+ExtAudioFileRef wrapDecoder(std::unique_ptr<AudioDecoder> decoder) {
+    auto file = std::make_unique<OpaqueExtAudioFile>();
+    file->decoder = std::move(decoder);
+    file->fileFormat = fileDataFormat(*file->decoder);
+    file->lengthFrames = file->decoder->lengthFrames();
+    return file.release();
+}
+
+// Sets the client format to stereo float at the file's own rate; disposes of `file` if
+// that fails.
+ExtAudioFileRef makeStereoFloat(ExtAudioFileRef file, OSStatus& status, const char** failedCall) {
+    AudioStreamBasicDescription fileFormat;
+    std::uint32_t size = sizeof fileFormat;
+    const char* call = "Get file data format";
+    status =
+        ExtAudioFileGetProperty(file, kExtAudioFileProperty_FileDataFormat, &size, &fileFormat);
+    if (status == noErr) {
+        const AudioStreamBasicDescription client = stereoFloatFormat(fileFormat.mSampleRate);
+        call = "Set client data format";
+        status = ExtAudioFileSetProperty(file, kExtAudioFileProperty_ClientDataFormat,
+                                         sizeof client, &client);
+    }
+    if (status == noErr)
+        return file;
+    ExtAudioFileDispose(file);
+    if (failedCall)
+        *failedCall = call;
+    return nullptr;
+}
+
+} // namespace
+
 OSStatus ExtAudioFileOpenURL(const std::string& location, ExtAudioFileRef* outFile) {
     if (!outFile)
         return kParamError;
     *outFile = nullptr;
-    auto file = std::make_unique<OpaqueExtAudioFile>();
-    if (const OSStatus status = AudioDecoder::open(pathFromLocation(location), file->decoder);
+    std::unique_ptr<AudioDecoder> decoder;
+    if (const OSStatus status = AudioDecoder::open(pathFromLocation(location), decoder);
         status != noErr)
         return status;
-    file->fileFormat = fileDataFormat(*file->decoder);
-    file->lengthFrames = file->decoder->lengthFrames();
-    *outFile = file.release();
+    *outFile = wrapDecoder(std::move(decoder));
     return noErr;
+}
+
+std::shared_ptr<const AudioFileMeasurements> ExtAudioFileCopyMeasurements(ExtAudioFileRef file) {
+    if (!file)
+        return nullptr;
+    std::lock_guard guard(file->lock);
+    return file->decoder->measurements();
+}
+
+ExtAudioFileRef ExtAudioFileOpenMeasured(const AudioFileMeasurements& measured, OSStatus& status) {
+    std::unique_ptr<AudioDecoder> decoder;
+    status = AudioDecoder::openMeasured(measured, decoder);
+    return status == noErr ? makeStereoFloat(wrapDecoder(std::move(decoder)), status, nullptr)
+                           : nullptr;
 }
 
 OSStatus ExtAudioFileGetProperty(ExtAudioFileRef file, ExtAudioFilePropertyID property,
@@ -167,28 +213,12 @@ OSStatus ExtAudioFileTell(ExtAudioFileRef file, std::int64_t* outFrameOffset) {
 
 ExtAudioFileRef ExtAudioFileOpenStereoFloat(const std::string& location, OSStatus& status,
                                             const char** failedCall) {
-    const char* call = "Open file";
     ExtAudioFileRef file = nullptr;
     status = ExtAudioFileOpenURL(location, &file);
-    if (status == noErr) {
-        AudioStreamBasicDescription fileFormat;
-        std::uint32_t size = sizeof fileFormat;
-        call = "Get file data format";
-        status =
-            ExtAudioFileGetProperty(file, kExtAudioFileProperty_FileDataFormat, &size, &fileFormat);
-        if (status == noErr) {
-            const AudioStreamBasicDescription client = stereoFloatFormat(fileFormat.mSampleRate);
-            call = "Set client data format";
-            status = ExtAudioFileSetProperty(file, kExtAudioFileProperty_ClientDataFormat,
-                                             sizeof client, &client);
-        }
-    }
     if (status == noErr)
-        return file;
-    if (file)
-        ExtAudioFileDispose(file);
+        return makeStereoFloat(file, status, failedCall);
     if (failedCall)
-        *failedCall = call;
+        *failedCall = "Open file";
     return nullptr;
 }
 

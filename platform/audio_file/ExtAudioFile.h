@@ -23,6 +23,7 @@
 #include "platform/audio_file/AudioTypes.h"
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 namespace platform {
@@ -75,6 +76,16 @@ OSStatus ExtAudioFileDispose(ExtAudioFileRef file);
 // `failedCall`, when given, names the call that failed ("Open file", ...).
 ExtAudioFileRef ExtAudioFileOpenStereoFloat(const std::string& location, OSStatus& status,
                                             const char** failedCall = nullptr);
+
+struct AudioFileMeasurements;
+
+// What opening `file` measured, for opening the same file again without measuring it;
+// null if that cannot be done. Waits for a read of `file` on another thread to finish.
+std::shared_ptr<const AudioFileMeasurements> ExtAudioFileCopyMeasurements(ExtAudioFileRef file);
+
+// Opens the file `measured` came from again, as ExtAudioFileOpenStereoFloat does, without a
+// pass over it: for readers of parts of one file on several threads.
+ExtAudioFileRef ExtAudioFileOpenMeasured(const AudioFileMeasurements& measured, OSStatus& status);
 
 // ExtAudioFileRead into `out`, room for *ioNumberFrames stereo float frames.
 OSStatus ExtAudioFileReadStereoFloat(ExtAudioFileRef file, std::uint32_t* ioNumberFrames,

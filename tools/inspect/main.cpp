@@ -137,14 +137,22 @@ int main(int argc, char** argv) {
     if (file.empty() || (fromFrame > 0 && decodePath.empty()))
         return usage();
 
-    // The audio classes end the process on a file they cannot read; say why instead.
-    if (const std::string problem = audioFileProblem(file); !problem.empty()) {
-        std::fprintf(stderr, "studyloop-inspect: %s: %s\n", file.c_str(), problem.c_str());
+    // Opened and read as the window does; what cannot be read is said, not fatal.
+    AudioFilePreflight opened;
+    const std::shared_ptr<KTAudioFile> openedFile = openCheckedAudioFile(file, opened);
+    std::atomic<std::int64_t> framesRead{0};
+    const std::atomic<bool> keepReading{false};
+    const std::unique_ptr<KTWaveform> read =
+        openedFile ? KTWaveform::read(*openedFile, framesRead, keepReading, opened.status)
+                   : nullptr;
+    if (!read) {
+        opened.reason = describeAudioFileStatus(opened.status);
+        std::fprintf(stderr, "studyloop-inspect: %s: %s\n", file.c_str(),
+                     audioFileProblem(opened).c_str());
         return 1;
     }
-
-    const KTAudioFile audioFile(file);
-    const KTWaveform waveform(file);
+    const KTAudioFile& audioFile = *openedFile;
+    const KTWaveform& waveform = *read;
     std::string json =
         "{\"file\": " + jsonString(file) +
         ", \"sampleRate\": " + std::to_string(audioFile.sampleRate()) +
