@@ -64,28 +64,41 @@ int MonitorCapture::onAudio(const float* input, unsigned frames) {
     return 0;
 }
 
-// A block arrives one block after its first frame was recorded; the frame's own place in
-// the block gives the rest.
-MonitorCapture::Clock::time_point MonitorCapture::timeOfFrame(std::size_t frame) const {
+// Blocks arrive late by varying amounts (the server hands the monitor's frames on in bursts),
+// never early: the earliest arrival among the blocks within half a second, each taken back
+// to the frame asked about at the sample rate, is the best estimate of when that frame was
+// recorded. Over a second the sound card's clock and the steady clock agree to well within
+// a frame.
+double MonitorCapture::startEstimate(std::size_t frame) const {
     const std::size_t count = stampCount.load(std::memory_order_acquire);
-    auto it = std::lower_bound(stamps.begin(), stamps.begin() + std::ptrdiff_t(count), frame,
-                               [](const Stamp& s, std::size_t f) { return s.endFrame <= f; });
-    if (it == stamps.begin() + std::ptrdiff_t(count))
-        --it;
-    const double behind = double(it->endFrame) - double(frame);
-    return it->time - std::chrono::duration_cast<Clock::duration>(
-                          std::chrono::duration<double>(behind / rate));
+    const auto window = std::size_t(rate / 2);
+    double earliest = 1e300;
+    for (std::size_t i = 0; i < count; ++i) {
+        const Stamp& stamp = stamps[i];
+        if (stamp.endFrame + window < frame || stamp.endFrame > frame + window)
+            continue;
+        const double seconds = std::chrono::duration<double>(stamp.time.time_since_epoch()).count();
+        earliest = std::min(earliest, seconds - double(stamp.endFrame) / rate);
+    }
+    return earliest;
+}
+
+MonitorCapture::Clock::time_point MonitorCapture::timeOfFrame(std::size_t frame) const {
+    const double start = startEstimate(frame);
+    return Clock::time_point(std::chrono::duration_cast<Clock::duration>(
+        std::chrono::duration<double>(start + double(frame) / rate)));
 }
 
 std::size_t MonitorCapture::frameAt(Clock::time_point time) const {
     const std::size_t count = stampCount.load(std::memory_order_acquire);
     if (count == 0)
         return 0;
-    auto it = std::lower_bound(stamps.begin(), stamps.begin() + std::ptrdiff_t(count), time,
-                               [](const Stamp& s, Clock::time_point t) { return s.time < t; });
-    if (it == stamps.begin() + std::ptrdiff_t(count))
-        --it;
-    const double ahead = std::chrono::duration<double>(it->time - time).count();
-    const double frame = double(it->endFrame) - ahead * rate;
+    const double seconds = std::chrono::duration<double>(time.time_since_epoch()).count();
+    // A first guess from the latest stamp, then the frame the estimate puts at `time`.
+    const Stamp& last = stamps[count - 1];
+    double frame =
+        double(last.endFrame) - std::chrono::duration<double>(last.time - time).count() * rate;
+    for (int pass = 0; pass < 2; ++pass)
+        frame = (seconds - startEstimate(std::size_t(std::max(0.0, frame)))) * rate;
     return frame < 0 ? 0 : std::size_t(frame);
 }

@@ -32,6 +32,7 @@ public:
     int onAudio(const float* input, unsigned frames);
 
 private:
+    double startEstimate(std::size_t frame) const; // steady-clock seconds of frame 0
     struct Stamp {
         std::size_t endFrame;
         Clock::time_point time;

@@ -278,6 +278,18 @@ void PulseAudioDevice::onRetry(pa_mainloop_api* api, pa_time_event* event, const
                      pa_stream_writable_size(device->connection->stream));
 }
 
+// How long until a frame written now is heard, taken just before each block is rendered:
+// the sources stamp the block's frames with it. Taken after the write instead, it would
+// still count the time the server plays until the next request, and everything would
+// seem to be heard that much later than it is.
+void PulseAudioDevice::noteLatency(pa_stream* stream, double streamRate) noexcept {
+    pa_usec_t latency = 0;
+    int negative = 0;
+    if (pa_stream_get_latency(stream, &latency, &negative) == 0)
+        latencyFrames.store(negative ? 0 : std::uint32_t(double(latency) * streamRate / 1e6),
+                            std::memory_order_relaxed);
+}
+
 void PulseAudioDevice::fill(pa_stream* stream, std::size_t bytes) noexcept {
     if (corked || retry || draining)
         return; // a retry is already due; it takes the whole writable size
@@ -293,6 +305,7 @@ void PulseAudioDevice::fill(pa_stream* stream, std::size_t bytes) noexcept {
             pa_stream_cancel_write(stream);
             return;
         }
+        noteLatency(stream, streamRate);
         bool expecting = false;
         const std::uint32_t got =
             mixSources(static_cast<float*>(data), scratch.data(), frames, &expecting);
@@ -311,11 +324,6 @@ void PulseAudioDevice::fill(pa_stream* stream, std::size_t bytes) noexcept {
         bytes -= frames * kFrameBytes;
         idleFrames = expecting ? 0 : idleFrames + frames;
     }
-    pa_usec_t latency = 0;
-    int negative = 0;
-    if (pa_stream_get_latency(stream, &latency, &negative) == 0)
-        latencyFrames.store(negative ? 0 : std::uint32_t(double(latency) * streamRate / 1e6),
-                            std::memory_order_relaxed);
     if (idleFrames > streamRate && !corked) {
         // Nothing has played for a second: stop the stream's wake-ups until the next play.
         pa_operation_unref(pa_stream_cork(stream, 1, nullptr, nullptr));

@@ -76,6 +76,7 @@ private:
     static void onRetry(pa_mainloop_api* api, pa_time_event* event, const timeval* when,
                         void* self);
     void fill(pa_stream* stream, std::size_t bytes) noexcept;
+    void noteLatency(pa_stream* stream, double streamRate) noexcept;
     void lostServer() noexcept;
 
     std::mutex lock;
