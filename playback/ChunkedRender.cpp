@@ -56,7 +56,6 @@ private:
             return passOn(sink, carry.data(), overlap) ? overlap : -1;
         const auto seam = std::int64_t(leastAudibleSeam(
             carry.data(), head.data(), std::size_t(both), std::size_t(plan.fadeFrames)));
-        fprintf(stderr, "seam %d at frame %lld\n", k, (long long)(plan.firstFrame(k) + seam));
         std::vector<float> faded(2 * std::size_t(plan.fadeFrames));
         crossfade(carry.data() + 2 * seam, head.data() + 2 * seam, std::size_t(plan.fadeFrames),
                   faded.data());
