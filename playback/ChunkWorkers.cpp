@@ -153,7 +153,7 @@ ChunkWorkers::Held ChunkWorkers::waitFor(int k, std::int64_t frames,
 
 void ChunkWorkers::copy(int k, std::int64_t from, std::int64_t to, std::vector<float>& out) {
     std::lock_guard guard(lock);
-    const std::vector<float>& samples = chunks[k].samples;
+    const std::vector<float>& samples = chunks.at(k).samples;
     const std::int64_t end = std::min(to, std::int64_t(samples.size() / 2));
     out.assign(samples.begin() + 2 * std::min(from, end), samples.begin() + 2 * end);
 }
