@@ -17,6 +17,8 @@ constexpr int kChunksAhead = 2;
 constexpr double kChunkSeconds = 10;
 constexpr double kOverlapSeconds = 1.0;
 constexpr double kFadeSeconds = 0.02;
+// Half the period of a 100 Hz tone: a lag that lines up any tone above it.
+constexpr double kSlipSeconds = 0.005;
 constexpr double kLeadInSeconds = 0.5;
 
 } // namespace
@@ -27,6 +29,7 @@ ChunkPlan::ChunkPlan(std::int64_t outputFrames_, double sampleRate, double rate_
       count(2 * int(std::ceil(double(outputFrames_) / sampleRate / (2 * kChunkSeconds)))),
       overlapFrames(2 * std::llround(kOverlapSeconds / 2 * sampleRate)),
       fadeFrames(std::llround(kFadeSeconds * sampleRate)),
+      slipFrames(std::llround(kSlipSeconds * sampleRate)),
       leadInFrames(std::llround(kLeadInSeconds * sampleRate)) {}
 
 std::int64_t ChunkPlan::firstFrame(int k) const {

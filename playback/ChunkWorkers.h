@@ -28,6 +28,7 @@ struct ChunkPlan {
     int count;                  // chunks
     std::int64_t overlapFrames; // output both neighbours render around their boundary
     std::int64_t fadeFrames;    // of the crossfade within the overlap
+    std::int64_t slipFrames;    // most a chunk's frames may be moved to line up at its seam
     std::int64_t leadInFrames;  // source a chunk's player plays before its first frame
 
     // Output frames of the whole render: where chunk k begins (before the overlap),

@@ -35,6 +35,26 @@ std::size_t leastAudibleSeam(const float* a, const float* b, std::size_t frames,
     return best;
 }
 
+int bestLag(const float* a, const float* b, std::size_t frames, int minLag, int maxLag) {
+    int best = std::clamp(0, minLag, maxLag);
+    double bestScore = -1e300;
+    for (int lag = minLag; lag <= maxLag; ++lag) {
+        const float* moved = b + 2 * std::ptrdiff_t(lag);
+        double ab = 0, bb = 0;
+        for (std::size_t i = 0; i < 2 * frames; ++i) {
+            ab += double(a[i]) * moved[i];
+            bb += double(moved[i]) * moved[i];
+        }
+        // The correlation but for the energy of `a`, which is the same at every lag.
+        const double score = bb > 0 ? ab / std::sqrt(bb) : -1e300;
+        if (score > bestScore) {
+            bestScore = score;
+            best = lag;
+        }
+    }
+    return best;
+}
+
 namespace {
 
 // The correlation of `x` and `y` over `samples`, held to where the gains stay finite; 1 for

@@ -17,6 +17,11 @@ namespace playback {
 std::size_t leastAudibleSeam(const float* a, const float* b, std::size_t frames,
                              std::size_t fadeFrames);
 
+// The lag in [minLag, maxLag] at which `b`, read from b[lag] on, is most like `a` over
+// `frames` frames (the highest correlation): moving one rendering by it lines the two up,
+// so that a fade between them neither cancels nor doubles a steady tone.
+int bestLag(const float* a, const float* b, std::size_t frames, int minLag, int maxLag);
+
 // Writes `frames` frames into `out` going from `from` to `to`. The gains follow a raised
 // cosine, normalised for the correlation of the two over the fade: with identical inputs
 // they sum to one (a plain crossfade), with unrelated ones their squares do (equal power).

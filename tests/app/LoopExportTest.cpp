@@ -124,6 +124,16 @@ TEST_F(LoopExportTest, ALongExportJoinsItsPartsWithoutAJumpOrHoleAndIsExactlyAsL
         for (std::size_t hole = at; hole < at + 441 - 32; hole += 32)
             ASSERT_GT(level(hole, 32), loud - 20) << "at " << double(hole) / kRate << " s";
     }
+
+    // A steady tone: the parts are lined up before they are faded, so none cancels another.
+    load(toneFile("export-steady", 24 * kRate, 440));
+    setLoop(0, 24 * kRate, 0.8, -300);
+    ASSERT_EQ(exportTo("tone.wav"), "finished");
+    const std::vector<float> tone =
+        playback_test::channelOf(OpenedFile((folder / "tone.wav").string()).readAll(), 0);
+    for (std::size_t at = kRate / 20; at + 441 <= tone.size(); at += 441) // past its onset
+        ASSERT_NEAR(playback_test::rms(tone, at, at + 441), 0.5 / std::sqrt(2.0), 0.05)
+            << "at " << double(at) / kRate << " s";
 }
 
 // The recording is read through the descriptor held since it was opened, not its path.
