@@ -14,6 +14,10 @@
 //   chunk k+1          [lead-in, dropped][   overlap   ]........ kept ........
 //                                              ^ 20 ms crossfade, where they differ least
 //
+// Before the fade the later chunk is moved by up to 5 ms, the lag at which it is most like
+// the earlier one there, so that a held tone is not cancelled by a rendering out of phase;
+// it stays moved by as much up to its own seam, and the output keeps its length.
+//
 // The output has the length one render of the whole loop has, and the same samples from
 // run to run. What a chunk renders is passed on as it comes; no chunk is started more than
 // two ahead of the one being passed on, so memory stays bounded however long the output.
