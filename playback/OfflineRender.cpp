@@ -1,11 +1,13 @@
 #include "playback/OfflineRender.h"
 
 #include "platform/audio_queue/AudioQueue.h"
+#include "playback/ChunkedRender.h"
 #include "playback/KTAudioQueuePlayer.h"
 
 #include <QCoreApplication>
 #include <QThread>
 #include <algorithm>
+#include <cmath>
 #include <thread>
 #include <vector>
 
@@ -51,6 +53,42 @@ bool pullPlayedUntil(platform::OfflineAudioDevice& device, const std::function<b
     return true;
 }
 
+std::int64_t LoopSpan::outputFrames(double rate) const {
+    return std::llround(double(length) * loops / rate);
+}
+
+LoopSpan loopSpanOf(const LoopRenderSettings& settings, std::int64_t totalFrames) {
+    LoopSpan span;
+    span.start = std::clamp<std::int64_t>(settings.startFrame, 0, totalFrames);
+    span.length = settings.numFrames < 0 ? totalFrames - span.start
+                                         : std::min(settings.numFrames, totalFrames - span.start);
+    span.loops = std::max(settings.loops, 1);
+    return span;
+}
+
+bool renderFileFrom(std::shared_ptr<KTAudioFile> file, const LoopRenderSettings& settings,
+                    std::int64_t sourceOffset, const RenderSink& sink) {
+    auto device = std::make_shared<platform::OfflineAudioDevice>(file->sampleRate());
+    const LoopSpan span = loopSpanOf(settings, file->totalFrames());
+    const std::int64_t pass = span.length > 0 ? sourceOffset / span.length : 0;
+    // Made before the player, so that they outlive its queue's reports.
+    Completion completion;
+    LoopPasses passes(int(std::max<std::int64_t>(span.loops - pass, 1)));
+    KTAudioQueuePlayer player(device);
+    player.setAudioFile(file);
+    player.setRangeStartFrameNumFrames(double(span.start), double(span.length));
+    if (span.length > 0 && sourceOffset > 0)
+        player.setCurrentFrame(double(span.start + sourceOffset % span.length));
+    player.setPlaybackRate(settings.rate);
+    player.setPitchShift(float(settings.cents));
+    player.setVolume(settings.volumeLevel);
+    passes.attach(player);
+    player.setDelegate(&completion);
+    player.play();
+    return pullPlayedUntil(
+        *device, [&] { return completion.done.load(); }, sink);
+}
+
 RenderOutcome renderLoop(const std::string& path, const LoopRenderSettings& settings,
                          const RenderSink& sink, std::atomic<double>* progress,
                          platform::OSStatus* status) {
@@ -60,33 +98,19 @@ RenderOutcome renderLoop(const std::string& path, const LoopRenderSettings& sett
         *status = opened;
     if (!file)
         return RenderOutcome::Unreadable;
-    auto device = std::make_shared<platform::OfflineAudioDevice>(file->sampleRate());
-    // Made before the player, so that they outlive its queue's reports.
-    Completion completion;
-    LoopPasses passes(std::max(settings.loops, 1));
-    KTAudioQueuePlayer player(device);
-    player.setAudioFile(file);
-    const std::int64_t total = file->totalFrames();
-    const std::int64_t start = std::clamp<std::int64_t>(settings.startFrame, 0, total);
-    const std::int64_t length =
-        settings.numFrames < 0 ? total - start : std::min(settings.numFrames, total - start);
-    player.setRangeStartFrameNumFrames(double(start), double(length));
-    player.setPlaybackRate(settings.rate);
-    player.setPitchShift(float(settings.cents));
-    player.setVolume(settings.volumeLevel);
-    passes.attach(player);
-    player.setDelegate(&completion);
-    player.play();
-
-    const double expected =
-        std::max(1.0, double(length) * std::max(settings.loops, 1) / settings.rate);
+    const std::int64_t expected =
+        loopSpanOf(settings, file->totalFrames()).outputFrames(settings.rate);
+    if (rendersInChunks(expected, file->sampleRate())) {
+        const int sampleRate = file->sampleRate();
+        file.reset(); // each chunk reads through a handle of its own
+        return renderInChunks(path, settings, expected, sampleRate, sink, progress);
+    }
     double rendered = 0;
-    const bool finished = pullPlayedUntil(
-        *device, [&] { return completion.done.load(); },
-        [&](const float* frames, std::uint32_t count) {
+    const bool finished =
+        renderFileFrom(std::move(file), settings, 0, [&](const float* frames, std::uint32_t count) {
             rendered += count;
             if (progress)
-                progress->store(std::min(1.0, rendered / expected));
+                progress->store(std::min(1.0, rendered / std::max(1.0, double(expected))));
             return sink(frames, count);
         });
     return finished ? RenderOutcome::Finished : RenderOutcome::Stopped;

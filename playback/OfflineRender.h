@@ -2,11 +2,13 @@
 
 // Rendering what a player would be heard playing, through an offline device, as fast as the
 // machine allows: the one pull loop behind studyloop-play --render and the window's Export
-// Loop, so that both give the same samples.
+// Loop, so that both give the same samples. A long render is made in chunks on two cores
+// (ChunkedRender.h); a short one by one player.
 //
-// Thread contract: renderLoop may run on any thread (the player it makes lives there);
-// pullPlayedUntil on the thread the pulled player lives on, whose event loop it turns when
-// that is the application's main thread (a player's timers run there).
+// Thread contract: renderLoop and renderFileFrom may run on any thread (the players they
+// make live there, or on workers renderLoop starts and ends); pullPlayedUntil on the thread
+// the pulled player lives on, whose event loop it turns when that is the application's main
+// thread (a player's timers run there).
 
 #include "platform/audio_device/OfflineAudioDevice.h"
 #include "platform/audio_queue/AudioQueue.h"
@@ -14,8 +16,10 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 
+class KTAudioFile;
 class KTAudioQueuePlayer;
 
 namespace playback {
@@ -36,6 +40,16 @@ struct LoopRenderSettings {
     double volumeLevel = 1.0;    // the player's volume level; 1.0 is unity gain
     int loops = 1;               // passes of the range
 };
+
+// The range a render plays, held inside a file of `totalFrames` frames as the player holds it.
+struct LoopSpan {
+    std::int64_t start = 0;
+    std::int64_t length = 0;
+    int loops = 1;
+    // The output frames of all the passes at `rate`, as one render makes them.
+    std::int64_t outputFrames(double rate) const;
+};
+LoopSpan loopSpanOf(const LoopRenderSettings& settings, std::int64_t totalFrames);
 
 // Plays a looped range of `player` exactly `loops` times: counts the passes the player
 // begins to read and clears the loop flag as the last one begins, so that the player then
@@ -66,5 +80,13 @@ enum class RenderOutcome { Finished, Stopped, Unreadable };
 RenderOutcome renderLoop(const std::string& path, const LoopRenderSettings& settings,
                          const RenderSink& sink, std::atomic<double>* progress = nullptr,
                          platform::OSStatus* status = nullptr);
+
+// Plays the range of `file` (read by this render alone) from `sourceOffset`: source frames
+// from the range's start counted on across the passes (the second pass begins at the
+// range's length), where playback of the whole range would be then, with the passes that
+// are left. Output frame 0 stands for that source frame; the stretcher starts cold there.
+// Hands what it plays to `sink` until the end; false if the sink stopped it.
+bool renderFileFrom(std::shared_ptr<KTAudioFile> file, const LoopRenderSettings& settings,
+                    std::int64_t sourceOffset, const RenderSink& sink);
 
 } // namespace playback

@@ -97,6 +97,45 @@ TEST_F(LoopExportTest, ALoopAtHalfSpeedAFifthUpIsExactlyWhatTheRenderToolWrites)
     EXPECT_EQ(tool.readAll(), frames) << "sample for sample";
 }
 
+// A long export is rendered in parts on both cores, joined by crossfades. Noise a second
+// loud, a second 6 dB softer: steady between its steps, whose places show where each part's
+// music comes from. Through every join the level holds, with no hole, and the file is as
+// long as one render of the whole loop.
+TEST_F(LoopExportTest, ALongExportJoinsItsPartsWithoutAJumpOrHoleAndIsExactlyAsLong) {
+    Signal noise = makeNoise(24 * kRate, 2, kRate, 5, 0.4);
+    for (std::size_t i = 0; i < noise.samples.size(); ++i)
+        noise.samples[i] *= i / (2 * kRate) % 2 ? 0.5f : 1.0f;
+    load(makeFixture(noise, encoding("wavf32"), "export-steps").string());
+    setLoop(0, 24 * kRate, 0.8, 300); // 30 s of output
+    ASSERT_EQ(exportTo("long.wav"), "finished");
+    const std::vector<float> left =
+        playback_test::channelOf(OpenedFile((folder / "long.wav").string()).readAll(), 0);
+    EXPECT_EQ(left.size(), 30u * kRate);
+    const auto level = [&](std::size_t at, std::size_t frames) {
+        return 20 * std::log10(playback_test::rms(left, at, at + frames));
+    };
+    const double loud = level(kRate / 10, kRate);
+    for (std::size_t at = 0; at + 441 <= left.size(); at += 441) {
+        const double second = double(at + 220) * 0.8 / kRate; // of the recording
+        if (std::abs(second - std::round(second)) > 0.1) {    // away from a step
+            ASSERT_NEAR(level(at, 441), std::fmod(second, 2) < 1 ? loud : loud - 6, 1.5)
+                << "at " << double(at) / kRate << " s";
+        }
+        for (std::size_t hole = at; hole < at + 441 - 32; hole += 32)
+            ASSERT_GT(level(hole, 32), loud - 20) << "at " << double(hole) / kRate << " s";
+    }
+
+    // A steady tone: the parts are lined up before they are faded, so none cancels another.
+    load(toneFile("export-steady", 24 * kRate, 440));
+    setLoop(0, 24 * kRate, 0.6, -500); // a join where the two renderings are out of phase
+    ASSERT_EQ(exportTo("tone.wav"), "finished");
+    const std::vector<float> tone =
+        playback_test::channelOf(OpenedFile((folder / "tone.wav").string()).readAll(), 0);
+    for (std::size_t at = kRate / 20; at + kRate / 20 <= tone.size(); at += 441) // ends aside
+        ASSERT_NEAR(playback_test::rms(tone, at, at + 441), 0.5 / std::sqrt(2.0), 0.05)
+            << "at " << double(at) / kRate << " s";
+}
+
 // The recording is read through the descriptor held since it was opened, not its path.
 TEST_F(LoopExportTest, ARecordingRenamedSinceItWasOpenedExportsAsItPlays) {
     recording = (folder / "take.wav").string();
