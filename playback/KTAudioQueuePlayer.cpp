@@ -430,7 +430,7 @@ void KTAudioQueuePlayer::startTimerOnMainThread() {
     // A timer already running is replaced, not ended: its ticks only repeat reports.
     playbackTimer = new QTimer(this);
     playbackTimer->setTimerType(Qt::PreciseTimer);
-    playbackTimer->setInterval(kPlaybackTimerMilliseconds);
+    playbackTimer->setInterval(reportMilliseconds);
     connect(playbackTimer, &QTimer::timeout, this, &KTAudioQueuePlayer::playbackTimerCallback);
     playbackTimer->start();
 }

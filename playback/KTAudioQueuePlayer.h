@@ -147,6 +147,10 @@ public:
 
     KTAudioQueuePlayerDelegate* delegate() const { return delegate_.load(); }
     void setDelegate(KTAudioQueuePlayerDelegate* value) { delegate_.store(value); }
+    // How often the delegate hears of the playhead while playing: at the display's pace
+    // unless set, so a playhead drawn from the reports moves with the sound. A caller that
+    // draws nothing may ask for fewer wake-ups. Main thread; taken at the next play.
+    void setPlayheadReportInterval(int milliseconds) { reportMilliseconds = milliseconds; }
 
     // (Re)creates the queue for the current file.
     void setupAudioQueue();
@@ -204,7 +208,8 @@ private:
     const std::shared_ptr<platform::AudioDevice> outputDevice; // null: the default output
     std::atomic<platform::AudioQueueRef> queue{nullptr};
     std::array<platform::AudioQueueBufferRef, kNumberBuffers> buffers{};
-    QTimer* playbackTimer = nullptr; // main thread only
+    QTimer* playbackTimer = nullptr;                     // main thread only
+    int reportMilliseconds = kPlaybackTimerMilliseconds; // main thread only
     std::atomic<std::int32_t> playheadFrame{0};
     std::atomic<std::int32_t> rangeStartFrame_{0};
     std::atomic<std::int32_t> rangeNumFrames{0};

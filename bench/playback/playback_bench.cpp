@@ -26,6 +26,7 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <numeric>
 #include <rubberband/RubberBandStretcher.h>
 #include <string>
@@ -151,7 +152,9 @@ constexpr auto kStretcherOptions = RubberBandStretcher::OptionProcessRealTime |
                                    RubberBandStretcher::OptionPitchHighConsistency;
 constexpr std::size_t kFeedFrames = 256;
 
-double bareStretcherCost(double rate, double cents, double seconds, std::size_t pacedBy = 0) {
+// `ready`, when given, is called once the input is made, just before the clock starts.
+double bareStretcherCost(double rate, double cents, double seconds, std::size_t pacedBy = 0,
+                         const std::function<void()>& ready = {}) {
     RubberBandStretcher stretcher(kRate, 2, kStretcherOptions, 1.0 / rate, std::exp2(cents / 1200));
     stretcher.setMaxProcessSize(kFeedFrames);
     const std::size_t wanted = std::size_t(seconds * kRate);
@@ -164,6 +167,8 @@ double bareStretcherCost(double rate, double cents, double seconds, std::size_t 
     const std::size_t chunk = pacedBy ? pacedBy : wanted;
     const auto period = std::chrono::duration<double>(double(chunk) / kRate);
     std::size_t fed = 0, produced = 0;
+    if (ready)
+        ready();
     auto due = Clock::now();
     const double start = cpuSeconds(RUSAGE_THREAD);
     while (produced < wanted) {
@@ -416,8 +421,11 @@ ProgramRun playAndListen(const std::string& player, const std::string& tone, dou
         return result;
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     std::thread reference([&] {
-        platform::makeThreadRealtime(platform::currentThreadId(), kFeedingPriority);
-        result.pacedStretcher = bareStretcherCost(rate, cents, seconds, kRequestFrames);
+        // Real time only once its input is made: making it at that priority would hold up
+        // the sound server.
+        result.pacedStretcher = bareStretcherCost(rate, cents, seconds, kRequestFrames, [] {
+            platform::makeThreadRealtime(platform::currentThreadId(), kFeedingPriority);
+        });
     });
     const std::string range = "0:" + std::to_string(std::llround(seconds * rate * kRate));
     result.cpu = runAndMeasureCpu({player, tone, "--range", range, "--rate", std::to_string(rate),
