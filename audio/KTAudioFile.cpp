@@ -22,6 +22,16 @@ std::shared_ptr<KTAudioFile> KTAudioFile::open(const std::string& url, OSStatus&
     return status == noErr ? audioFile : nullptr;
 }
 
+std::shared_ptr<KTAudioFile> KTAudioFile::openMeasured(const AudioFileMeasurements& measured,
+                                                       OSStatus& status) {
+    std::shared_ptr<KTAudioFile> audioFile(new KTAudioFile);
+    audioFile->file = ExtAudioFileOpenMeasured(measured, status);
+    if (!audioFile->file)
+        return nullptr;
+    audioFile->format = stereoFloatFormat(audioFile->sampleRate());
+    return audioFile;
+}
+
 OSStatus KTAudioFile::openFileReportingStatus(const std::string& url, const char** operation) {
     OSStatus status = noErr;
     file = ExtAudioFileOpenStereoFloat(url, status, operation);

@@ -30,6 +30,10 @@ public:
     // for a file that cannot be opened (whoever must survive a file that changed since it
     // was checked opens it this way).
     static std::shared_ptr<KTAudioFile> open(const std::string& url, platform::OSStatus& status);
+    // Opens the file another open measured (ExtAudioFileCopyMeasurements) again, without a
+    // pass over it: for readers of parts of one file on several threads.
+    static std::shared_ptr<KTAudioFile>
+    openMeasured(const platform::AudioFileMeasurements& measured, platform::OSStatus& status);
 
     // Each query asks the file again; nothing is cached.
     std::int64_t totalFrames() const;

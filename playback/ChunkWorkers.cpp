@@ -53,9 +53,9 @@ std::int64_t ChunkPlan::dropFrames(int k) const {
     return k + 1 == count ? std::max<std::int64_t>(drop - 2, 0) : drop;
 }
 
-ChunkWorkers::ChunkWorkers(const std::string& path_, const LoopRenderSettings& settings_,
-                           const ChunkPlan& plan_)
-    : path(path_), settings(settings_), plan(plan_) {
+ChunkWorkers::ChunkWorkers(std::shared_ptr<const platform::AudioFileMeasurements> measured_,
+                           const LoopRenderSettings& settings_, const ChunkPlan& plan_)
+    : measured(std::move(measured_)), settings(settings_), plan(plan_) {
     for (int i = 0; i < kWorkers; ++i)
         threads.emplace_back([this] { work(); });
 }
@@ -96,7 +96,7 @@ void ChunkWorkers::work() {
 
 void ChunkWorkers::render(int k) {
     platform::OSStatus status = platform::noErr;
-    std::shared_ptr<KTAudioFile> file = KTAudioFile::open(path, status);
+    std::shared_ptr<KTAudioFile> file = KTAudioFile::openMeasured(*measured, status);
     if (!file)
         return; // gone since the render began: the output ends before this chunk
     std::int64_t toDrop = plan.dropFrames(k);

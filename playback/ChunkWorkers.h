@@ -7,12 +7,14 @@
 // render's caller); the workers are threads of their own, which the destructor stops and
 // waits for. Chunk frames are handed over under a lock, never shared while written.
 
+#include "platform/audio_file/ExtAudioFile.h"
 #include "playback/OfflineRender.h"
 
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -46,8 +48,9 @@ struct ChunkPlan {
 
 class ChunkWorkers {
 public:
-    ChunkWorkers(const std::string& path, const LoopRenderSettings& settings,
-                 const ChunkPlan& plan);
+    // Each chunk opens the file from `measured` (ExtAudioFileCopyMeasurements).
+    ChunkWorkers(std::shared_ptr<const platform::AudioFileMeasurements> measured,
+                 const LoopRenderSettings& settings, const ChunkPlan& plan);
     ~ChunkWorkers();
     ChunkWorkers(const ChunkWorkers&) = delete;
     ChunkWorkers& operator=(const ChunkWorkers&) = delete;
@@ -78,7 +81,7 @@ private:
     bool keep(int k, const float* frames, std::int64_t count);
     Held heldLocked(int k) const;
 
-    const std::string path;
+    const std::shared_ptr<const platform::AudioFileMeasurements> measured;
     const LoopRenderSettings settings;
     const ChunkPlan plan;
     std::mutex lock;

@@ -122,11 +122,12 @@ bool rendersInChunks(std::int64_t outputFrames, double sampleRate) {
     return double(outputFrames) >= kShortestChunkedSeconds * sampleRate;
 }
 
-RenderOutcome renderInChunks(const std::string& path, const LoopRenderSettings& settings,
-                             std::int64_t outputFrames, double sampleRate, const RenderSink& sink,
+RenderOutcome renderInChunks(std::shared_ptr<const platform::AudioFileMeasurements> measured,
+                             const LoopRenderSettings& settings, std::int64_t outputFrames,
+                             double sampleRate, const RenderSink& sink,
                              std::atomic<double>* progress) {
     const ChunkPlan plan(outputFrames, sampleRate, settings.rate);
-    ChunkWorkers workers(path, settings, plan);
+    ChunkWorkers workers(std::move(measured), settings, plan);
     const bool finished = ChunkJoiner(workers, plan, sink, progress).run();
     return finished ? RenderOutcome::Finished : RenderOutcome::Stopped;
 }

@@ -28,11 +28,12 @@
 // queue threads follow the play position without an event loop), and ends them before it
 // returns: a sink that says stop has them stop within a block of output.
 
+#include "platform/audio_file/ExtAudioFile.h"
 #include "playback/OfflineRender.h"
 
 #include <atomic>
 #include <cstdint>
-#include <string>
+#include <memory>
 
 namespace playback {
 
@@ -40,11 +41,13 @@ namespace playback {
 // (ten seconds); a shorter one is rendered in one piece.
 bool rendersInChunks(std::int64_t outputFrames, double sampleRate);
 
-// The loop of the file at `path` (at `sampleRate`), whose whole render is `outputFrames`
-// long, into `sink`. Stopped if the sink stopped it; a chunk that ends early (a read that
+// The loop of the file `measured` came from (ExtAudioFileCopyMeasurements; each chunk opens
+// it again from them), at `sampleRate`, whose whole render is `outputFrames` long, into
+// `sink`. Stopped if the sink stopped it; a chunk that ends early (a read that
 // failed) ends the output there.
-RenderOutcome renderInChunks(const std::string& path, const LoopRenderSettings& settings,
-                             std::int64_t outputFrames, double sampleRate, const RenderSink& sink,
+RenderOutcome renderInChunks(std::shared_ptr<const platform::AudioFileMeasurements> measured,
+                             const LoopRenderSettings& settings, std::int64_t outputFrames,
+                             double sampleRate, const RenderSink& sink,
                              std::atomic<double>* progress);
 
 } // namespace playback

@@ -100,10 +100,11 @@ RenderOutcome renderLoop(const std::string& path, const LoopRenderSettings& sett
         return RenderOutcome::Unreadable;
     const std::int64_t expected =
         loopSpanOf(settings, file->totalFrames()).outputFrames(settings.rate);
-    if (rendersInChunks(expected, file->sampleRate())) {
+    if (auto measured = platform::ExtAudioFileCopyMeasurements(file->extAudioFile());
+        measured && rendersInChunks(expected, file->sampleRate())) {
         const int sampleRate = file->sampleRate();
         file.reset(); // each chunk reads through a handle of its own
-        return renderInChunks(path, settings, expected, sampleRate, sink, progress);
+        return renderInChunks(std::move(measured), settings, expected, sampleRate, sink, progress);
     }
     double rendered = 0;
     const bool finished =
