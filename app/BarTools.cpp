@@ -1,6 +1,7 @@
 #include "app/BarTools.h"
 
 #include "app/BackgroundAnalysis.h"
+#include "app/MenuItems.h"
 #include "app/PlayerWindow.h"
 #include "app/WindowSettings.h"
 #include "resources/palette/PaletteQColor.h"
@@ -96,20 +97,23 @@ void BarTools::makeMenu() {
     });
     bars->addSeparator();
     const auto here = [this] { return view_->playheadFrame(); };
-    addCommand(bars, QStringLiteral("Loop This Bar"), QKeySequence(Qt::Key_B),
-               [this, here] { loopBarsAt(here(), 1); });
+    barLoopItems_.push_back(addCommand(bars, QStringLiteral("Loop This Bar"),
+                                       QKeySequence(Qt::Key_B),
+                                       [this, here] { loopBarsAt(here(), 1); }));
+    barLoopItems_.front()->setObjectName(QStringLiteral("loopThisBarAction"));
     for (const int count : {1, 2, 4, 8})
-        addCommand(bars,
-                   count == 1 ? QStringLiteral("Loop 1 Bar From Here")
-                              : QStringLiteral("Loop %1 Bars From Here").arg(count),
-                   QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key(Qt::Key_0 + count)),
-                   [this, here, count] { loopBarsAt(here(), count); });
+        barLoopItems_.push_back(
+            addCommand(bars,
+                       count == 1 ? QStringLiteral("Loop 1 Bar From Here")
+                                  : QStringLiteral("Loop %1 Bars From Here").arg(count),
+                       QKeySequence(Qt::CTRL | Qt::ALT | Qt::Key(Qt::Key_0 + count)),
+                       [this, here, count] { loopBarsAt(here(), count); }));
     bars->addSeparator();
     makeCorrectionMenu(bars);
 }
 
 void BarTools::makeCorrectionMenu(QMenu* bars) {
-    QMenu* menu = bars->addMenu(QStringLiteral("Correct Beat Grid"));
+    QMenu* menu = correctionMenu_ = bars->addMenu(QStringLiteral("Correct Beat Grid"));
     addCommand(menu, QStringLiteral("This Is Beat 1"), QKeySequence(Qt::SHIFT | Qt::Key_B), [this] {
         if (const session::Recording* recording = session_.recording())
             correctGrid([seconds = recording->secondsAt(view_->playheadFrame())](
@@ -150,6 +154,7 @@ void BarTools::setShowsGrid(bool shows) {
     showGridAction_->setChecked(shows);
     view_->setShowsBeatGrid(shows);
     showPosition(view_->playheadFrame());
+    enableGridItems();
 }
 
 void BarTools::loopBarsAt(std::int32_t frame, int bars) {
@@ -186,6 +191,16 @@ void BarTools::showGrid() {
     for (QAction* item : beatsPerBarItems_)
         item->setChecked(item->text().toInt() == session_.grid().beatsPerBar);
     showPosition(view_->playheadFrame());
+    enableGridItems();
+}
+
+void BarTools::enableGridItems() {
+    const bool loops = !session_.grid().isEmpty() && view_->isBeatGridShown();
+    for (QAction* item : barLoopItems_)
+        item->setEnabled(loops);
+    const bool corrects = !session_.foundGrid().isEmpty();
+    correctionMenu_->menuAction()->setEnabled(corrects);
+    setMenuItemsEnabled(correctionMenu_, corrects);
 }
 
 void BarTools::recordingChanged(const session::Session& /*session*/) {

@@ -69,6 +69,9 @@ private:
     QAction* addCommand(QMenu* menu, const QString& text, const QKeySequence& keys,
                         std::function<void()> command);
     void showGrid();
+    // Grey what cannot act: the bar loops without a grid on show, the corrections before one
+    // has been found.
+    void enableGridItems();
 
     session::Session& session_;
     PlayerWindow& window_;
@@ -79,4 +82,6 @@ private:
     QLabel* positionLabel_ = nullptr;
     QAction* showGridAction_ = nullptr;
     std::vector<QAction*> beatsPerBarItems_;
+    std::vector<QAction*> barLoopItems_;
+    QMenu* correctionMenu_ = nullptr;
 };

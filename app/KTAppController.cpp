@@ -11,6 +11,7 @@
 #include "app/KeyboardShortcuts.h"
 #include "app/LoopExport.h"
 #include "app/LoopsMenu.h"
+#include "app/MenuItems.h"
 #include "app/NoteStripPanel.h"
 #include "app/OpenRecentMenu.h"
 #include "app/PlayerWindow.h"
@@ -190,16 +191,7 @@ void KTAppController::setControlsEnabled(bool enabled) {
     ui.controlsMenu->menuAction()->setEnabled(enabled);
     ui.exportLoopAction->setEnabled(enabled);
     loopsMenu_->setEnabled(enabled);
-    // A disabled menu still lets its items' shortcuts through; the items follow it, and
-    // those of its submenus.
-    const auto enableItems = [enabled](const QMenu* menu, const auto& self) -> void {
-        for (QAction* item : menu->actions()) {
-            item->setEnabled(enabled);
-            if (item->menu())
-                self(item->menu(), self);
-        }
-    };
-    enableItems(ui.controlsMenu, enableItems);
+    setMenuItemsEnabled(ui.controlsMenu, enabled);
 }
 
 std::shared_ptr<KTAudioFile> KTAppController::audioFile() const {

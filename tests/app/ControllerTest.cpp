@@ -272,6 +272,8 @@ TEST_F(ControllerTest, TheGridFoundAfterLoadingIsDrawnNamedAndLoopedInBars) {
     EXPECT_TRUE(mark->isVisible());
     EXPECT_FALSE(window->findChild<QAction*>(QStringLiteral("clickAction"))->isEnabled())
         << "no click before the grid is found";
+    auto* loopThisBar = window->findChild<QAction*>(QStringLiteral("loopThisBarAction"));
+    EXPECT_FALSE(loopThisBar->isEnabled()) << "no bar to loop before the grid is found";
     controller->playToggle(nullptr);
     EXPECT_TRUE(controller->player()->isPlaying());
     controller->playToggle(nullptr);
@@ -279,6 +281,7 @@ TEST_F(ControllerTest, TheGridFoundAfterLoadingIsDrawnNamedAndLoopedInBars) {
     EXPECT_FALSE(mark->isVisible());
     KTFixedWaveformView* view = window->waveformView;
     EXPECT_GE(view->beatMarks().size(), 28u);
+    EXPECT_TRUE(loopThisBar->isEnabled());
 
     // A double-click at 5 s loops the bar around it; B loops the playhead's bar, and
     // Ctrl+Alt+2 two bars from it. At 120 bpm a bar is 2 s.
