@@ -100,11 +100,14 @@ RenderOutcome renderLoop(const std::string& path, const LoopRenderSettings& sett
         return RenderOutcome::Unreadable;
     const std::int64_t expected =
         loopSpanOf(settings, file->totalFrames()).outputFrames(settings.rate);
-    if (auto measured = platform::ExtAudioFileCopyMeasurements(file->extAudioFile());
-        measured && rendersInChunks(expected, file->sampleRate())) {
+    // Each chunk reads through a handle of its own, opened from what this open measured.
+    const auto measured = rendersInChunks(expected, file->sampleRate())
+                              ? platform::ExtAudioFileCopyMeasurements(file->extAudioFile())
+                              : nullptr;
+    if (measured) {
         const int sampleRate = file->sampleRate();
-        file.reset(); // each chunk reads through a handle of its own
-        return renderInChunks(std::move(measured), settings, expected, sampleRate, sink, progress);
+        file.reset();
+        return renderInChunks(measured, settings, expected, sampleRate, sink, progress);
     }
     double rendered = 0;
     const bool finished =
