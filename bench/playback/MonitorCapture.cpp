@@ -8,9 +8,10 @@ int onInput(void*, void* input, unsigned frames, double, RtAudioStreamStatus, vo
 }
 } // namespace
 
-MonitorCapture::MonitorCapture(int sampleRate, double maxSeconds)
+MonitorCapture::MonitorCapture(int sampleRate, double maxSeconds, unsigned blockFrames)
     : rate(sampleRate), left(std::size_t(maxSeconds * sampleRate)),
-      stamps(std::size_t(maxSeconds * sampleRate / 32) + 16) {}
+      stamps(std::size_t(maxSeconds * sampleRate / std::min(32u, blockFrames)) + 16),
+      blockFrames(blockFrames) {}
 
 MonitorCapture::~MonitorCapture() {
     stop();

@@ -15,7 +15,11 @@ class MonitorCapture {
 public:
     using Clock = std::chrono::steady_clock;
 
-    MonitorCapture(int sampleRate, double maxSeconds);
+    // The monitor has a frame when the null sink renders it, and the sink renders ahead of
+    // the moment it counts the frame as played by up to the latency its clients ask for,
+    // which the capture's block sets: small blocks keep that lead near a millisecond, for
+    // figures timed against the sound.
+    MonitorCapture(int sampleRate, double maxSeconds, unsigned blockFrames = 256);
     ~MonitorCapture();
     bool start();
     void stop();
@@ -43,5 +47,5 @@ private:
     std::vector<Stamp> stamps;
     std::atomic<std::size_t> captured{0};
     std::atomic<std::size_t> stampCount{0};
-    unsigned blockFrames = 256;
+    unsigned blockFrames;
 };

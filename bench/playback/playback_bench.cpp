@@ -6,7 +6,8 @@
 //   paced a device request at a time as real-time playback is;
 // - how soon a rate, pitch or position change is heard, against the engine's own floor:
 //   the stretcher's latency and what is queued, plus the delay of a volume step (which
-//   takes just the way out through the device) measured in the same run;
+//   takes just the way out through the device) measured in the same run, each the median
+//   of several changes;
 // - the gap between loop passes and how far the reported playhead is from the sound.
 // Run through bench/playback/playback_bench.sh.
 
@@ -217,6 +218,48 @@ double changeDelay(Live& live, Change change, Heard heard) {
     return at ? ms(live.capture.timeOfFrame(at) - t0) : -1;
 }
 
+// A delay depends on where in the device's cycle the change falls: each figure is the median
+// of several changes.
+double median(std::vector<double> delays) {
+    std::sort(delays.begin(), delays.end());
+    return delays[delays.size() / 2];
+}
+
+template <typename Measure> double medianOf(int count, Measure measure) {
+    std::vector<double> delays;
+    for (int i = 0; i < count; ++i)
+        delays.push_back(measure());
+    return median(delays);
+}
+
+// Halves the rate while the sweep plays at rate 1. The sweep's heard frequency is fitted
+// before the change; the change shows as the frequency falling behind that line, by 200 Hz/s
+// once the rate has halved.
+double rateChangeDelay(Live& live) {
+    const MonitorCapture& capture = live.capture;
+    const auto frequencyAt = [&](std::size_t f) {
+        return localFrequency(capture.samples(), f, kRate / 200);
+    };
+    const auto t0 = Clock::now();
+    live.player.setPlaybackRate(0.5);
+    pump(500);
+    const std::size_t a = capture.frameAt(t0 - std::chrono::milliseconds(250));
+    const std::size_t b = capture.frameAt(t0 - std::chrono::milliseconds(20));
+    double sx = 0, sy = 0, sxx = 0, sxy = 0;
+    int n = 0;
+    for (std::size_t f = a; f < b; f += kRate / 500, ++n) {
+        const double xs = double(f) / kRate, ys = frequencyAt(f);
+        sx += xs, sy += ys, sxx += xs * xs, sxy += xs * ys;
+    }
+    const double slope = (n * sxy - sx * sy) / (n * sxx - sx * sx);
+    const double icept = (sy - slope * sx) / n;
+    constexpr double kBehind = 6; // Hz below the line: 30 ms after the knee at 200 Hz/s
+    const std::size_t at = firstFrameWhere(capture, b, [&](std::size_t f) {
+        return icept + slope * double(f) / kRate - frequencyAt(f) > kBehind;
+    });
+    return at ? ms(capture.timeOfFrame(at) - t0) - 1000.0 * kBehind / (slope / 2) : -1;
+}
+
 void benchDelays(const std::filesystem::path& folder) {
     const std::string tone = writeSignal(folder, "tone440.wav", 8, [](std::size_t i) {
         return 0.5 * std::sin(2 * M_PI * 440 * double(i) / kRate);
@@ -232,7 +275,7 @@ void benchDelays(const std::filesystem::path& folder) {
         return 0.5 * std::sin(2 * M_PI * (300 * t + 200 * t * t));
     });
 
-    MonitorCapture capture(kRate, 150);
+    MonitorCapture capture(kRate, 150, 64);
     if (!capture.start()) {
         std::printf("no capture of the monitor: is PulseAudio running with sink \"null\"?\n");
         return;
@@ -259,12 +302,23 @@ void benchDelays(const std::filesystem::path& folder) {
             break;
     }
     pump(500);
-    const double volumeDelay = changeDelay(
-        live, [&] { player.setVolume(1.0); },
-        [&](std::size_t f) { return localRms(x, f, kRate / 400) > 0.5 * (0.35 + 0.35 * 0.0427); });
-    const double pitchDelay = changeDelay(
-        live, [&] { player.setPitchShift(1200); },
-        [&](std::size_t f) { return frequencyAt(f) > 660; });
+    // The volume step is heard once the server has played what it holds, which swings by a
+    // device request over the cycle (a change of rate or pitch comes after the ring as well,
+    // which swings the other way): its median over seven steps.
+    const double volumeDelay = medianOf(7, [&] {
+        player.setVolume(0.0);
+        return changeDelay(
+            live, [&] { player.setVolume(1.0); },
+            [&](std::size_t f) {
+                return localRms(x, f, kRate / 400) > 0.5 * (0.35 + 0.35 * 0.0427);
+            });
+    });
+    const double pitchDelay = medianOf(3, [&] {
+        player.setPitchShift(0);
+        return changeDelay(
+            live, [&] { player.setPitchShift(1200); },
+            [&](std::size_t f) { return frequencyAt(f) > 660; });
+    });
     player.setPitchShift(0);
 
     // Loop gap: a half-second range played round several times.
@@ -290,10 +344,13 @@ void benchDelays(const std::filesystem::path& folder) {
     player.setAudioFile(std::make_shared<KTAudioFile>(twoTones));
     player.setLooped(true);
     player.play();
-    pump(700);
-    const double seekDelay = changeDelay(
-        live, [&] { player.setCurrentFrame(5 * kRate); },
-        [&](std::size_t f) { return frequencyAt(f) > 660; });
+    pump(400);
+    const double seekDelay = medianOf(3, [&] {
+        player.setCurrentFrame(kRate);
+        return changeDelay(
+            live, [&] { player.setCurrentFrame(5 * kRate); },
+            [&](std::size_t f) { return frequencyAt(f) > 660; });
+    });
     player.setLooped(false);
     player.stop();
     pump(500);
@@ -301,7 +358,10 @@ void benchDelays(const std::filesystem::path& folder) {
     // Sweep: playhead against the sound, then the rate change.
     player.setAudioFile(std::make_shared<KTAudioFile>(sweep));
     player.play();
-    pump(400);
+    // From 0.9 s on: over its first half second the stretcher's sound wanders by up to 3 ms
+    // around the source times it stands for, at the same moments run after run, while the
+    // playhead follows those times evenly.
+    pump(900);
     reports.recording = true;
     pump(1200);
     reports.recording = false;
@@ -328,30 +388,17 @@ void benchDelays(const std::filesystem::path& folder) {
     const double playheadAhead =
         offsets.empty() ? -1 : std::max(0.0, *std::max_element(offsets.begin(), offsets.end()));
 
-    const auto t0 = Clock::now();
-    player.setPlaybackRate(0.5);
-    pump(500);
-    double rateDelay = -1;
-    {
-        // Fit the sweep's heard frequency before T0; the change shows as the frequency
-        // falling behind that line, by 200 Hz/s once the rate has halved.
-        const std::size_t a = capture.frameAt(t0 - std::chrono::milliseconds(250));
-        const std::size_t b = capture.frameAt(t0 - std::chrono::milliseconds(20));
-        double sx = 0, sy = 0, sxx = 0, sxy = 0;
-        int n = 0;
-        for (std::size_t f = a; f < b; f += kRate / 500, ++n) {
-            const double xs = double(f) / kRate, ys = frequencyAt(f);
-            sx += xs, sy += ys, sxx += xs * xs, sxy += xs * ys;
-        }
-        const double slope = (n * sxy - sx * sy) / (n * sxx - sx * sx);
-        const double icept = (sy - slope * sx) / n;
-        constexpr double kBehind = 6; // Hz below the line: 30 ms after the knee at 200 Hz/s
-        const std::size_t at = firstFrameWhere(capture, b, [&](std::size_t f) {
-            return icept + slope * double(f) / kRate - frequencyAt(f) > kBehind;
-        });
-        if (at)
-            rateDelay = ms(capture.timeOfFrame(at) - t0) - 1000.0 * kBehind / (slope / 2);
+    // The first rate change follows the playhead's pass; two more follow a jump back to the
+    // start at rate 1 (not a stop: a play right after stop() can be undone by the stop's own
+    // running-state news, which comes later).
+    std::vector<double> rateDelays{rateChangeDelay(live)};
+    while (rateDelays.size() < 3) {
+        player.setPlaybackRate(1.0);
+        player.setCurrentFrame(0);
+        pump(700);
+        rateDelays.push_back(rateChangeDelay(live));
     }
+    const double rateDelay = median(rateDelays);
     player.stop();
     pump(300);
     capture.stop();
@@ -361,8 +408,9 @@ void benchDelays(const std::filesystem::path& folder) {
     // 1000-frame buffers at the current rate, plus the volume step's way out, plus 20 ms.
     const double stretcherMs = 1000.0 * stretcherLatencyFrames(1.0, 0) / kRate;
     const double queuedMs = 1000.0 * 3000 / 1.0 / kRate;
-    std::printf("\nDelays through the null sink (monitor recorded in-process; every delay includes "
-                "the recording side)\n");
+    std::printf(
+        "\nDelays through the null sink (monitor recorded in-process; every delay includes "
+        "the recording side and is the median of three changes, the volume step's of seven)\n");
     std::printf("%-44s %9.2f ms   (the reference: device + recording)\n", "volume step heard after",
                 volumeDelay);
     std::printf("%-44s %9.2f ms   (getLatency() at rate 1, pitch 0)\n", "stretcher latency",
