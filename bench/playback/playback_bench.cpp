@@ -129,12 +129,13 @@ public:
     std::atomic<bool> completed{false};
 };
 
+// Every figure here is at least 0; -1 is one that could not be measured, which misses.
 void printFigure(const char* name, double value, const char* unit, double target,
                  const char* targetText, double reference, const char* referenceName) {
+    const bool met = value >= 0 && (targetText[0] == '<' ? value <= target : value >= target);
     std::printf("%-44s %9.2f %-4s target %s %-6.6g  reference (%s) %9.2f  ratio %6.2f  %s\n", name,
                 value, unit, targetText, target, referenceName, reference,
-                reference != 0 ? value / reference : 0.0,
-                (targetText[0] == '<' ? value <= target : value >= target) ? "ok" : "MISSED");
+                reference != 0 ? value / reference : 0.0, met ? "ok" : "MISSED");
 }
 
 // CPU seconds Rubber Band alone (R3, real-time mode, same settings) takes for `seconds` of
