@@ -141,9 +141,9 @@ int main(int argc, char** argv) {
     AudioFilePreflight opened;
     const std::shared_ptr<KTAudioFile> openedFile = openCheckedAudioFile(file, opened);
     std::atomic<std::int64_t> framesRead{0};
-    const std::atomic<bool> keepReading{false};
+    const std::atomic<bool> neverCancelled{false};
     const std::unique_ptr<KTWaveform> read =
-        openedFile ? KTWaveform::read(*openedFile, framesRead, keepReading, opened.status)
+        openedFile ? KTWaveform::read(*openedFile, framesRead, neverCancelled, opened.status)
                    : nullptr;
     if (!read) {
         opened.reason = describeAudioFileStatus(opened.status);
