@@ -194,6 +194,13 @@ void KTAudioQueuePlayer::isRunningListener(void* userData, AudioQueueRef queue,
         std::lock_guard guard(player->gate->lock);
         if (queue != player->gate->liveQueue.load())
             return;
+        // A play after stop() starts the queue before this news of the stop arrives: the
+        // player is then playing a fresh range, which the news must not undo. (At the range
+        // end the player still reads as playing, but as completed.)
+        if (player->isPlaying() && !player->isCompleted()) {
+            player->overtakenStops.fetch_add(1);
+            return;
+        }
         player->queueStarted.store(false);
         player->stopPlaybackTimer();
         player->setCompleted(true);
@@ -273,6 +280,9 @@ void KTAudioQueuePlayer::stop() {
     setCompleted(true);
     if (AudioQueueRef q = queue.load())
         AudioQueueStop(q, true);
+    // The stop gives every buffer back: a play before the queue's news of it fills them
+    // afresh from the range start.
+    queueStarted.store(false);
     moveReadPositionLocked(rangeStartFrame_.load());
     restartQueueTimeLocked();
     setPlaying(false);

@@ -165,6 +165,9 @@ public:
     platform::AudioQueueRef audioQueue() const { return queue.load(); }
     // Passes that began without a stop of the queue, counted as they are heard. Any thread.
     std::uint64_t turnsWithoutStop() const { return seamlessTurns.load(); }
+    // Stops whose news came after a play had started the range again: not reported, as the
+    // player plays on. Any thread.
+    std::uint64_t stopsOvertakenByPlay() const { return overtakenStops.load(); }
 
     // Called on the queue's thread each time the range is about to be read again for a new
     // pass (with or without a stop), before it is heard, with the player's lock held: it
@@ -253,6 +256,7 @@ private:
     bool seamPending = false;        // the next frames read begin a pass read without a stop
     float lastFramesRead[2][2] = {}; // the last two frames read, oldest first
     std::atomic<std::uint64_t> seamlessTurns{0};
+    std::atomic<std::uint64_t> overtakenStops{0};
     std::function<void()> passRead; // set before play, called on the queue's thread
     // Given every queue; told under the gate's lock what is enqueued at which queue time.
     const std::shared_ptr<platform::BeatClick> click = std::make_shared<platform::BeatClick>();

@@ -307,6 +307,21 @@ TEST_F(PlayerTest, StopOnLoopedPlayerStartsTheRangeAgain) {
     EXPECT_EQ(delegate.completions.load(), 0);
 }
 
+// A play straight after a stop plays the range from its start to the end: the stop's news,
+// which comes from the queue's thread after the new start, must not stop the player again.
+TEST_F(PlayerTest, PlayStraightAfterStopPlaysTheRangeAgain) {
+    load(makeSine(2 * kRate, 2, kRate, 440), "stop-then-play");
+    player->play();
+    renderFrames(kRate / 4);
+    player->stop();
+    player->play();
+    std::vector<float> out = render([&] { return delegate.completions.load() > 0; }, 10 * kRate);
+    EXPECT_TRUE(player->isPlaying() || delegate.completions.load() > 0);
+    while (!out.empty() && out.back() == 0.0f)
+        out.pop_back();
+    EXPECT_NEAR(double(out.size() / 2), double(2 * kRate), 0.005 * kRate);
+}
+
 // After a pause, a stop or a move of the playhead drops what was queued at the pause: the
 // next play gives the range from the playhead on, with nothing of what played before.
 class AfterPauseTest : public PlayerTest, public ::testing::WithParamInterface<bool> {};

@@ -114,8 +114,12 @@ protected:
         } while (std::chrono::steady_clock::now() < until);
     }
 
-    // The queue's stops, and the passes that began without one.
-    int passEnds() const { return counters.back()->stops.load() + int(player->turnsWithoutStop()); }
+    // The queue's stops, and the passes that began without one; a stop a play overtook is
+    // not reported, as the player plays on.
+    int passEnds() const {
+        return counters.back()->stops.load() + int(player->turnsWithoutStop()) -
+               int(player->stopsOvertakenByPlay());
+    }
 
     void startRound() {
         stopsAtRoundStart = passEnds();
