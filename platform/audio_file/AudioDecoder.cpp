@@ -110,15 +110,8 @@ OSStatus AudioDecoder::openMeasured(const AudioFileMeasurements& measured,
         return status;
     if (opened->stream->index != measured.streamIndex)
         return kAudioFileInvalidFileError;
-    opened->byteSeeks = measured.byteSeeks;
-    opened->restamp = measured.restamp;
-    opened->prerollSamples = measured.prerollSamples;
-    opened->firstSample = measured.firstSample;
-    opened->labelOffset = measured.labelOffset;
-    opened->length = measured.length;
-    opened->index = measured.index;
+    static_cast<AudioFileLayout&>(*opened) = measured.layout;
     opened->index.lose();
-    opened->demuxerTimeOffset = measured.demuxerTimeOffset;
     if (opened->seek(0) != noErr)
         return kAudioFileInvalidFileError;
     decoder = std::move(opened);
@@ -132,14 +125,7 @@ std::shared_ptr<const AudioFileMeasurements> AudioDecoder::measurements() const 
         return nullptr;
     measured->path = path;
     measured->streamIndex = stream->index;
-    measured->byteSeeks = byteSeeks;
-    measured->restamp = restamp;
-    measured->prerollSamples = prerollSamples;
-    measured->firstSample = firstSample;
-    measured->labelOffset = labelOffset;
-    measured->length = length;
-    measured->index = index;
-    measured->demuxerTimeOffset = demuxerTimeOffset;
+    measured->layout = *this;
     return measured;
 }
 

@@ -36,9 +36,23 @@ struct AVStream;
 
 namespace platform {
 
-// What opening a file measured (its length, where frame 0 lies, the packet index seeking
-// takes), with a descriptor of its own on the file: enough to open the same file again
-// without a pass over it, for readers of parts of one file on several threads.
+// Where a file's sound lies and how seeking reaches it, as opening the file measured:
+// plain values, copied whole between a decoder and what it hands on for opening the same
+// file again.
+struct AudioFileLayout {
+    bool byteSeeks = false;             // reposition by byte offset to an index entry
+    bool restamp = false;               // packets take their timestamps from the index
+    std::int64_t prerollSamples = 0;    // decode this much before a seek target
+    std::int64_t firstSample = 0;       // raw sample position of frame 0
+    std::int64_t labelOffset = 0;       // how far frame labels run ahead of their sound
+    std::int64_t length = 0;            // frames
+    PacketIndex index;                  // every packet, in order, when restamp
+    std::int64_t demuxerTimeOffset = 0; // the demuxer's time of raw position 0, when restamp
+};
+
+// What opening a file measured, with a descriptor of its own on the file: enough to open
+// the same file again without a pass over it, for readers of parts of one file on several
+// threads.
 struct AudioFileMeasurements {
     AudioFileMeasurements() = default;
     AudioFileMeasurements(const AudioFileMeasurements&) = delete;
@@ -48,17 +62,10 @@ struct AudioFileMeasurements {
     std::string path;
     int file = -1;
     int streamIndex = -1;
-    bool byteSeeks = false;
-    bool restamp = false;
-    std::int64_t prerollSamples = 0;
-    std::int64_t firstSample = 0;
-    std::int64_t labelOffset = 0;
-    std::int64_t length = 0;
-    PacketIndex index;
-    std::int64_t demuxerTimeOffset = 0;
+    AudioFileLayout layout;
 };
 
-class AudioDecoder {
+class AudioDecoder : private AudioFileLayout {
 public:
     static OSStatus open(const std::string& path, std::unique_ptr<AudioDecoder>& decoder);
     // Opens the file `measured` came from (the same file, whatever stands at its path now)
@@ -121,15 +128,6 @@ private:
     StereoConverter converter;
 
     int rate = 0;
-    bool byteSeeks = false;             // reposition by byte offset to an index entry
-    bool restamp = false;               // packets take their timestamps from the index
-    std::int64_t prerollSamples = 0;    // decode this much before a seek target
-    std::int64_t firstSample = 0;       // raw sample position of frame 0
-    std::int64_t labelOffset = 0;       // how far frame labels run ahead of their sound
-    std::int64_t length = 0;            // frames
-    PacketIndex index;                  // every packet, in order, when restamp
-    std::int64_t demuxerTimeOffset = 0; // the demuxer's time of raw position 0, when restamp
-
     std::int64_t readPosition = 0; // next frame a read returns
     std::vector<float> pending;    // decoded frames from pendingStart on
     std::size_t pendingOffset = 0; // frames of `pending` already handed out
