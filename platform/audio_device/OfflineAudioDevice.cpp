@@ -8,9 +8,10 @@ namespace platform {
 namespace {
 
 // Waiting for a source that is behind: the first naps are short, so a source that is just
-// finishing a block is not waited on for long; later ones double up to a millisecond, so a
-// source still making a whole block (a stretcher on a slow machine takes milliseconds) is
-// not woken for dozens of times, each wake taking a core from the renderers.
+// finishing a block is not waited on for long; later ones double up to a millisecond, so
+// that a source still making a whole block (a stretcher on a slow machine takes
+// milliseconds) is not looked at dozens of times, each wake-up taking a core from the
+// threads that render.
 class Naps {
 public:
     void take() {
