@@ -118,8 +118,12 @@ bool FileEncoder::open(const std::string& path, ExportFormat exportFormat, int s
 bool FileEncoder::makeTemporaryFile(const std::string& path) {
     const fs::path target(path);
     const fs::path folder = target.has_parent_path() ? target.parent_path() : fs::path(".");
-    std::string pattern =
-        (folder / ("." + target.filename().string() + ".partial-XXXXXX")).string();
+    // Built by appending: GCC 12 at -O2 takes `"." + name` for an overlapping copy and
+    // warns (a false -Wrestrict).
+    std::string hidden = ".";
+    hidden += target.filename().string();
+    hidden += ".partial-XXXXXX";
+    std::string pattern = (folder / hidden).string();
     const int descriptor = mkstemp(pattern.data());
     if (descriptor < 0)
         return fail("cannot write in " + folder.string() + ": " + std::strerror(errno));
